@@ -1,0 +1,638 @@
+// Byte-level pins of the wire schema. Every expected value is written out by
+// hand so that a change of field number, wire type or label shows up here,
+// and so that clients in other languages can be checked against the same bytes.
+#include "oru_message.pb.h"
+
+#include <google/protobuf/stubs/logging.h>
+
+#include <QtTest>
+
+#include <cmath>
+#include <string>
+
+using namespace oru_sdk_proto;
+
+namespace {
+
+QByteArray hex(const char *text) { return QByteArray::fromHex(text); }  // blanks are skipped
+
+QByteArray ser(const google::protobuf::MessageLite &m)
+{
+    return QByteArray::fromStdString(m.SerializeAsString());
+}
+
+template <class T> bool parse(T &m, const QByteArray &bytes)
+{
+    return m.ParseFromString(bytes.toStdString());
+}
+
+void setCh(ChannelId *c, const char *dev, quint32 ch)
+{
+    c->set_dev_id(dev);
+    c->set_channel(ch);
+}
+
+// Parses the expected bytes into a fresh T and writes them out again, so the
+// rows check the reading side as well as the writing side.
+template <class T> QByteArray reparsed(const QByteArray &bytes)
+{
+    T back;
+    return parse(back, bytes) ? ser(back) : QByteArray("<parse failed>");
+}
+
+template <class T> void addRow(const char *name, const T &msg, const char *expected)
+{
+    const QByteArray exp = hex(expected);
+    QTest::newRow(name) << ser(msg) << exp << reparsed<T>(exp);
+}
+
+// Shared body of the byte-row tests.
+void compareRow()
+{
+    QFETCH(QByteArray, actual);
+    QFETCH(QByteArray, expected);
+    QFETCH(QByteArray, roundTrip);
+    QCOMPARE(actual.toHex(' '), expected.toHex(' '));
+    QCOMPARE(roundTrip.toHex(' '), expected.toHex(' '));
+}
+
+struct Parser {
+    bool (*fn)(const QByteArray &);
+};
+template <class T> Parser parserFor()
+{
+    return {[](const QByteArray &b) { T m; return parse(m, b); }};
+}
+
+std::string lastLog;
+void captureLog(google::protobuf::LogLevel, const char *, int, const std::string &msg) { lastLog = msg; }
+
+} // namespace
+
+Q_DECLARE_METATYPE(Parser)
+
+class TstWire : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    // names
+    void typeNames_data();
+    void typeNames();
+    // every field of a message, numbers and wire types
+    void fullMessages_data();
+    void fullMessages();
+    // implicit presence and repeated entries
+    void presence_data();
+    void presence();
+    // packed repeated scalar
+    void packedStatus_data();
+    void packedStatus();
+    // maps
+    void mapLaterEntryWins();
+    void mapEntryFieldOrderFree();
+    // patrol nesting
+    void patrolNesting();
+    void nestedPresetInfoUsedForField4();
+    // numbers
+    void unsignedAbove2p31();
+    void doubleField();
+    void negativeZeroDouble();
+    // UTF-8, unknown fields, malformed input
+    void parseOutcome_data();
+    void parseOutcome();
+    void invalidUtf8StillWritten();
+    void unknownFieldsKept_data();
+    void unknownFieldsKept();
+};
+
+// ---- names ----
+
+void TstWire::typeNames_data()
+{
+    QTest::addColumn<QString>("actual");
+    QTest::addColumn<QString>("expected");
+#define ROW(T) QTest::newRow(#T) << QString::fromStdString(T().GetTypeName()) << QStringLiteral("oru_sdk_proto." #T);
+    ROW(Error) ROW(Response) ROW(ChannelId) ROW(CommonReq) ROW(CommonRes) ROW(DeviceReq) ROW(ChannelReq)
+    ROW(DevList) ROW(InitDgwReq) ROW(SetSearchDevsConfigCmd) ROW(DevInfo) ROW(DevInfoFromDgw)
+    ROW(AiAbilityInfo) ROW(DevChannInfo) ROW(SetManagedDevsCmd) ROW(AddManagedDevsCmd)
+    ROW(EditManagedDevsCmd) ROW(SearchedDevsPush) ROW(DevTimingCmd) ROW(RestoreFactoryCmd)
+    ROW(SecretInfo) ROW(DevActivateCmd) ROW(ActivateDevRes) ROW(ResetDevPwdRes)
+    ROW(DevSecretQuestionsGetReq) ROW(DevSecretQuestionsGetRes) ROW(DevPwdResetReq)
+    ROW(DevTempUserCode) ROW(DevTempUserCodePush) ROW(OpenRemoteConfigReq) ROW(DevNetInfo)
+    ROW(DevNetGetReq) ROW(DevNetGetRes) ROW(DevNetSetReq) ROW(DevNetSetRes) ROW(DevPlatformInfo)
+    ROW(DevPlatformInfo_tav) ROW(DevPlatformGetReq) ROW(DevPlatformGetRes) ROW(DevPlatformSetReq)
+    ROW(DevPlatform_tavGetRes) ROW(DevPlatform_tavSetReq) ROW(DevCertImportReq) ROW(ModifyDevNameReq)
+    ROW(ModifyDevAccountReq) ROW(DevUpgradeReq) ROW(DevUpgradeRes) ROW(DevStatusPush)
+    ROW(ChannelsStatusPush) ROW(DevChannelsInfoPush) ROW(VideoRecInfo) ROW(SearchVideoRecordingsReq)
+    ROW(SearchVideoRecordingsRes) ROW(GetRtspUrlReq) ROW(GetRtspUrlRes) ROW(LiveVideoConnReq)
+    ROW(PlaybackByFileReq) ROW(PlaybackByTimeReq) ROW(SkipByPosReq) ROW(SkipByTimeReq)
+    ROW(PlaybackCtrlReq) ROW(PlaybackSpeedSetReq) ROW(StreamEventPush) ROW(PlaybackPosProgressPush)
+    ROW(PlaybackTimeProgressPush) ROW(PTZCtrlReq) ROW(PTZCtrlRes) ROW(PresetInfo) ROW(GetPresetRes)
+    ROW(PresetOperReq) ROW(PresetOperRes) ROW(PatrolOperRes) ROW(PatrolPresetOperRes)
+    ROW(PatrolPresetInfo) ROW(PatrolInfo) ROW(GetPatrolRes) ROW(PatrolOperReq) ROW(PatrolPresetOperReq)
+    ROW(SetPatrolPresetsReq) ROW(SetOSDReq) ROW(TalkOperReq) ROW(TalkEventPush) ROW(FaceInfo)
+    ROW(AddFaceReq) ROW(GetFacesReq) ROW(GetFacesRes) ROW(DelFaceReq) ROW(FaceDetectRecordInfo)
+    ROW(GetFaceDetectRecordsReq) ROW(GetFaceDetectRecordsRes) ROW(FaceDetectLiveInfo)
+    ROW(FaceCountInfo) ROW(UploadFileReq) ROW(DownloadFileReq) ROW(FileTransferProgress)
+    ROW(AlarmInfo) ROW(TlvInfo)
+#undef ROW
+    QTest::newRow("nested PresetInfo") << QString::fromStdString(SetPatrolPresetsReq::PresetInfo().GetTypeName())
+                                       << QStringLiteral("oru_sdk_proto.SetPatrolPresetsReq.PresetInfo");
+}
+
+void TstWire::typeNames()
+{
+    QFETCH(QString, actual);
+    QFETCH(QString, expected);
+    QCOMPARE(actual, expected);
+}
+
+// ---- every field set ----
+
+void TstWire::fullMessages_data()
+{
+    QTest::addColumn<QByteArray>("actual");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::addColumn<QByteArray>("roundTrip");
+
+    InitDgwReq init;
+    init.set_request_id("r1"); init.set_ak("a"); init.set_sk("b"); init.set_ck("c"); init.set_csk("d");
+    init.set_param_6(true); init.set_url("u"); init.set_param_8(300); init.set_saas_server("s");
+    init.set_saas_cer("e");
+    addRow("InitDgwReq", init,
+           "0A 02 72 31  12 01 61  1A 01 62  22 01 63  2A 01 64  30 01  3A 01 75  40 AC 02  4A 01 73  52 01 65");
+
+    DevInfo dev;
+    dev.set_id("i"); dev.set_name("n"); dev.set_sn("s"); dev.set_param_4(4); dev.set_ip("p");
+    dev.set_param_6(6); dev.set_user("u"); dev.set_password("w"); dev.set_version("v");
+    dev.set_series_name("x"); dev.set_param_11(-1); dev.set_param_12(12); dev.set_param_13(0x80000000u);
+    dev.set_param_14(14); dev.set_param_15(true); dev.set_param_16(16); dev.set_param_17(17);
+    dev.set_param_18(18);
+    // int32 -1 takes ten bytes (sign-extended, no zigzag); fields 16+ need a two-byte tag.
+    addRow("DevInfo", dev,
+           "0A 01 69  12 01 6E  1A 01 73  20 04  2A 01 70  30 06  3A 01 75  42 01 77  4A 01 76  52 01 78"
+           "  58 FF FF FF FF FF FF FF FF FF 01  60 0C  68 80 80 80 80 08  70 0E  78 01"
+           "  80 01 10  88 01 11  90 01 12");
+
+    DevInfoFromDgw fromDgw;
+    fromDgw.set_id("i"); fromDgw.set_sn("s"); fromDgw.set_ip("p"); fromDgw.set_param_4(4);
+    fromDgw.set_param_5(5); fromDgw.set_param_6(6); fromDgw.set_version("v"); fromDgw.set_series_name("x");
+    fromDgw.set_param_9(9); fromDgw.set_param_10(10); fromDgw.set_dev_code("c"); fromDgw.set_param_12(12);
+    AiAbilityInfo ai;
+    ai.set_package("k"); ai.set_param_2(2); ai.set_name("m"); ai.set_param_4(4); ai.set_param_5(true);
+    (*fromDgw.mutable_ability_details())[7] = ai;
+    // One entry only: the order of several map entries on the wire is not fixed.
+    addRow("DevInfoFromDgw + map entry", fromDgw,
+           "0A 01 69  12 01 73  1A 01 70  20 04  28 05  30 06  3A 01 76  42 01 78  48 09  50 0A  5A 01 63  60 0C"
+           "  6A 10  08 07  12 0C  0A 01 6B 10 02 1A 01 6D 20 04 28 01");
+
+    DevChannInfo chann;
+    setCh(chann.mutable_channel_id(), "d", 1);
+    chann.set_osd("o"); chann.set_param_3(3); chann.set_param_4(4); chann.set_sn("s"); chann.set_ip("p");
+    chann.set_param_7(7); chann.set_user("u"); chann.set_password("w"); chann.set_param_10(10);
+    chann.set_param_11(11);
+    (*chann.mutable_ability_details())[2] = AiAbilityInfo();
+    addRow("DevChannInfo + empty map value", chann,
+           "0A 05 0A 01 64 10 01  12 01 6F  18 03  20 04  2A 01 73  32 01 70  38 07  42 01 75  4A 01 77"
+           "  50 0A  58 0B  62 04 08 02 12 00");
+
+    DevNetSetReq net;
+    net.set_request_id("r"); net.set_dev_id("d");
+    DevNetInfo *ni = net.mutable_dev_net_info();
+    ni->set_ip("1"); ni->set_sub_net_mask("2"); ni->set_default_gateway("3"); ni->set_dns("4");
+    ni->set_param_5(true); ni->set_param_6(6); ni->set_param_7(7); ni->set_param_8(8);
+    addRow("DevNetSetReq", net,
+           "0A 01 72  12 01 64  1A 14  0A 01 31 12 01 32 1A 01 33 22 01 34 28 01 30 06 38 07 40 08");
+
+    DevActivateCmd act;
+    act.add_devs_sn("a"); act.add_devs_sn("b"); act.set_account("c"); act.set_password("p");
+    SecretInfo *si = act.add_secret_infos();
+    si->set_question("q"); si->set_answer("y");
+    act.set_param_5(5);
+    addRow("DevActivateCmd", act, "0A 01 61  0A 01 62  12 01 63  1A 01 70  22 06 0A 01 71 12 01 79  28 05");
+
+    PTZCtrlReq ptz;
+    ptz.set_request_id("r"); setCh(ptz.mutable_channel_id(), "d", 3);
+    ptz.set_param_3(3); ptz.set_param_4(-2); ptz.set_param_5(5); ptz.set_param_6(0xFFFFFFFFu);
+    addRow("PTZCtrlReq", ptz,
+           "0A 01 72  12 05 0A 01 64 10 03  18 03  20 FE FF FF FF FF FF FF FF FF 01  28 05  30 FF FF FF FF 0F");
+
+    SetPatrolPresetsReq spp;
+    spp.set_request_id("r"); setCh(spp.mutable_channel_id(), "d", 1); spp.set_param_3(3);
+    SetPatrolPresetsReq::PresetInfo *p = spp.add_presets();
+    p->set_param_1(5); p->set_param_2(7);
+    p = spp.add_presets();
+    p->set_param_1(1); p->set_param_2(2);
+    addRow("SetPatrolPresetsReq", spp,
+           "0A 01 72  12 05 0A 01 64 10 01  18 03  22 04 08 05 10 07  22 04 08 01 10 02");
+
+    AddFaceReq face;
+    face.set_request_id("r"); setCh(face.mutable_channel_id(), "d", 1); face.set_serial_num("s");
+    face.set_name("n"); face.add_organizations("o1"); face.add_organizations("o2"); face.set_param_6(6);
+    face.set_param_7(7); face.set_param_8(8); face.set_face_type("t"); face.set_valid_time("v");
+    face.set_invalid_time("x"); face.set_data_12(std::string("\x00\xFF", 2));
+    addRow("AddFaceReq", face,
+           "0A 01 72  12 05 0A 01 64 10 01  1A 01 73  22 01 6E  2A 02 6F 31  2A 02 6F 32  30 06  38 07  40 08"
+           "  4A 01 74  52 01 76  5A 01 78  62 02 00 FF");
+
+    FaceDetectRecordInfo rec;
+    rec.set_serial_num("s"); rec.set_name("n"); rec.set_company("c"); rec.set_department("d");
+    rec.set_position("p"); rec.set_detect_time("t"); rec.set_param_7(7); rec.set_param_8(-8);
+    rec.set_param_9(36.5); rec.set_param_10(10); rec.set_param_11(11); rec.set_data_12("\x01");
+    rec.set_data_13("\xFE");
+    addRow("FaceDetectRecordInfo", rec,
+           "0A 01 73  12 01 6E  1A 01 63  22 01 64  2A 01 70  32 01 74  38 07  40 F8 FF FF FF FF FF FF FF FF 01"
+           "  49 00 00 00 00 00 40 42 40  50 0A  58 0B  62 01 01  6A 01 FE");
+
+    AlarmInfo alarm;
+    alarm.set_alarm_id("a"); setCh(alarm.mutable_channel_id(), "d", 1);
+    setCh(alarm.mutable_second_channel_id(), "e", 2); alarm.set_trigger_name("t"); alarm.set_alarm_time("m");
+    alarm.add_data_6("\x01"); alarm.add_data_6(""); alarm.add_data_6("\x02\x03");
+    alarm.set_alarm_type("y"); alarm.set_param_8(8); alarm.set_alarm_name("n"); alarm.set_data_10("\xFF");
+    addRow("AlarmInfo", alarm,
+           "0A 01 61  12 05 0A 01 64 10 01  1A 05 0A 01 65 10 02  22 01 74  2A 01 6D  32 01 01  32 00  32 02 02 03"
+           "  3A 01 79  40 08  4A 01 6E  52 01 FF");
+
+    DevUpgradeRes up;
+    up.mutable_error()->set_err_code(5); up.mutable_error()->set_err_msg("e"); up.set_request_id("r");
+    up.set_param_3(3); up.set_new_version_name("v"); up.set_param_5(true); up.set_phase("p");
+    up.set_param_7(7);
+    addRow("DevUpgradeRes", up, "0A 05 08 05 12 01 65  12 01 72  18 03  22 01 76  28 01  32 01 70  38 07");
+
+    FileTransferProgress ftp;
+    ftp.set_request_id("r"); ftp.set_param_2(50); ftp.set_param_3(-1);
+    addRow("FileTransferProgress", ftp, "0A 01 72  10 32  18 FF FF FF FF FF FF FF FF FF 01");
+
+    // Same data as AddFaceReq, own numbering.
+    FaceInfo fi;
+    fi.set_param_1(-3); fi.set_serial_num("s"); fi.set_name("n"); fi.set_face_type("t"); fi.set_face_url("u");
+    fi.set_param_6(6); fi.set_param_7(7); fi.set_data_8("\xFF\xD8"); fi.set_valid_time("v");
+    fi.set_invalid_time("x"); fi.add_organizations("o");
+    addRow("FaceInfo", fi,
+           "08 FD FF FF FF FF FF FF FF FF 01  12 01 73  1A 01 6E  22 01 74  2A 01 75  30 06  38 07  42 02 FF D8"
+           "  4A 01 76  52 01 78  5A 01 6F");
+
+    GetFacesReq gf;
+    gf.set_request_id("r"); setCh(gf.mutable_channel_id(), "d", 1); gf.set_param_3(3); gf.set_param_4(4);
+    gf.set_param_5(5); gf.set_param_6(true);
+    addRow("GetFacesReq", gf, "0A 01 72  12 05 0A 01 64 10 01  18 03  20 04  28 05  30 01");
+
+    DevCertImportReq cert;
+    cert.set_request_id("r"); cert.set_dev_id("d"); cert.set_param_3(3); cert.set_ca("a");
+    cert.set_cert_contents("c"); cert.set_key("k"); cert.set_secret_key("s");
+    addRow("DevCertImportReq", cert, "0A 01 72  12 01 64  18 03  22 01 61  2A 01 63  32 01 6B  3A 01 73");
+
+    DevPlatform_tavGetRes tav;
+    tav.mutable_error()->set_err_code(2); tav.set_request_id("r");
+    DevPlatformInfo_tav *ti = tav.mutable_dev_platform_info();
+    ti->set_param_1(true); ti->set_param_2(true); ti->set_online_server("o"); ti->set_param_4(true);
+    ti->set_bussiness_server("b");
+    addRow("DevPlatform_tavGetRes", tav, "0A 02 08 02  12 01 72  1A 0C 08 01 10 01 1A 01 6F 20 01 2A 01 62");
+
+    SearchVideoRecordingsRes svr;
+    svr.mutable_error(); svr.set_request_id("r"); svr.set_playback_by_time_enable(true);
+    VideoRecInfo *vr = svr.add_recordings();
+    vr->set_begin_time("b"); vr->set_end_time("e"); vr->set_file_name("f"); vr->set_param_4(4); vr->set_param_5(5);
+    addRow("SearchVideoRecordingsRes", svr, "0A 00  12 01 72  18 01  22 0D 0A 01 62 12 01 65 1A 01 66 20 04 28 05");
+
+    PatrolPresetOperReq ppo;
+    ppo.set_request_id("r"); setCh(ppo.mutable_channel_id(), "d", 1); ppo.set_param_3(3); ppo.set_param_4(4);
+    ppo.set_param_5(5); ppo.set_param_6(6);
+    addRow("PatrolPresetOperReq", ppo, "0A 01 72  12 05 0A 01 64 10 01  18 03  20 04  28 05  30 06");
+
+    FaceCountInfo cnt;
+    setCh(cnt.mutable_channel_id(), "d", 300); cnt.set_param_2(2); cnt.set_param_3(3); cnt.set_param_4(4);
+    addRow("FaceCountInfo", cnt, "0A 06 0A 01 64 10 AC 02  10 02  18 03  20 04");
+}
+
+void TstWire::fullMessages()
+{
+    compareRow();
+}
+
+// ---- implicit presence ----
+
+void TstWire::presence_data()
+{
+    QTest::addColumn<QByteArray>("actual");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::addColumn<QByteArray>("roundTrip");
+
+    Response emptyError;
+    emptyError.mutable_error();  // set but all-default: still written
+    addRow("Response with empty Error", emptyError, "0A 00");
+
+    Response noError;
+    noError.set_request_id("x");
+    addRow("Response without Error", noError, "12 01 78");
+
+    DevStatusPush status;
+    status.set_dev_id("d"); status.set_status(0);
+    addRow("DevStatusPush status 0", status, "0A 01 64");
+
+    SkipByPosReq skip;
+    skip.set_offset_time(0);
+    addRow("SkipByPosReq offset 0", skip, "");
+
+    addRow("InitDgwReq all defaults", InitDgwReq(), "");
+
+    SearchVideoRecordingsRes recs;
+    recs.mutable_error()->set_err_code(1); recs.set_request_id("r"); recs.set_playback_by_time_enable(false);
+    addRow("SearchVideoRecordingsRes empty", recs, "0A 02 08 01  12 01 72");
+
+    GetFacesRes faces;
+    faces.mutable_error(); faces.set_request_id("r"); faces.set_total_cnt(9);
+    addRow("GetFacesRes no faces", faces, "0A 00  12 01 72  20 09");
+
+    // Unlike an empty singular bytes field, an empty repeated entry is kept.
+    AlarmInfo alarm;
+    alarm.add_data_6("a"); alarm.add_data_6(""); alarm.add_data_6("b");
+    alarm.set_data_10("");
+    addRow("AlarmInfo.data_6 with empty entry", alarm, "32 01 61  32 00  32 01 62");
+
+    DevList list;
+    list.add_devs_id("");
+    addRow("DevList empty id", list, "0A 00");
+}
+
+void TstWire::presence()
+{
+    compareRow();
+}
+
+// ---- packed repeated scalar ----
+
+void TstWire::packedStatus_data()
+{
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QList<int>>("statuses");
+    QTest::newRow("packed") << hex("0A 01 64  12 03 01 00 02") << QList<int>{1, 0, 2};
+    QTest::newRow("unpacked tag 16") << hex("0A 01 64  10 01 10 00 10 02") << QList<int>{1, 0, 2};
+    QTest::newRow("mixed runs") << hex("0A 01 64  12 02 01 00  10 02") << QList<int>{1, 0, 2};
+    QTest::newRow("negative") << hex("0A 01 64  12 0B FF FF FF FF FF FF FF FF FF 01 05") << QList<int>{-1, 5};
+}
+
+void TstWire::packedStatus()
+{
+    QFETCH(QByteArray, input);
+    QFETCH(QList<int>, statuses);
+    ChannelsStatusPush m;
+    QVERIFY(parse(m, input));
+    QCOMPARE(m.dev_id(), std::string("d"));
+    QList<int> got(m.status().begin(), m.status().end());
+    QCOMPARE(got, statuses);
+
+    ChannelsStatusPush out;
+    out.set_dev_id("d");
+    for (int s : statuses)
+        out.add_status(s);
+    // Whatever form came in, one packed field goes out.
+    QCOMPARE(ser(m), ser(out));
+    if (statuses == QList<int>{1, 0, 2})
+        QCOMPARE(ser(out).toHex(' '), hex("0A 01 64 12 03 01 00 02").toHex(' '));
+}
+
+// ---- maps ----
+
+void TstWire::mapLaterEntryWins()
+{
+    // Key 7 twice: the second value ("b") replaces the first.
+    DevInfoFromDgw d;
+    QVERIFY(parse(d, hex("6A 07 08 07 12 03 1A 01 61  6A 07 08 07 12 03 1A 01 62")));
+    QCOMPARE(d.ability_details().size(), size_t(1));
+    QCOMPARE(d.ability_details().at(7).name(), std::string("b"));
+
+    DevChannInfo c;
+    QVERIFY(parse(c, hex("62 07 08 07 12 03 1A 01 61  62 07 08 07 12 03 1A 01 62")));
+    QCOMPARE(c.ability_details().size(), size_t(1));
+    QCOMPARE(c.ability_details().at(7).name(), std::string("b"));
+}
+
+void TstWire::mapEntryFieldOrderFree()
+{
+    // Value before key, and an entry without its key (key 0), are both valid entries.
+    DevInfoFromDgw d;
+    QVERIFY(parse(d, hex("6A 07 12 03 1A 01 61 08 07  6A 05 12 03 20 90 03")));
+    QCOMPARE(d.ability_details().size(), size_t(2));
+    QCOMPARE(d.ability_details().at(7).name(), std::string("a"));
+    QCOMPARE(d.ability_details().at(0).param_4(), 400);
+}
+
+// ---- patrol nesting ----
+
+void TstWire::patrolNesting()
+{
+    GetPatrolRes res;
+    res.set_request_id("r");
+    PatrolInfo *patrol = res.add_patrols();
+    patrol->set_param_1(1);
+    PatrolPresetInfo *stop = patrol->add_presets();
+    stop->mutable_preset()->set_param_1(5);
+    stop->mutable_preset()->set_preset_name("p");
+    stop->set_param_2(2);
+    stop->set_param_3(3);
+    patrol->set_param_3(3);
+    patrol->set_param_4(4);
+
+    // GetPatrolRes > PatrolInfo (19 bytes) > PatrolPresetInfo (11) > PresetInfo (5)
+    const QByteArray expected = hex("12 01 72  1A 13  08 01  12 0B  0A 05 08 05 12 01 70  10 02  18 03  18 03  20 04");
+    QCOMPARE(ser(res).toHex(' '), expected.toHex(' '));
+
+    GetPatrolRes back;
+    QVERIFY(parse(back, expected));
+    QCOMPARE(back.patrols_size(), 1);
+    QCOMPARE(back.patrols(0).presets_size(), 1);
+    QCOMPARE(back.patrols(0).presets(0).preset().param_1(), 5u);
+    QCOMPARE(back.patrols(0).presets(0).preset().preset_name(), std::string("p"));
+    QCOMPARE(back.patrols(0).presets(0).param_3(), 3u);
+    QCOMPARE(back.patrols(0).param_4(), 4);
+}
+
+void TstWire::nestedPresetInfoUsedForField4()
+{
+    SetPatrolPresetsReq req;
+    QVERIFY(parse(req, hex("22 04 08 05 10 07")));
+    QCOMPARE(req.presets_size(), 1);
+    QCOMPARE(req.presets(0).param_1(), 5u);
+    QCOMPARE(req.presets(0).param_2(), 7u);
+
+    // A top-level PresetInfo shape (name in field 2) does not fit: field 2 is
+    // kept as unknown data instead of being read as a number.
+    SetPatrolPresetsReq wrong;
+    QVERIFY(parse(wrong, hex("22 05 08 05 12 01 70")));
+    QCOMPARE(wrong.presets(0).param_2(), 0u);
+    QCOMPARE(ser(wrong).toHex(' '), hex("22 05 08 05 12 01 70").toHex(' '));
+}
+
+// ---- numbers ----
+
+void TstWire::unsignedAbove2p31()
+{
+    PlaybackPosProgressPush m;
+    m.set_offset_time(0x80000001u);
+    m.set_duration(0xFFFFFFFFu);
+    const QByteArray expected = hex("08 81 80 80 80 08  10 FF FF FF FF 0F");  // plain varints, five bytes
+    QCOMPARE(ser(m).toHex(' '), expected.toHex(' '));
+
+    PlaybackPosProgressPush back;
+    QVERIFY(parse(back, expected));
+    QCOMPARE(back.offset_time(), 0x80000001u);
+    QCOMPARE(back.duration(), 0xFFFFFFFFu);
+
+    SkipByPosReq empty;
+    QVERIFY(parse(empty, QByteArray()));
+    QCOMPARE(empty.offset_time(), 0u);
+}
+
+void TstWire::doubleField()
+{
+    FaceDetectRecordInfo m;
+    m.set_param_9(0.0);
+    QVERIFY(ser(m).isEmpty());
+
+    m.set_param_9(36.5);  // 0x4042400000000000, little-endian after tag 0x49
+    QCOMPARE(ser(m).toHex(' '), hex("49 00 00 00 00 00 40 42 40").toHex(' '));
+
+    // An explicit +0.0 on the wire reads as 0.0 and is not written back.
+    FaceDetectRecordInfo back;
+    QVERIFY(parse(back, hex("49 00 00 00 00 00 00 00 00")));
+    QCOMPARE(back.param_9(), 0.0);
+    QVERIFY(ser(back).isEmpty());
+}
+
+void TstWire::negativeZeroDouble()
+{
+    // -0.0 must not reach the wire. The conversion layer maps it to +0.0 before
+    // setting the field; this is the result of that mapping.
+    const double incoming = -0.0;
+    const double normalised = incoming == 0.0 ? 0.0 : incoming;
+    FaceDetectRecordInfo m;
+    m.set_param_9(normalised);
+    QVERIFY(!std::signbit(m.param_9()));
+    QVERIFY(ser(m).isEmpty());
+
+    // What the runtime does with a raw -0.0: protobuf 3.21 tests the bit pattern
+    // and writes it. Recorded, not required, hence the conversion layer above.
+    FaceDetectRecordInfo raw;
+    raw.set_param_9(-0.0);
+    const QByteArray bytes = ser(raw);
+    if (bytes.isEmpty()) {
+        qInfo("runtime skips -0.0 itself");
+    } else {
+        qInfo("runtime writes -0.0: %s", bytes.toHex(' ').constData());
+        QCOMPARE(bytes.toHex(' '), hex("49 00 00 00 00 00 00 00 80").toHex(' '));
+    }
+
+    // A -0.0 from a peer still compares equal to 0.0 on reading.
+    FaceDetectRecordInfo back;
+    QVERIFY(parse(back, hex("49 00 00 00 00 00 00 00 80")));
+    QCOMPARE(back.param_9() == 0.0, true);
+}
+
+// ---- UTF-8 and malformed input ----
+
+void TstWire::parseOutcome_data()
+{
+    QTest::addColumn<Parser>("parser");
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<bool>("ok");
+
+    // UTF-8 is checked in string fields only.
+    QTest::newRow("DevInfo.name lone FF") << parserFor<DevInfo>() << hex("12 01 FF") << false;
+    QTest::newRow("DevInfo.name valid e-acute") << parserFor<DevInfo>() << hex("12 02 C3 A9") << true;
+    QTest::newRow("FaceInfo.face_url jpeg bytes") << parserFor<FaceInfo>() << hex("2A 03 FF D8 FF") << false;
+    QTest::newRow("FaceInfo.data_8 jpeg bytes") << parserFor<FaceInfo>() << hex("42 03 FF D8 FF") << true;
+    QTest::newRow("DevList overlong NUL") << parserFor<DevList>() << hex("0A 02 C0 80") << false;
+    QTest::newRow("FaceInfo.organizations FF") << parserFor<FaceInfo>() << hex("5A 01 FF") << false;
+    QTest::newRow("map value name FF") << parserFor<DevInfoFromDgw>() << hex("6A 07 08 01 12 03 1A 01 FF") << false;
+    QTest::newRow("AlarmInfo.data_6 FF") << parserFor<AlarmInfo>() << hex("32 01 FF") << true;
+    QTest::newRow("TlvInfo.tlv_data FF") << parserFor<TlvInfo>() << hex("12 02 FF FE") << true;
+
+    // Tag 0 and end-group stop the message; as a whole-string parse that fails.
+    QTest::newRow("tag 0") << parserFor<ChannelId>() << hex("00") << false;
+    QTest::newRow("tag 0 after a field") << parserFor<ChannelId>() << hex("0A 01 64 00") << false;
+    QTest::newRow("tag 0 in nested message") << parserFor<Response>() << hex("0A 01 00") << false;
+    QTest::newRow("end-group known number") << parserFor<ChannelId>() << hex("0C") << false;
+    QTest::newRow("end-group unknown number") << parserFor<ChannelId>() << hex("10 01 4C") << false;
+    QTest::newRow("end-group in nested message") << parserFor<Response>() << hex("0A 01 0C") << false;
+
+    // Truncation and malformed varints.
+    QTest::newRow("length beyond input") << parserFor<ChannelId>() << hex("0A 05 64") << false;
+    QTest::newRow("huge length") << parserFor<ChannelId>() << hex("0A FF FF FF FF 0F 64") << false;
+    QTest::newRow("tag without value") << parserFor<ChannelId>() << hex("10") << false;
+    QTest::newRow("varint cut short") << parserFor<ChannelId>() << hex("10 80") << false;
+    QTest::newRow("tag varint cut short") << parserFor<ChannelId>() << hex("80") << false;
+    QTest::newRow("varint of 11 bytes") << parserFor<ChannelId>() << hex("10 FF FF FF FF FF FF FF FF FF FF 01") << false;
+    QTest::newRow("double cut short") << parserFor<FaceDetectRecordInfo>() << hex("49 00 00 00") << false;
+    QTest::newRow("packed run cut short") << parserFor<ChannelsStatusPush>() << hex("12 02 01") << false;
+    QTest::newRow("nested length beyond parent") << parserFor<Response>() << hex("0A 02 12 05 61 62") << false;
+    QTest::newRow("empty input") << parserFor<ChannelId>() << QByteArray() << true;
+}
+
+void TstWire::parseOutcome()
+{
+    QFETCH(Parser, parser);
+    QFETCH(QByteArray, input);
+    QFETCH(bool, ok);
+    // The runtime logs each UTF-8 rejection; keep the test output readable.
+    google::protobuf::LogHandler *old = google::protobuf::SetLogHandler(&captureLog);
+    const bool parsed = parser.fn(input);
+    google::protobuf::SetLogHandler(old);
+    QCOMPARE(parsed, ok);
+}
+
+void TstWire::invalidUtf8StillWritten()
+{
+    // Serialising reports the bad field by full name but writes the bytes anyway.
+    lastLog.clear();
+    google::protobuf::LogHandler *old = google::protobuf::SetLogHandler(&captureLog);
+    DevInfo m;
+    m.set_sn("\xFF");
+    const QByteArray bytes = ser(m);
+    google::protobuf::SetLogHandler(old);
+    QCOMPARE(bytes.toHex(' '), hex("1A 01 FF").toHex(' '));
+    QVERIFY2(lastLog.find("oru_sdk_proto.DevInfo.sn") != std::string::npos, lastLog.c_str());
+}
+
+// ---- unknown fields ----
+
+void TstWire::unknownFieldsKept_data()
+{
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QByteArray>("output");
+    QTest::addColumn<QString>("devId");
+    QTest::addColumn<uint>("channel");
+
+    QTest::newRow("unknown varint between known")
+        << hex("0A 01 64  48 05  10 02") << hex("0A 01 64 10 02  48 05") << QStringLiteral("d") << 2u;
+    QTest::newRow("unknown fixed32, fixed64, bytes")
+        << hex("5D 01 02 03 04  61 01 02 03 04 05 06 07 08  6A 01 7A  0A 01 64")
+        << hex("0A 01 64  5D 01 02 03 04  61 01 02 03 04 05 06 07 08  6A 01 7A") << QStringLiteral("d") << 0u;
+    QTest::newRow("known number, other wire type")
+        << hex("12 01 41  0A 01 64") << hex("0A 01 64  12 01 41") << QStringLiteral("d") << 0u;
+    QTest::newRow("string number sent as varint")
+        << hex("08 07  10 03") << hex("10 03  08 07") << QString() << 3u;
+    QTest::newRow("unknown group kept whole")
+        << hex("4B 08 01 4C  10 01") << hex("10 01  4B 08 01 4C") << QString() << 1u;
+}
+
+void TstWire::unknownFieldsKept()
+{
+    QFETCH(QByteArray, input);
+    QFETCH(QByteArray, output);
+    QFETCH(QString, devId);
+    QFETCH(uint, channel);
+    ChannelId m;
+    QVERIFY(parse(m, input));
+    QCOMPARE(QString::fromStdString(m.dev_id()), devId);
+    QCOMPARE(m.channel(), channel);
+    QCOMPARE(ser(m).toHex(' '), output.toHex(' '));
+
+    // Unknown data survives a copy too.
+    ChannelId copy(m);
+    QCOMPARE(ser(copy).toHex(' '), output.toHex(' '));
+}
+
+QTEST_APPLESS_MAIN(TstWire)
+#include "tst_wire.moc"
