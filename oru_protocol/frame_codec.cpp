@@ -1,0 +1,48 @@
+#include "frame_codec.h"
+
+#include <QtEndian>
+
+#include <cstring>
+
+namespace oru_sdk {
+
+QByteArray encodeFrame(MessageType type, const QByteArray &payload)
+{
+    // Same bytes as QDataStream (version Qt_5_13) would write, without its
+    // per-field overhead: this sits on the stream data path.
+    const int size = payload.size();
+    QByteArray frame(kFrameHeaderSize + size, Qt::Uninitialized);
+    uchar *out = reinterpret_cast<uchar *>(frame.data());
+    qToBigEndian<qint64>(qint64(size) + 1, out);
+    out[8] = static_cast<uchar>(static_cast<qint8>(type));
+    qToBigEndian<quint32>(payload.isNull() ? 0xFFFFFFFFu : quint32(size), out + 9);
+    if (size > 0)
+        std::memcpy(out + kFrameHeaderSize, payload.constData(), size_t(size));
+    return frame;
+}
+
+bool FrameSplitter::next(MessageType *type, QByteArray *payload)
+{
+    const int available = buffer.size() - offset;
+    if (available < kFrameHeaderSize)
+        return false;
+    const uchar *in = reinterpret_cast<const uchar *>(buffer.constData()) + offset;
+    const quint32 size = qFromBigEndian<quint32>(in + 9);
+    const qint64 payloadSize = size == 0xFFFFFFFFu ? 0 : qint64(size);
+    if (available - kFrameHeaderSize < payloadSize)
+        return false;
+    *type = static_cast<MessageType>(static_cast<qint8>(in[8]));
+    *payload = size == 0xFFFFFFFFu ? QByteArray() : buffer.mid(offset + kFrameHeaderSize, int(payloadSize));
+    offset += kFrameHeaderSize + int(payloadSize);
+    // Compact once the consumed head dominates, keeping appends amortised.
+    if (offset == buffer.size()) {
+        buffer.clear();
+        offset = 0;
+    } else if (offset > (1 << 20) && offset > buffer.size() / 2) {
+        buffer.remove(0, offset);
+        offset = 0;
+    }
+    return true;
+}
+
+} // namespace oru_sdk
