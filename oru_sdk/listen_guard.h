@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QLocalServer>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+namespace oru_sdk {
+
+// Qt's QLocalServer on Unix closes itself and removes its socket file when
+// accept() fails (for instance when the process runs out of descriptors), and
+// says nothing. A gateway must keep its servers: while listening is wanted,
+// this notices the silent close and listens again on the same name.
+class ListenGuard : public QObject
+{
+public:
+    ListenGuard(QLocalServer *server, const QString &name)
+        : QObject(server)
+        , server(server)
+        , name(name)
+    {
+        timer.setInterval(200);
+        connect(&timer, &QTimer::timeout, this, &ListenGuard::check);
+        // Only a server that did listen is watched: retrying a name that never
+        // worked would keep deleting whatever else holds it.
+        if (listen())
+            timer.start();
+    }
+
+    // Stops for good: no new connections, no relisten.
+    void close()
+    {
+        timer.stop();
+        server->close();
+    }
+
+private:
+    bool listen()
+    {
+        QLocalServer::removeServer(name);
+        return server->listen(name);
+    }
+
+    void check()
+    {
+        if (!server->isListening())
+            listen();
+    }
+
+    QLocalServer *server;
+    QString name;
+    QTimer timer;
+};
+
+} // namespace oru_sdk

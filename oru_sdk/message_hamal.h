@@ -1,0 +1,46 @@
+#pragma once
+
+#include "message_type.h"
+
+#include <QByteArray>
+#include <QMap>
+#include <QObject>
+#include <QString>
+
+namespace oru_sdk {
+
+class MessageServer;
+class MessageSignals;
+
+// The control channel's dispatcher: inbound frames become DgwSignals signals,
+// the host's answers and pushes become outbound frames. Requests are
+// remembered by id so that their answer finds the connection that asked.
+class MessageHamal : public QObject
+{
+    Q_OBJECT
+
+public:
+    using PendingRequests = QMap<QString, qintptr>;
+
+    static MessageHamal &instance();
+
+    void start(const QString &serverName);
+
+public slots:
+    void slotMessageComing(qintptr socketName, MessageType msgType, QByteArray message);
+
+private:
+    explicit MessageHamal(QObject *parent);
+
+    void connectOutbound();
+    template <typename Wire, typename... Args, typename Fill>
+    void answer(void (MessageSignals::*signal)(Args...), MessageType type, const char *text, Fill fill);
+    template <typename Wire, typename... Args, typename Fill>
+    void push(void (MessageSignals::*signal)(Args...), MessageType type, const char *text, Fill fill);
+    void pushText(void (MessageSignals::*signal)(const QString &), MessageType type, const char *text);
+
+    MessageServer *server = nullptr;
+    PendingRequests pendingRequests;
+};
+
+} // namespace oru_sdk

@@ -1,0 +1,123 @@
+#include "message_server.h"
+
+#include "frame_codec.h"
+#include "listen_guard.h"
+#include "sdk_log.h"
+#include "stream_worker.h"
+
+#include <oru_sdk/dgw_signals.h>
+
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QPointer>
+
+namespace oru_sdk {
+
+MessageServer::MessageServer(const QString &serverName, QObject *parent)
+    : QObject(parent)
+    , server(new QLocalServer(this))
+    , listenGuard(new ListenGuard(server, serverName))
+{
+    connect(server, &QLocalServer::newConnection, this, &MessageServer::slotNewConnection);
+}
+
+void MessageServer::slotNewConnection()
+{
+    // One notification may stand for several queued connections.
+    while (QLocalSocket *socket = server->nextPendingConnection()) {
+        const qintptr name = socket->socketDescriptor();
+        sockets[name] = socket;
+        pendingLengths[name] = 0;
+        names.insert(socket, name);
+        connect(socket, &QLocalSocket::readyRead, this, &MessageServer::slotSocketReadyRead);
+        connect(socket, &QLocalSocket::disconnected, this, &MessageServer::slotSocketDisConnected);
+        logInfo(QStringLiteral("new connection to message server: %1").arg(name));
+    }
+}
+
+void MessageServer::slotSocketReadyRead()
+{
+    auto *socket = qobject_cast<QLocalSocket *>(sender());
+    if (!socket)
+        return;
+    const auto name = names.constFind(socket);
+    if (name == names.cend() || !pendingLengths.contains(*name))
+        return;
+    const qintptr socketName = *name;
+    // A host slot may spin a nested event loop in which this socket goes away:
+    // read with a local length and a guarded pointer, never into the maps.
+    const QPointer<QLocalSocket> alive(socket);
+    const auto known = [&] { return alive && sockets.value(socketName) == socket; };
+    qint64 pending = pendingLengths.value(socketName);
+    readFrames(socket, pending, [&](MessageType type, const QByteArray &payload) {
+        switch (type) {
+        case MessageType::MainClientHello:
+            msgSocket = socket;
+            break;
+        case MessageType::MainClientExit:
+            if (!msgSocket)
+                return false;
+            logInfo(QStringLiteral("main client exit message"));
+            msgSocketDisconnected(socket);
+            break;
+        default:
+            emit signalMessageComing(socketName, type, payload);
+            break;
+        }
+        // A forgotten socket is not read any further.
+        return known();
+    });
+    if (known())
+        pendingLengths[socketName] = pending;
+}
+
+void MessageServer::slotSocketDisConnected()
+{
+    logInfo(QStringLiteral("message socket disconnected"));
+    if (!msgSocket)
+        return;
+    logInfo(QStringLiteral("main client socket exist now"));
+    msgSocketDisconnected(qobject_cast<QLocalSocket *>(sender()));
+}
+
+void MessageServer::msgSocketDisconnected(QLocalSocket *s)
+{
+    if (!s)
+        return;
+    if (s == msgSocket) {
+        msgSocket = nullptr;
+        listenGuard->close();
+        StreamWorker::instance()->stop();
+        logInfo(QStringLiteral("start emit main client exit signal"));
+        emit DgwSignals::instance().signalMainClientExit();
+        logInfo(QStringLiteral("end emit main client exit signal"));
+    }
+    const auto name = names.find(s);
+    if (name == names.end())
+        return; // already forgotten (an exit frame came first)
+    const qintptr socketName = *name;
+    names.erase(name);
+    // The descriptor may have been reused by a newer connection: only remove our own entry.
+    if (sockets.value(socketName) == s) {
+        sockets.remove(socketName);
+        pendingLengths.remove(socketName);
+    }
+    s->deleteLater();
+    logInfo(QStringLiteral("socket disconnect from server: %1").arg(socketName));
+}
+
+void MessageServer::sendMessage(qintptr socketName, MessageType msgType, const QByteArray &message)
+{
+    const QByteArray frame = encodeFrame(msgType, message);
+    if (socketName == -1) {
+        for (QLocalSocket *socket : qAsConst(sockets)) {
+            if (socket->isValid())
+                socket->write(frame);
+        }
+        return;
+    }
+    if (QLocalSocket *socket = sockets.value(socketName))
+        socket->write(frame);
+}
+
+} // namespace oru_sdk

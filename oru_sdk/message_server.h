@@ -1,0 +1,49 @@
+#pragma once
+
+#include "message_type.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QMap>
+#include <QObject>
+
+class QLocalServer;
+class QLocalSocket;
+
+namespace oru_sdk {
+
+class ListenGuard;
+
+// The control channel's end: accepts connections, splits their bytes into
+// frames, tracks the main client (hello and exit) and writes outbound frames.
+class MessageServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    MessageServer(const QString &serverName, QObject *parent);
+
+    // socketName -1 sends to every connected socket.
+    void sendMessage(qintptr socketName, MessageType msgType, const QByteArray &message);
+
+signals:
+    void signalMessageComing(qintptr socketName, MessageType msgType, QByteArray message);
+
+private slots:
+    void slotNewConnection();
+    void slotSocketReadyRead();
+    void slotSocketDisConnected();
+    void msgSocketDisconnected(QLocalSocket *msgSocket);
+
+private:
+    QLocalServer *server;
+    QMap<qintptr, QLocalSocket *> sockets;
+    QMap<qintptr, qint64> pendingLengths;
+    QLocalSocket *msgSocket = nullptr;
+    // A socket's name is its descriptor at accept time; after a disconnect the
+    // descriptor reads -1, so the name is kept here to find the entry again.
+    QHash<QLocalSocket *, qintptr> names;
+    ListenGuard *listenGuard;
+};
+
+} // namespace oru_sdk

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <oru_sdk_kit/oru_log.h>
+
+#include <QString>
+
+namespace oru_sdk {
+
+// Every line of the library carries this tag.
+inline const QString &logTag()
+{
+    static const QString tag = QStringLiteral("[oru_dgw_sdk:]    ");
+    return tag;
+}
+
+inline void logInfo(const QString &text) { log_info(text, logTag()); }
+inline void logError(const QString &text) { log_error(text, logTag()); }
+inline void logTrace(const QString &text) { log_trace(text, logTag()); }
+
+} // namespace oru_sdk

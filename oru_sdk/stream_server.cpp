@@ -1,0 +1,106 @@
+#include "stream_server.h"
+
+#include "frame_codec.h"
+#include "listen_guard.h"
+#include "sdk_log.h"
+
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QPointer>
+#include <QVariant>
+
+namespace oru_sdk {
+
+namespace {
+const char kStreamIdProperty[] = "stream_id";
+}
+
+StreamServer::StreamServer(const QString &serverName, QObject *parent)
+    : QObject(parent)
+    , localServer(new QLocalServer(this))
+    , listenGuard(new ListenGuard(localServer, serverName))
+{
+    connect(localServer, &QLocalServer::newConnection, this, &StreamServer::slotNewConnection);
+}
+
+void StreamServer::close()
+{
+    listenGuard->close();
+}
+
+void StreamServer::addStreamSocket(StreamId streamId, QLocalSocket *socket)
+{
+    streamSockets[streamId].insert(socket);
+    memberships[socket].insert(streamId);
+    socket->setProperty(kStreamIdProperty, QVariant::fromValue<uint>(streamId));
+}
+
+void StreamServer::writeToStream(StreamId streamId, MessageType type, const QByteArray &data)
+{
+    const auto it = streamSockets.constFind(streamId);
+    if (it == streamSockets.cend())
+        return;
+    // Built once, shared by every socket's write buffer.
+    const QByteArray frame = encodeFrame(type, data);
+    const QSet<QLocalSocket *> sockets = *it;
+    for (QLocalSocket *socket : sockets) {
+        if (socket->isValid())
+            socket->write(frame);
+    }
+}
+
+void StreamServer::slotNewConnection()
+{
+    while (QLocalSocket *socket = localServer->nextPendingConnection()) {
+        pendingBlockSizes.insert(socket, 0);
+        connect(socket, &QLocalSocket::readyRead, this, &StreamServer::slotSocketReadyRead);
+        connect(socket, &QLocalSocket::disconnected, this, &StreamServer::slotSocketDisConnected);
+        logInfo(QStringLiteral("new connection to stream server: %1").arg(socket->socketDescriptor()));
+    }
+}
+
+void StreamServer::slotSocketReadyRead()
+{
+    auto *socket = qobject_cast<QLocalSocket *>(sender());
+    if (!socket || !pendingBlockSizes.contains(socket))
+        return;
+    const QPointer<QLocalSocket> alive(socket);
+    qint64 pending = pendingBlockSizes.value(socket);
+    readFrames(socket, pending, [&](MessageType type, const QByteArray &payload) {
+        emit signalMessageComing(socket, type, payload);
+        return alive && pendingBlockSizes.contains(socket);
+    });
+    if (alive && pendingBlockSizes.contains(socket))
+        pendingBlockSizes[socket] = pending;
+}
+
+void StreamServer::slotSocketDisConnected()
+{
+    auto *socket = qobject_cast<QLocalSocket *>(sender());
+    if (!socket)
+        return;
+    // A socket that never joined a stream is left alone.
+    const QSet<StreamId> joined = memberships.take(socket);
+    if (joined.isEmpty())
+        return;
+    pendingBlockSizes.remove(socket);
+    socket->deleteLater();
+    // The stream named by the socket's property first, as the host expects.
+    QList<StreamId> order{socket->property(kStreamIdProperty).toUInt()};
+    for (StreamId id : joined) {
+        if (id != order.first())
+            order.append(id);
+    }
+    for (StreamId id : qAsConst(order)) {
+        const auto it = streamSockets.find(id);
+        if (it == streamSockets.end())
+            continue;
+        it->remove(socket);
+        if (it->isEmpty()) {
+            streamSockets.erase(it);
+            emit signalStreamSocketsDisconnectedAll(id);
+        }
+    }
+}
+
+} // namespace oru_sdk

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "message_type.h"
+
+#include <oru_sdk/types.h>
+
+#include <QByteArray>
+#include <QHash>
+#include <QMap>
+#include <QObject>
+#include <QSet>
+
+class QLocalServer;
+class QLocalSocket;
+
+namespace oru_sdk {
+
+class ListenGuard;
+
+// The media channel's end: accepts sockets, splits their bytes into frames,
+// groups sockets by stream and writes each frame to every socket of a stream.
+class StreamServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    StreamServer(const QString &serverName, QObject *parent);
+
+    void addStreamSocket(StreamId streamId, QLocalSocket *socket);
+    void writeToStream(StreamId streamId, MessageType type, const QByteArray &data);
+    void close();
+
+signals:
+    void signalMessageComing(QLocalSocket *socket, MessageType msgType, QByteArray message);
+    void signalStreamSocketsDisconnectedAll(StreamId streamId);
+
+private:
+    void slotNewConnection();
+    void slotSocketReadyRead();
+    void slotSocketDisConnected();
+
+    QLocalServer *localServer;
+    QMap<StreamId, QSet<QLocalSocket *>> streamSockets;
+    // Keyed by the socket itself: its descriptor is gone after a disconnect.
+    QHash<QLocalSocket *, qint64> pendingBlockSizes;
+    // Every stream a socket joined; a socket that opens a second stream stays
+    // in the first one too, and must leave both when it goes.
+    QHash<QLocalSocket *, QSet<StreamId>> memberships;
+    ListenGuard *listenGuard;
+};
+
+} // namespace oru_sdk

@@ -1,0 +1,178 @@
+#include "stream_worker.h"
+
+#include "message_signals.h"
+#include "oru_message.pb.h"
+#include "sdk_log.h"
+#include "stream_server.h"
+#include "wire_convert.h"
+#include "wire_message.h"
+
+#include <oru_sdk/dgw_signals.h>
+
+#include <QCryptographicHash>
+#include <QLocalSocket>
+#include <QUuid>
+
+namespace oru_sdk {
+
+namespace proto = oru_sdk_proto;
+
+namespace {
+
+DgwSignals &dgw() { return DgwSignals::instance(); }
+
+template <typename Wire, typename Handle>
+void parseThen(const QByteArray &payload, const char *failure, Handle &&handle)
+{
+    Wire message;
+    if (!parseMessage(payload, &message)) {
+        logError(QLatin1String(failure));
+        return;
+    }
+    handle(message);
+}
+
+// Equal live requests share one stream: the id depends on nothing else.
+StreamId liveStreamId(const LiveVideoConnCondition &c)
+{
+    const QString key = QStringLiteral("%1%2%3").arg(c.devId, QString::number(c.channel), QString::number(c.streamType));
+    const QByteArray digest = QCryptographicHash::hash(key.toUtf8(), QCryptographicHash::Md5).toHex();
+    return qHash(QString::fromLatin1(digest));
+}
+
+// Every playback is a stream of its own.
+StreamId playbackStreamId() { return qHash(QUuid::createUuid()); }
+
+StreamId socketStreamId(QLocalSocket *socket) { return socket->property("stream_id").toUInt(); }
+
+QString openedText(const char *what, StreamId id, const QString &devId, int channel)
+{
+    return QStringLiteral("client request %1, stream id:%2, device id:%3, channel index:%4")
+        .arg(QLatin1String(what), QString::number(id), devId, QString::number(channel));
+}
+
+} // namespace
+
+StreamWorker *StreamWorker::instance()
+{
+    static StreamWorker worker;
+    return &worker;
+}
+
+void StreamWorker::start(const QString &serverName)
+{
+    streamServer = new StreamServer(serverName, this);
+    const MessageSignals *out = &MessageSignals::instance();
+    connect(streamServer, &StreamServer::signalMessageComing, this, &StreamWorker::slotMessageComing);
+    connect(streamServer, &StreamServer::signalStreamSocketsDisconnectedAll, this,
+            &StreamWorker::slotStreamSocketsDisconnectedAll);
+    connect(out, &MessageSignals::signalWriteStreamData, this, &StreamWorker::slotWriteStreamData);
+    connect(out, &MessageSignals::signalPushStreamEventMsg, this, &StreamWorker::slotPushStreamEventMsg);
+    connect(out, &MessageSignals::signalPushPlaybackByFileProgressMsg, this,
+            &StreamWorker::slotPushPlaybackByFileProgressMsg);
+    connect(out, &MessageSignals::signalPushPlaybackByTimeProgressMsg, this,
+            &StreamWorker::slotPushPlaybackByTimeProgressMsg);
+}
+
+void StreamWorker::stop()
+{
+    if (streamServer)
+        streamServer->close();
+}
+
+void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, QByteArray message)
+{
+    using wire::fromWire;
+    switch (msgType) {
+    case MessageType::LiveVideoConnReq:
+        return parseThen<proto::LiveVideoConnReq>(message, "parse [client live video connect req] failure", [&](const auto &m) {
+            LiveVideoConnCondition c;
+            fromWire(m, &c);
+            const StreamId id = liveStreamId(c);
+            streamServer->addStreamSocket(id, socket);
+            emit dgw().signalLiveVideoConnReq(id, c);
+            logInfo(openedText("live video connect", id, c.devId, c.channel));
+        });
+    case MessageType::PlaybackByFileReq:
+        return parseThen<proto::PlaybackByFileReq>(message, "parse [client playback by file req] failure", [&](const auto &m) {
+            PlaybackByFileCondition c;
+            fromWire(m, &c);
+            const StreamId id = playbackStreamId();
+            streamServer->addStreamSocket(id, socket);
+            emit dgw().signalPlaybackByFileReq(id, c);
+            logInfo(openedText("playback by file", id, c.devId, c.channel));
+        });
+    case MessageType::PlaybackByTimeReq:
+        return parseThen<proto::PlaybackByTimeReq>(message, "parse [client playback by time req] failure", [&](const auto &m) {
+            PlaybackByTimeCondition c;
+            fromWire(m, &c);
+            const StreamId id = playbackStreamId();
+            streamServer->addStreamSocket(id, socket);
+            emit dgw().signalPlaybackByTimeReq(id, c);
+            logInfo(openedText("playback by time", id, c.devId, c.channel));
+        });
+    case MessageType::SkipByOffsetTimeReq:
+        return parseThen<proto::SkipByPosReq>(message, "parse [client skip by offset time req] failure", [&](const auto &m) {
+            const StreamId id = socketStreamId(socket);
+            emit dgw().signalSkipByOffsetTimeReq(id, m.offset_time());
+            logInfo(QStringLiteral("client request skip by offset time, stream id:%1").arg(id));
+        });
+    case MessageType::SkipByAppointedTimeReq:
+        return parseThen<proto::SkipByTimeReq>(message, "parse [client skip by appointed time req] failure", [&](const auto &m) {
+            const StreamId id = socketStreamId(socket);
+            emit dgw().signalSkipByAppointedTimeReq(id, wire::dateTime(m.skip_time()));
+            logInfo(QStringLiteral("client request skip by appointed time, stream id:%1").arg(id));
+        });
+    case MessageType::PlaybackCtrlReq:
+        return parseThen<proto::PlaybackCtrlReq>(message, "parse [client playback ctrl req] failure", [&](const auto &m) {
+            const StreamId id = socketStreamId(socket);
+            emit dgw().signalPlaybackCtrlReq(id, static_cast<PlaybackCtrl>(m.ctrl()));
+            logInfo(QStringLiteral("client request playback ctrl, stream id:%1").arg(id));
+        });
+    case MessageType::PlaybackSpeedSetReq:
+        return parseThen<proto::PlaybackSpeedSetReq>(message, "parse [client playback speed set req] failure", [&](const auto &m) {
+            emit dgw().signalPlaybackSpeedSetReq(socketStreamId(socket), wire::text(m.playback_speed()));
+            // The text has no place for the id.
+            logInfo(QStringLiteral("client request set playback speed"));
+        });
+    default:
+        return;
+    }
+}
+
+void StreamWorker::slotStreamSocketsDisconnectedAll(StreamId streamId)
+{
+    emit dgw().signalDisconnectStream(streamId);
+}
+
+void StreamWorker::slotWriteStreamData(StreamId streamId, QByteArray data)
+{
+    streamServer->writeToStream(streamId, MessageType::StreamData, data);
+}
+
+void StreamWorker::slotPushStreamEventMsg(StreamId streamId, StreamEvent event)
+{
+    proto::StreamEventPush push;
+    push.set_event(static_cast<int>(event));
+    streamServer->writeToStream(streamId, MessageType::PushStreamEventMsg, serializeMessage(push));
+    logInfo(QStringLiteral("server push stream event to client, stream id:%1, event:%2")
+                .arg(streamId)
+                .arg(static_cast<int>(event)));
+}
+
+void StreamWorker::slotPushPlaybackByFileProgressMsg(StreamId streamId, unsigned int offsetTime, unsigned int duration)
+{
+    proto::PlaybackPosProgressPush push;
+    push.set_offset_time(offsetTime);
+    push.set_duration(duration);
+    streamServer->writeToStream(streamId, MessageType::PushPlaybackByFileProgressMsg, serializeMessage(push));
+}
+
+void StreamWorker::slotPushPlaybackByTimeProgressMsg(StreamId streamId, QDateTime curTime)
+{
+    proto::PlaybackTimeProgressPush push;
+    push.set_cur_time(wire::dateTimeText(curTime));
+    streamServer->writeToStream(streamId, MessageType::PushPlaybackByTimeProgressMsg, serializeMessage(push));
+}
+
+} // namespace oru_sdk

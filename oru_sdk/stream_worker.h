@@ -1,0 +1,43 @@
+#pragma once
+
+#include "message_type.h"
+
+#include <oru_sdk/types.h>
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QObject>
+
+class QLocalSocket;
+
+namespace oru_sdk {
+
+class StreamServer;
+
+// The media channel's logic: stream requests to the host's signals, the host's
+// data, events and progress to every socket of the stream.
+class StreamWorker : public QObject
+{
+    Q_OBJECT
+
+public:
+    static StreamWorker *instance();
+
+    void start(const QString &serverName);
+    void stop();
+
+public slots:
+    void slotMessageComing(QLocalSocket *socket, MessageType msgType, QByteArray message);
+    void slotStreamSocketsDisconnectedAll(StreamId streamId);
+    void slotWriteStreamData(StreamId streamId, QByteArray data);
+    void slotPushStreamEventMsg(StreamId streamId, StreamEvent event);
+    void slotPushPlaybackByFileProgressMsg(StreamId streamId, unsigned int offsetTime, unsigned int duration);
+    void slotPushPlaybackByTimeProgressMsg(StreamId streamId, QDateTime curTime);
+
+private:
+    StreamWorker() = default;
+
+    StreamServer *streamServer = nullptr;
+};
+
+} // namespace oru_sdk
