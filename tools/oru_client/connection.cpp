@@ -1,0 +1,104 @@
+#include "connection.h"
+
+#include "frame_codec.h"
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
+
+namespace oru_client {
+
+namespace {
+// Runs the caller's event loop until `done()` or the timeout.
+template <typename Done>
+bool spinUntil(Done done, int timeoutMs)
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (!done()) {
+        const qint64 left = timeoutMs - clock.elapsed();
+        if (left <= 0)
+            return false;
+        QEventLoop loop;
+        QTimer::singleShot(int(qMin<qint64>(left, 20)), &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return true;
+}
+} // namespace
+
+Connection::Connection(QObject *parent)
+    : QObject(parent)
+{
+    connect(&socket, &QLocalSocket::readyRead, this, &Connection::readAvailable);
+    connect(&socket, &QLocalSocket::disconnected, this, &Connection::disconnected);
+}
+
+bool Connection::connectToServer(const QString &serverName, int timeoutMs)
+{
+    socket.connectToServer(serverName);
+    return spinUntil([this] { return socket.state() == QLocalSocket::ConnectedState
+                                     || socket.state() == QLocalSocket::UnconnectedState; },
+                     timeoutMs)
+        && socket.state() == QLocalSocket::ConnectedState;
+}
+
+void Connection::disconnectFromServer()
+{
+    socket.disconnectFromServer();
+}
+
+bool Connection::isConnected() const
+{
+    return socket.state() == QLocalSocket::ConnectedState;
+}
+
+void Connection::sendFrame(MessageType type, const QByteArray &payload)
+{
+    socket.write(oru_sdk::encodeFrame(type, payload));
+}
+
+void Connection::sendRaw(const QByteArray &bytes)
+{
+    socket.write(bytes);
+    socket.flush();
+}
+
+void Connection::readAvailable()
+{
+    const QByteArray bytes = socket.readAll();
+    received += bytes.size();
+    splitter.append(bytes);
+    Frame frame;
+    while (splitter.next(&frame.type, &frame.payload)) {
+        frames.append(frame);
+        emit frameReceived(frame);
+    }
+}
+
+bool Connection::waitForFrame(Frame *frame, int timeoutMs)
+{
+    if (!spinUntil([this] { return !frames.isEmpty(); }, timeoutMs))
+        return false;
+    *frame = frames.takeFirst();
+    return true;
+}
+
+QList<Frame> Connection::collectFrames(int quietMs)
+{
+    int seen = -1;
+    while (seen != frames.size()) {
+        seen = frames.size();
+        spinUntil([] { return false; }, quietMs);
+    }
+    QList<Frame> all;
+    all.swap(frames);
+    return all;
+}
+
+bool Connection::waitForDisconnected(int timeoutMs)
+{
+    return spinUntil([this] { return socket.state() == QLocalSocket::UnconnectedState; }, timeoutMs);
+}
+
+} // namespace oru_client

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "message_type.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QLocalSocket>
+#include <QObject>
+
+namespace oru_client {
+
+using oru_sdk::MessageType;
+
+struct Frame
+{
+    MessageType type = MessageType(0);
+    QByteArray payload;
+};
+
+// One local-socket connection to a gateway channel (control or stream),
+// speaking whole frames. Waiting functions spin the caller's event loop, so a
+// gateway running on the same thread keeps working while the client waits.
+class Connection : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Connection(QObject *parent = nullptr);
+
+    bool connectToServer(const QString &serverName, int timeoutMs = 3000);
+    void disconnectFromServer();
+    bool isConnected() const;
+    QString errorString() const { return socket.errorString(); }
+
+    // One frame in one write.
+    void sendFrame(MessageType type, const QByteArray &payload = QByteArray());
+    // Bytes exactly as given: for frames split at chosen offsets or several in one write.
+    void sendRaw(const QByteArray &bytes);
+
+    // Takes the oldest received frame, waiting up to timeoutMs for one.
+    bool waitForFrame(Frame *frame, int timeoutMs = 3000);
+    // Waits until no frame arrives for quietMs, then takes everything received.
+    QList<Frame> collectFrames(int quietMs = 200);
+    bool waitForDisconnected(int timeoutMs = 3000);
+    qint64 bytesReceived() const { return received; }
+    // Buffered frames not taken yet.
+    int pendingFrames() const { return frames.size(); }
+
+    QLocalSocket *localSocket() { return &socket; }
+
+signals:
+    void frameReceived(const oru_client::Frame &frame);
+    void disconnected();
+
+private:
+    void readAvailable();
+
+    QLocalSocket socket;
+    oru_sdk::FrameSplitter splitter;
+    QList<Frame> frames;
+    qint64 received = 0;
+};
+
+} // namespace oru_client
