@@ -1,5 +1,6 @@
 #pragma once
 
+#include "frame_codec.h"
 #include "message_type.h"
 
 #include <QByteArray>

@@ -1,0 +1,93 @@
+#include "sdk_fixture.h"
+
+#include <oru_sdk/dgw_signals.h>
+#include <oru_sdk_kit/oru_log.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+
+namespace oru_test {
+
+namespace {
+
+const QString kTag = QStringLiteral("[oru_dgw_sdk:]    ");
+
+QStringList readLog(bool withLevel)
+{
+    flush_oru_log();
+    QFile file(startSdk().logPath);
+    QStringList texts;
+    if (!file.open(QIODevice::ReadOnly))
+        return texts;
+    static const QRegularExpression prefix(QStringLiteral(R"(^\S+ \S+ \[(\w+)\] \[[^\]]*\] )"));
+    const QList<QByteArray> lines = file.readAll().split('\n');
+    for (const QByteArray &raw : lines) {
+        const QString line = QString::fromUtf8(raw);
+        const auto match = prefix.match(line);
+        if (!match.hasMatch())
+            continue;
+        QString text = line.mid(match.capturedLength());
+        if (text.startsWith(kTag))
+            text.remove(0, kTag.size());
+        texts.append(withLevel ? match.captured(1) + QLatin1Char(' ') + text : text);
+    }
+    return texts;
+}
+
+} // namespace
+
+const Sdk &startSdk()
+{
+    static QTemporaryDir dataHome;
+    static const Sdk sdk = [] {
+        qputenv("XDG_DATA_HOME", dataHome.path().toUtf8());
+        if (QCoreApplication::applicationName().isEmpty())
+            QCoreApplication::setApplicationName(QStringLiteral("oru_tests"));
+        const QString id = QString::number(QCoreApplication::applicationPid());
+        Sdk s;
+        s.messageServer = QStringLiteral("oru_test_msg_") + id;
+        s.streamServer = QStringLiteral("oru_test_stream_") + id;
+        s.logPath = dataHome.path() + QLatin1Char('/') + QCoreApplication::applicationName()
+                    + QStringLiteral("/logs/oru.dgw.log");
+        if (!QCoreApplication::organizationName().isEmpty())
+            s.logPath = dataHome.path() + QLatin1Char('/') + QCoreApplication::organizationName() + QLatin1Char('/')
+                        + QCoreApplication::applicationName() + QStringLiteral("/logs/oru.dgw.log");
+        // A crashed earlier gateway may have left its endpoints behind.
+        for (const QString &name : {s.messageServer, s.streamServer}) {
+            QFile stale(QDir::tempPath() + QLatin1Char('/') + name);
+            stale.open(QIODevice::WriteOnly);
+        }
+        oru_sdk::init_oru_dgw_sdk(QStringLiteral("logs"), s.messageServer, s.streamServer);
+        return s;
+    }();
+    return sdk;
+}
+
+QStringList logTexts() { return readLog(false); }
+QStringList logLevelTexts() { return readLog(true); }
+
+LogCursor::LogCursor()
+    : start(int(logTexts().size()))
+{
+}
+
+QStringList LogCursor::lines() const { return logTexts().mid(start); }
+QStringList LogCursor::levelLines() const { return logLevelTexts().mid(start); }
+
+bool connectControl(oru_client::Connection *connection, bool hello)
+{
+    if (!connection->connectToServer(startSdk().messageServer))
+        return false;
+    if (hello)
+        connection->sendFrame(oru_sdk::MessageType::MainClientHello);
+    return true;
+}
+
+bool connectStream(oru_client::Connection *connection)
+{
+    return connection->connectToServer(startSdk().streamServer);
+}
+
+} // namespace oru_test

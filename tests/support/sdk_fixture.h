@@ -1,0 +1,53 @@
+#pragma once
+
+#include "connection.h"
+
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+namespace oru_test {
+
+// The SDK is one per process: every test executable starts it once, with
+// server names of its own and its log file in a private data folder.
+struct Sdk
+{
+    QString messageServer;
+    QString streamServer;
+    QString logPath;
+};
+
+// Starts the SDK (once per process) and returns where it listens and logs.
+const Sdk &startSdk();
+
+// The log's lines so far, each with its prefix and the library's tag removed:
+// just the text the library logged, e.g. "new connection to message server: 12".
+QStringList logTexts();
+// Same, with the level kept in front: "info new connection ...".
+QStringList logLevelTexts();
+
+// Remembers the log's length; lines() returns the texts logged since.
+class LogCursor
+{
+public:
+    LogCursor();
+    QStringList lines() const;
+    QStringList levelLines() const;
+
+private:
+    int start;
+};
+
+// A control connection that said hello or not, ready to use.
+bool connectControl(oru_client::Connection *connection, bool hello = false);
+bool connectStream(oru_client::Connection *connection);
+
+} // namespace oru_test
+
+// Scenarios that end the SDK's servers run only in a process of their own
+// (CTest starts one per scenario, naming the function on the command line).
+#define ORU_REQUIRE_OWN_PROCESS()                                                                                    \
+    do {                                                                                                             \
+        if (!QCoreApplication::arguments().contains(QLatin1String(QTest::currentTestFunction())))                    \
+            QSKIP("runs in a process of its own");                                                                   \
+    } while (false)
