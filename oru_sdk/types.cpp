@@ -4,8 +4,6 @@
 
 #include "message_type.h"
 
-#include <mutex>
-
 namespace oru_sdk {
 
 namespace {
@@ -97,8 +95,10 @@ void registerAll()
 
 void registerMetaTypes()
 {
-    static std::once_flag once;
-    std::call_once(once, registerAll);
+    // A function-local static: thread-safe once, and no std template symbol
+    // leaks into the library's exports.
+    static const bool registered = (registerAll(), true);
+    Q_UNUSED(registered);
 }
 
 } // namespace oru_sdk
