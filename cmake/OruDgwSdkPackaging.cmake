@@ -73,6 +73,8 @@ set(CPACK_PACKAGE_DESCRIPTION
 string(REPLACE ";" "" CPACK_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+# Debug info stays in the build tree; the package ships stripped binaries.
+set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
 # Headers and the CMake package need Qt's development files to be used.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qtbase5-dev")
