@@ -44,10 +44,10 @@ void tst_Package::initTestCase()
     host.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     const QString prefix = QStringLiteral("oru-package-%1-").arg(QCoreApplication::applicationPid());
     const QString controlServer = prefix + QStringLiteral("control");
-    host.start(QStringLiteral(ORU_EXAMPLE_HOST), {controlServer, prefix + QStringLiteral("stream"), QStringLiteral("log")});
+    host.start(QStringLiteral(ORU_EXAMPLE_HOST),
+               {controlServer, prefix + QStringLiteral("stream"), QStringLiteral("log")});
     QVERIFY2(host.waitForStarted(), qPrintable(host.errorString()));
-    while (!host.canReadLine() && host.waitForReadyRead(10000)) {
-    }
+    while (!host.canReadLine() && host.waitForReadyRead(10000)) {}
     QCOMPARE(host.readLine().trimmed(), QByteArray("ready"));
 
     QVERIFY(control.connectToServer(controlServer));
