@@ -2,6 +2,10 @@
 # OruDgwSdk::oru_sdk_kit), a pkg-config file, the tools, and a Debian package of
 # all of it through CPack. Included last from the top level, so that every
 # target, the tools' too, is known here.
+#
+#   cmake -S . -B build-deb -DCMAKE_INSTALL_PREFIX=/usr -DBUILD_TESTING=OFF -DORU_BUILD_BENCH=OFF
+#   cmake --build build-deb -j2 && (cd build-deb && cpack)      -> oru-dgw-sdk_<version>_<arch>.deb
+#   cmake --install build --prefix <dir> [--component sdk]      -> SDK only, without the tools
 include(CMakePackageConfigHelpers)
 
 set(ORU_QT_MIN_VERSION 5.15)
