@@ -40,7 +40,8 @@ void StreamServer::writeToStream(StreamId streamId, MessageType type, const QByt
     const auto it = streamSockets.constFind(streamId);
     if (it == streamSockets.cend())
         return;
-    // Built once, shared by every socket's write buffer.
+    // Built once per write; each socket then copies it into its own buffer
+    // (QLocalSocket hands plain bytes to its inner socket, so no sharing there).
     const QByteArray frame = encodeFrame(type, data);
     const QSet<QLocalSocket *> sockets = *it;
     for (QLocalSocket *socket : sockets) {

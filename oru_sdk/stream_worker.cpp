@@ -80,7 +80,7 @@ void StreamWorker::stop()
         streamServer->close();
 }
 
-void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, QByteArray message)
+void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, const QByteArray &message)
 {
     using wire::fromWire;
     switch (msgType) {
@@ -145,7 +145,7 @@ void StreamWorker::slotStreamSocketsDisconnectedAll(StreamId streamId)
     emit dgw().signalDisconnectStream(streamId);
 }
 
-void StreamWorker::slotWriteStreamData(StreamId streamId, QByteArray data)
+void StreamWorker::slotWriteStreamData(StreamId streamId, const QByteArray &data)
 {
     streamServer->writeToStream(streamId, MessageType::StreamData, data);
 }
@@ -168,7 +168,7 @@ void StreamWorker::slotPushPlaybackByFileProgressMsg(StreamId streamId, unsigned
     streamServer->writeToStream(streamId, MessageType::PushPlaybackByFileProgressMsg, serializeMessage(push));
 }
 
-void StreamWorker::slotPushPlaybackByTimeProgressMsg(StreamId streamId, QDateTime curTime)
+void StreamWorker::slotPushPlaybackByTimeProgressMsg(StreamId streamId, const QDateTime &curTime)
 {
     proto::PlaybackTimeProgressPush push;
     push.set_cur_time(wire::dateTimeText(curTime));

@@ -27,12 +27,12 @@ public:
     void stop();
 
 public slots:
-    void slotMessageComing(QLocalSocket *socket, MessageType msgType, QByteArray message);
+    void slotMessageComing(QLocalSocket *socket, MessageType msgType, const QByteArray &message);
     void slotStreamSocketsDisconnectedAll(StreamId streamId);
-    void slotWriteStreamData(StreamId streamId, QByteArray data);
+    void slotWriteStreamData(StreamId streamId, const QByteArray &data);
     void slotPushStreamEventMsg(StreamId streamId, StreamEvent event);
     void slotPushPlaybackByFileProgressMsg(StreamId streamId, unsigned int offsetTime, unsigned int duration);
-    void slotPushPlaybackByTimeProgressMsg(StreamId streamId, QDateTime curTime);
+    void slotPushPlaybackByTimeProgressMsg(StreamId streamId, const QDateTime &curTime);
 
 private:
     StreamWorker() = default;
