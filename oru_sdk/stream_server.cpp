@@ -23,10 +23,7 @@ StreamServer::StreamServer(const QString &serverName, QObject *parent)
     connect(localServer, &QLocalServer::newConnection, this, &StreamServer::slotNewConnection);
 }
 
-void StreamServer::close()
-{
-    listenGuard->close();
-}
+void StreamServer::close() { listenGuard->close(); }
 
 void StreamServer::addStreamSocket(StreamId streamId, QLocalSocket *socket)
 {

@@ -35,7 +35,8 @@ void parseThen(const QByteArray &payload, const char *failure, Handle &&handle)
 // Equal live requests share one stream: the id depends on nothing else.
 StreamId liveStreamId(const LiveVideoConnCondition &c)
 {
-    const QString key = QStringLiteral("%1%2%3").arg(c.devId, QString::number(c.channel), QString::number(c.streamType));
+    const QString key =
+        QStringLiteral("%1%2%3").arg(c.devId, QString::number(c.channel), QString::number(c.streamType));
     const QByteArray digest = QCryptographicHash::hash(key.toUtf8(), QCryptographicHash::Md5).toHex();
     return qHash(QString::fromLatin1(digest));
 }
@@ -85,7 +86,8 @@ void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, 
     using wire::fromWire;
     switch (msgType) {
     case MessageType::LiveVideoConnReq:
-        return parseThen<proto::LiveVideoConnReq>(message, "parse [client live video connect req] failure", [&](const auto &m) {
+        return parseThen<proto::LiveVideoConnReq>(message, "parse [client live video connect req] failure",
+                                                  [&](const auto &m) {
             LiveVideoConnCondition c;
             fromWire(m, &c);
             const StreamId id = liveStreamId(c);
@@ -94,7 +96,8 @@ void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, 
             logInfo(openedText("live video connect", id, c.devId, c.channel));
         });
     case MessageType::PlaybackByFileReq:
-        return parseThen<proto::PlaybackByFileReq>(message, "parse [client playback by file req] failure", [&](const auto &m) {
+        return parseThen<proto::PlaybackByFileReq>(message, "parse [client playback by file req] failure",
+                                                   [&](const auto &m) {
             PlaybackByFileCondition c;
             fromWire(m, &c);
             const StreamId id = playbackStreamId();
@@ -103,7 +106,8 @@ void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, 
             logInfo(openedText("playback by file", id, c.devId, c.channel));
         });
     case MessageType::PlaybackByTimeReq:
-        return parseThen<proto::PlaybackByTimeReq>(message, "parse [client playback by time req] failure", [&](const auto &m) {
+        return parseThen<proto::PlaybackByTimeReq>(message, "parse [client playback by time req] failure",
+                                                   [&](const auto &m) {
             PlaybackByTimeCondition c;
             fromWire(m, &c);
             const StreamId id = playbackStreamId();
@@ -112,25 +116,29 @@ void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, 
             logInfo(openedText("playback by time", id, c.devId, c.channel));
         });
     case MessageType::SkipByOffsetTimeReq:
-        return parseThen<proto::SkipByPosReq>(message, "parse [client skip by offset time req] failure", [&](const auto &m) {
+        return parseThen<proto::SkipByPosReq>(message, "parse [client skip by offset time req] failure",
+                                              [&](const auto &m) {
             const StreamId id = socketStreamId(socket);
             emit dgw().signalSkipByOffsetTimeReq(id, m.offset_time());
             logInfo(QStringLiteral("client request skip by offset time, stream id:%1").arg(id));
         });
     case MessageType::SkipByAppointedTimeReq:
-        return parseThen<proto::SkipByTimeReq>(message, "parse [client skip by appointed time req] failure", [&](const auto &m) {
+        return parseThen<proto::SkipByTimeReq>(message, "parse [client skip by appointed time req] failure",
+                                               [&](const auto &m) {
             const StreamId id = socketStreamId(socket);
             emit dgw().signalSkipByAppointedTimeReq(id, wire::dateTime(m.skip_time()));
             logInfo(QStringLiteral("client request skip by appointed time, stream id:%1").arg(id));
         });
     case MessageType::PlaybackCtrlReq:
-        return parseThen<proto::PlaybackCtrlReq>(message, "parse [client playback ctrl req] failure", [&](const auto &m) {
+        return parseThen<proto::PlaybackCtrlReq>(message, "parse [client playback ctrl req] failure",
+                                                 [&](const auto &m) {
             const StreamId id = socketStreamId(socket);
             emit dgw().signalPlaybackCtrlReq(id, static_cast<PlaybackCtrl>(m.ctrl()));
             logInfo(QStringLiteral("client request playback ctrl, stream id:%1").arg(id));
         });
     case MessageType::PlaybackSpeedSetReq:
-        return parseThen<proto::PlaybackSpeedSetReq>(message, "parse [client playback speed set req] failure", [&](const auto &m) {
+        return parseThen<proto::PlaybackSpeedSetReq>(message, "parse [client playback speed set req] failure",
+                                                     [&](const auto &m) {
             emit dgw().signalPlaybackSpeedSetReq(socketStreamId(socket), wire::text(m.playback_speed()));
             // The text has no place for the id.
             logInfo(QStringLiteral("client request set playback speed"));
@@ -140,10 +148,7 @@ void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, 
     }
 }
 
-void StreamWorker::slotStreamSocketsDisconnectedAll(StreamId streamId)
-{
-    emit dgw().signalDisconnectStream(streamId);
-}
+void StreamWorker::slotStreamSocketsDisconnectedAll(StreamId streamId) { emit dgw().signalDisconnectStream(streamId); }
 
 void StreamWorker::slotWriteStreamData(StreamId streamId, const QByteArray &data)
 {
