@@ -103,7 +103,8 @@ const char *const kFunctions[] = {
     "oru_sdk::add_face_res(oru_sdk::Response const&)",
     "oru_sdk::get_faces_res(oru_sdk::Response const&, QList<oru_sdk::FaceInfo> const&, unsigned int)",
     "oru_sdk::del_face_res(oru_sdk::Response const&)",
-    "oru_sdk::get_face_detect_records_res(oru_sdk::Response const&, QList<oru_sdk::FaceDetectRecordInfo> const&, unsigned int)",
+    "oru_sdk::get_face_detect_records_res(oru_sdk::Response const&, QList<oru_sdk::FaceDetectRecordInfo> const&, "
+    "unsigned int)",
     "oru_sdk::check_dev_upgrade_res(oru_sdk::Response const&, oru_sdk::DevUpgradeInfo const&)",
     "oru_sdk::upload_upgrade_file_finished(QString const&)",
     "oru_sdk::get_dev_upgrade_progress_res(oru_sdk::Response const&, oru_sdk::DevUpgradeInfo const&)",
@@ -204,7 +205,8 @@ void tst_Surface::signalObject()
         QStringList params;
         for (int p = 0; p < m.parameterCount(); ++p)
             params << QString::fromLatin1(m.parameterTypes().at(p) + ' ' + m.parameterNames().at(p));
-        actualNamed << QString::fromLatin1(m.name()) + QLatin1Char('(') + params.join(QLatin1Char(',')) + QLatin1Char(')');
+        actualNamed << QString::fromLatin1(m.name()) + QLatin1Char('(') + params.join(QLatin1Char(','))
+                + QLatin1Char(')');
     }
     QStringList expected, expectedNamed;
     for (const char *s : kSignals) {
@@ -308,11 +310,12 @@ void tst_Surface::recordDefaults()
     QCOMPARE(GetDevSecretQuestionsCondition(), (GetDevSecretQuestionsCondition{QString(), QStringLiteral("admin")}));
     QCOMPARE(ResetDevPwdCondition(), (ResetDevPwdCondition{QString(), QStringLiteral("admin"), QString(), {}}));
     QCOMPARE(RecsSearchCondition(), (RecsSearchCondition{QString(), QString(), 0, 0, 1, QDateTime(), QDateTime()}));
-    QCOMPARE(SetDevNetCondition(), (SetDevNetCondition{QString(), QString(), QString(), QString(), QString(), QString(),
-                                                       false, -1, -1, -1}));
+    QCOMPARE(SetDevNetCondition(),
+             (SetDevNetCondition{QString(), QString(), QString(), QString(), QString(), QString(), false, -1, -1, -1}));
     // Everything else starts empty.
-    QCOMPARE(InitDgwCondition(), (InitDgwCondition{QString(), QString(), QString(), QString(), QString(), 0, QString(),
-                                                   0, QString(), QString()}));
+    QCOMPARE(InitDgwCondition(),
+             (InitDgwCondition{QString(), QString(), QString(), QString(), QString(), 0, QString(), 0, QString(),
+                               QString()}));
     QVERIFY(!ModifyFaceCondition().validTime.isValid());
     QVERIFY(ModifyFaceCondition().faceImage.isEmpty());
 }
@@ -324,18 +327,30 @@ void tst_Surface::queuedDeliveryCopiesRecords()
     receiver.moveToThread(&thread);
     thread.start();
     DgwSignals *dgw = &DgwSignals::instance();
-    QVERIFY(QObject::connect(dgw, SIGNAL(signalActivateDevsCmd(QStringList,ActivateCondition)), &receiver,
-                             SLOT(onActivate(QStringList,ActivateCondition)), Qt::QueuedConnection));
+    QVERIFY(QObject::connect(dgw, SIGNAL(signalActivateDevsCmd(QStringList, ActivateCondition)), &receiver,
+                             SLOT(onActivate(QStringList, ActivateCondition)), Qt::QueuedConnection));
     QVERIFY(QObject::connect(dgw, SIGNAL(signalAddFaceReq(ModifyFaceCondition)), &receiver,
                              SLOT(onAddFace(ModifyFaceCondition)), Qt::QueuedConnection));
 
     QStringList sns{QStringLiteral("SN-1"), QString(), QStringLiteral("SN-\u00e9")};
-    ActivateCondition activation{QStringLiteral("operator"), QStringLiteral("p\u00e4ss"),
-                                 {{QStringLiteral("q1"), QStringLiteral("a1")}, {QString(), QStringLiteral("a2")}}, -7};
+    ActivateCondition activation{QStringLiteral("operator"),
+                                 QStringLiteral("p\u00e4ss"),
+                                 {{QStringLiteral("q1"), QStringLiteral("a1")}, {QString(), QStringLiteral("a2")}},
+                                 -7};
     const QDateTime from(QDate(2024, 1, 2), QTime(3, 4, 5, 6));
-    ModifyFaceCondition face{QStringLiteral("rid"), QStringLiteral("dev"), 3, QStringLiteral("serial"),
-                             QStringLiteral("name"), -6, 7, 8, QStringLiteral("type"), from, from.addDays(30),
-                             QByteArray("\x00\xff\x00\xffimg\x00", 8), {QStringLiteral("org1"), QStringLiteral("org2")}};
+    ModifyFaceCondition face{QStringLiteral("rid"),
+                             QStringLiteral("dev"),
+                             3,
+                             QStringLiteral("serial"),
+                             QStringLiteral("name"),
+                             -6,
+                             7,
+                             8,
+                             QStringLiteral("type"),
+                             from,
+                             from.addDays(30),
+                             QByteArray("\x00\xff\x00\xffimg\x00", 8),
+                             {QStringLiteral("org1"), QStringLiteral("org2")}};
     const QStringList sentSns = sns;
     const ActivateCondition sentActivation = activation;
     const ModifyFaceCondition sentFace = face;
@@ -390,8 +405,9 @@ void tst_Surface::exportedSymbols()
     if (nm.isEmpty())
         QSKIP("nm is not installed");
     QProcess process;
-    process.start(nm, {QStringLiteral("-D"), QStringLiteral("--defined-only"), QStringLiteral("-C"),
-                       QStringLiteral(ORU_SDK_LIBRARY_PATH)});
+    process.start(nm,
+                  {QStringLiteral("-D"), QStringLiteral("--defined-only"), QStringLiteral("-C"),
+                   QStringLiteral(ORU_SDK_LIBRARY_PATH)});
     QVERIFY(process.waitForFinished(30000));
     QCOMPARE(process.exitCode(), 0);
 
@@ -423,14 +439,15 @@ void tst_Surface::exportedSymbols()
     QCOMPARE(functions, expected);
 
     members.removeDuplicates(); // constructors and destructors come in several flavours
-    for (const char *member : {"oru_sdk::DgwSignals::instance()", "oru_sdk::DgwSignals::staticMetaObject",
-                               "oru_sdk::DgwSignals::metaObject() const",
-                               "oru_sdk::DgwSignals::qt_metacast(char const*)",
-                               "oru_sdk::DgwSignals::qt_metacall(QMetaObject::Call, int, void**)",
-                               "oru_sdk::DgwSignals::signalSkipByOffsetTimeReq(unsigned int, unsigned int)",
-                               "oru_sdk::DgwSignals::signalCommonReq(QPair<QString, int> const&, QString const&, QString const&)"})
+    for (const char *member :
+         {"oru_sdk::DgwSignals::instance()", "oru_sdk::DgwSignals::staticMetaObject",
+          "oru_sdk::DgwSignals::metaObject() const", "oru_sdk::DgwSignals::qt_metacast(char const*)",
+          "oru_sdk::DgwSignals::qt_metacall(QMetaObject::Call, int, void**)",
+          "oru_sdk::DgwSignals::signalSkipByOffsetTimeReq(unsigned int, unsigned int)",
+          "oru_sdk::DgwSignals::signalCommonReq(QPair<QString, int> const&, QString const&, QString const&)"})
         QVERIFY2(members.contains(QLatin1String(member)), member);
-    const QStringList signalSymbols = members.filter(QRegularExpression(QStringLiteral("^oru_sdk::DgwSignals::signal")));
+    const QStringList signalSymbols =
+        members.filter(QRegularExpression(QStringLiteral("^oru_sdk::DgwSignals::signal")));
     QCOMPARE(signalSymbols.size(), 60);
 }
 
