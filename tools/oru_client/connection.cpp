@@ -8,10 +8,7 @@
 
 namespace oru_client {
 
-namespace {
-// Runs the caller's event loop until `done()` or the timeout.
-template <typename Done>
-bool spinUntil(Done done, int timeoutMs)
+bool spinUntil(const std::function<bool()> &done, int timeoutMs)
 {
     QElapsedTimer clock;
     clock.start();
@@ -25,7 +22,6 @@ bool spinUntil(Done done, int timeoutMs)
     }
     return true;
 }
-} // namespace
 
 Connection::Connection(QObject *parent)
     : QObject(parent)
@@ -71,7 +67,8 @@ void Connection::readAvailable()
     splitter.append(bytes);
     Frame frame;
     while (splitter.next(&frame.type, &frame.payload)) {
-        frames.append(frame);
+        if (keepFrames)
+            frames.append(frame);
         emit frameReceived(frame);
     }
 }

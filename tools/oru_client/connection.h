@@ -8,9 +8,15 @@
 #include <QLocalSocket>
 #include <QObject>
 
+#include <functional>
+
 namespace oru_client {
 
 using oru_sdk::MessageType;
+
+// Runs the caller's event loop until done() holds or timeoutMs has passed;
+// true when done() held.
+bool spinUntil(const std::function<bool()> &done, int timeoutMs);
 
 struct Frame
 {
@@ -46,6 +52,10 @@ public:
     qint64 bytesReceived() const { return received; }
     // Buffered frames not taken yet.
     int pendingFrames() const { return frames.size(); }
+    // Whether received frames are also buffered for waitForFrame/collectFrames
+    // (the default); long-lived users that only listen to frameReceived turn
+    // it off so that a stream does not pile up in memory.
+    void setKeepFrames(bool keep) { keepFrames = keep; }
 
     QLocalSocket *localSocket() { return &socket; }
 
@@ -60,6 +70,7 @@ private:
     oru_sdk::FrameSplitter splitter;
     QList<Frame> frames;
     qint64 received = 0;
+    bool keepFrames = true;
 };
 
 } // namespace oru_client

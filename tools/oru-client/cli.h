@@ -1,0 +1,106 @@
+#pragma once
+
+#include "client.h"
+#include "record_view.h"
+#include "stream_client.h"
+
+#include <QCommandLineParser>
+#include <QJsonDocument>
+#include <QTextStream>
+
+#include <memory>
+
+namespace oru_cli {
+
+using oru_client::Client;
+using oru_client::PendingCall;
+using oru_client::Reply;
+using oru_client::StreamClient;
+
+// Exit codes.
+enum Exit { Ok = 0, Failed = 1, Usage = 2, NoGateway = 3, TimedOut = 4 };
+
+// Ends the command: one line on stderr and the exit code.
+struct Failure {
+    int code;
+    QString text;
+};
+
+QDateTime parseTime(const QString &text); // invalid when it is no time
+
+// What a stream run received.
+struct StreamStats {
+    int frames = 0;
+    qint64 bytes = 0;
+    double seconds = 0;
+    uint offsetTime = 0, duration = 0;
+    QDateTime currentTime;
+    QList<StreamEvent> events;
+    double fps() const { return seconds > 0 ? frames / seconds : 0; }
+    double rate() const { return seconds > 0 ? bytes / seconds : 0; }
+};
+
+// One command's arguments, connections and output.
+class Context
+{
+public:
+    explicit Context(QCommandLineParser &parser);
+
+    // ---- Arguments (a missing or bad one throws Failure{Usage}) ----
+    bool has(const QString &name) const { return parser.isSet(name); }
+    QStringList values(const QString &name) const { return parser.values(name); }
+    QString value(const QString &name, const QString &fallback = QString()) const;
+    QString need(const QString &name) const;
+    int number(const QString &name, int fallback) const;
+    QDateTime time(const QString &name, const QDateTime &fallback) const;
+    // Index of the word given to --name in words (a number is taken as is).
+    int choose(const QString &name, const QStringList &words, int fallback) const;
+    QString dev() const { return need(QStringLiteral("dev")); }
+    QStringList devs() const;
+    int channel() const { return number(QStringLiteral("channel"), 1); }
+    QString text(const QString &name) const; // "@file" reads the file
+    int action = -1;                          // index of the command's action word
+
+    // ---- Connections (failing to connect throws Failure{NoGateway}) ----
+    Client &control();
+    StreamClient &stream();
+    // Makes sure commands sent without an answer have left.
+    void flush();
+
+    // ---- Output ----
+    bool json = false;
+    int timeoutMs = 5000;
+    QTextStream out;
+    template <class T>
+    int show(const Reply<T> &reply)
+    {
+        reply.wait(timeoutMs + 1000);
+        check(reply.call());
+        print(toJson(reply.value()), textLines(reply.value()));
+        return Ok;
+    }
+    void check(const PendingCall *call) const; // throws on failure
+    void print(const QJsonValue &json, const QStringList &text);
+    // Runs an opened stream for `seconds` (stopping early at its end),
+    // writing its data to `file` when given, with a progress line on a
+    // terminal. Controls given run once at their time.
+    struct Step {
+        double at;
+        std::function<void(StreamClient &)> action;
+    };
+    StreamStats runStream(StreamClient &s, const QString &label, double seconds, const QString &file,
+                          const QList<Step> &steps = {});
+    // A stream connection of its own (one stream per socket).
+    std::unique_ptr<StreamClient> newStream();
+    void printStream(const QString &label, const StreamStats &stats, const QString &file);
+
+private:
+    QCommandLineParser &parser;
+    std::unique_ptr<Client> client;
+    std::unique_ptr<StreamClient> streamClient;
+};
+
+// The scripted session of `oru-client demo`.
+int runDemo(Context &c);
+
+} // namespace oru_cli

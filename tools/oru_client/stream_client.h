@@ -1,0 +1,65 @@
+#pragma once
+
+#include "connection.h"
+
+#include <oru_sdk/types.h>
+
+#include <QDateTime>
+#include <QObject>
+
+namespace oru_client {
+
+// The main client's side of one stream socket: opens a live video or a
+// playback, then receives its data, events and progress. Control requests act
+// on the stream this socket opened last.
+class StreamClient : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit StreamClient(QObject *parent = nullptr);
+
+    bool connectToServer(const QString &serverName, int timeoutMs = 3000);
+    void disconnectFromServer();
+    bool isConnected() const;
+    QString errorString() const;
+
+    void openLive(const oru_sdk::LiveVideoConnCondition &condition);
+    void openPlaybackByFile(const oru_sdk::PlaybackByFileCondition &condition);
+    void openPlaybackByTime(const oru_sdk::PlaybackByTimeCondition &condition);
+    void skipByOffsetTime(uint offsetTime);
+    void skipToTime(const QDateTime &time);
+    void control(oru_sdk::PlaybackCtrl ctrl);
+    void setSpeed(const QString &speed);
+
+    // What has arrived so far.
+    int dataFrames() const { return frames; }
+    qint64 dataBytes() const { return bytes; }
+    const QList<oru_sdk::StreamEvent> &events() const { return eventList; }
+    uint offsetTime() const { return offset; }
+    uint duration() const { return length; }
+    QDateTime currentTime() const { return current; }
+
+    // Spins the event loop until `count` data frames in all have arrived.
+    bool waitForData(int count, int timeoutMs);
+
+signals:
+    void dataReceived(const QByteArray &data);
+    void eventReceived(oru_sdk::StreamEvent event);
+    void fileProgress(uint offsetTime, uint duration);
+    void timeProgress(const QDateTime &currentTime);
+    void disconnected();
+
+private:
+    void frame(const Frame &frame);
+
+    Connection conn;
+    int frames = 0;
+    qint64 bytes = 0;
+    QList<oru_sdk::StreamEvent> eventList;
+    uint offset = 0;
+    uint length = 0;
+    QDateTime current;
+};
+
+} // namespace oru_client
