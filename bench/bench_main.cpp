@@ -1,0 +1,674 @@
+// Benchmark driver. Starts the gateways under test as processes of their own
+// (the SDK host twice: log at its default level and raised to error; the raw
+// Unix-socket server; Qt Remote Objects and gRPC servers when built), runs the
+// client side of every scenario here, and prints one Markdown table.
+//
+//   oru_bench [--quick|--full] [--out FILE] [--only rtt,rate,stream,stall,memory]
+//             [--gateway PATH]   (another build of the SDK host, to measure a change)
+//   oru_bench --profile callgrind|perf --dir DIR [--requests N]
+
+#include "bench_client.h"
+#include "bench_util.h"
+#ifdef ORU_BENCH_QTRO
+#include "baselines.h"
+#endif
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace bench;
+
+namespace {
+
+struct Settings
+{
+    bool full = false;
+    int rounds = 3;
+    int samples = 200;        // back-to-back round trips, per round
+    int spacedSamples = 60;   // round trips 1 ms apart, per round
+    double rateSeconds = 0.25;
+    long streamBytes = 32 << 20;  // per reader, 64 KiB and 1 MiB chunks
+    long smallChunkBytes = 8 << 20; // per reader, 4 KiB chunks
+    long fanoutBytes = 16 << 20;  // per reader with 4 readers (aggregate kept for 16)
+    long stallBytes = 64 << 20;   // per fast reader
+};
+
+std::string binDir;
+std::string gatewayBinary;
+std::string workDir;
+int runCounter = 0;
+
+std::string bin(const std::string &name) { return binDir + "/" + name; }
+std::string uniqueDevice(const char *what) { return std::string(what) + "-" + std::to_string(++runCounter); }
+
+// ---------------------------------------------------------------------------
+// Servers
+
+struct Gateway
+{
+    Child process;
+    Target target;
+};
+
+std::unique_ptr<Gateway> startGateway(const std::string &name, bool errorLevel,
+                                      const std::vector<std::string> &wrapper = {})
+{
+    auto g = std::make_unique<Gateway>();
+    g->target.control = workDir + "/" + name + "-ctl";
+    g->target.stream = workDir + "/" + name + "-stream";
+    g->target.sdk = true;
+    std::vector<std::string> argv = wrapper;
+    for (const std::string &a : {gatewayBinary, g->target.control, g->target.stream, std::string("logs-") + name})
+        argv.push_back(a);
+    std::vector<std::string> env{"XDG_DATA_HOME=" + workDir + "/data",
+                                 errorLevel ? "ORU_LOG_LEVEL=error" : "ORU_LOG_LEVEL="};
+    if (!g->process.start(argv, env) || !waitForSocket(g->target.control, wrapper.empty() ? 10000 : 120000)
+        || !waitForSocket(g->target.stream, 10000)) {
+        std::fprintf(stderr, "gateway %s did not start\n", name.c_str());
+        std::exit(1);
+    }
+    return g;
+}
+
+std::unique_ptr<Gateway> startRaw(const std::string &name, size_t small, size_t big,
+                                  const std::vector<std::string> &wrapper = {})
+{
+    auto g = std::make_unique<Gateway>();
+    g->target.control = workDir + "/" + name;
+    g->target.stream = g->target.control;
+    g->target.sdk = false;
+    std::vector<std::string> argv = wrapper;
+    for (const std::string &a : {bin("oru_bench_raw_server"), g->target.control, std::to_string(small), std::to_string(big)})
+        argv.push_back(a);
+    if (!g->process.start(argv) || !waitForSocket(g->target.control, wrapper.empty() ? 5000 : 60000)) {
+        std::fprintf(stderr, "raw server did not start\n");
+        std::exit(1);
+    }
+    return g;
+}
+
+bool built(const std::string &name) { return access(bin(name).c_str(), X_OK) == 0; }
+
+// ---------------------------------------------------------------------------
+// Results
+
+struct Latency
+{
+    double p50 = 0, p99 = 0;
+    bool ok = false;
+};
+
+Latency latency(std::vector<double> us)
+{
+    // The first answers pay for connection set-up and cold caches.
+    const size_t warm = std::min<size_t>(20, us.size() / 10);
+    us.erase(us.begin(), us.begin() + long(warm));
+    Latency l;
+    l.ok = !us.empty();
+    l.p50 = percentile(us, 50);
+    l.p99 = percentile(us, 99);
+    return l;
+}
+
+std::string fmt(double v, int decimals = 0)
+{
+    char b[64];
+    std::snprintf(b, sizeof b, "%.*f", decimals, v);
+    return b;
+}
+
+std::string fmtLatency(const Latency &l) { return l.ok ? fmt(l.p50) + " / " + fmt(l.p99) : "failed"; }
+std::string ratio(double a, double b) { return b > 0 && a > 0 ? fmt(a / b, 2) + "x" : "n/a"; }
+
+struct Row
+{
+    std::string metric, ours, raw, ratio, target, met, qtro, grpc;
+};
+
+std::vector<Row> rows;
+std::vector<std::string> notes;
+
+void section(const std::string &title) { rows.push_back(Row{"**" + title + "**", "", "", "", "", "", "", ""}); }
+
+void add(Row r)
+{
+    std::printf("%-58s %16s %16s %8s %10s %4s %16s %16s\n", r.metric.c_str(), r.ours.c_str(), r.raw.c_str(),
+                r.ratio.c_str(), r.target.c_str(), r.met.c_str(), r.qtro.c_str(), r.grpc.c_str());
+    std::fflush(stdout);
+    rows.push_back(std::move(r));
+}
+
+std::string yesNo(bool b) { return b ? "yes" : "**no**"; }
+
+std::string readFile(const std::string &path)
+{
+    std::ifstream in(path);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+std::string loadAverage()
+{
+    const std::string load = readFile("/proc/loadavg");
+    return load.substr(0, load.find(' ', load.find(' ', load.find(' ') + 1) + 1));
+}
+
+std::string startLoad;
+
+std::string machine()
+{
+    std::string model = "unknown";
+    std::istringstream cpuinfo(readFile("/proc/cpuinfo"));
+    for (std::string line; std::getline(cpuinfo, line);) {
+        if (line.compare(0, 10, "model name") == 0) {
+            model = line.substr(line.find(':') + 2);
+            break;
+        }
+    }
+    return std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) + " CPUs, " + model + ", load average (1, 5, 15 min) " +
+           startLoad + " at the start, " + loadAverage() + " at the end";
+}
+
+// ---------------------------------------------------------------------------
+// gRPC runs through its helper process.
+
+std::string runHelper(const std::vector<std::string> &args)
+{
+    std::string command;
+    for (const std::string &a : args)
+        command += "'" + a + "' ";
+    FILE *p = popen(command.c_str(), "r");
+    if (!p)
+        return {};
+    char line[256] = {};
+    const bool got = std::fgets(line, sizeof line, p) != nullptr;
+    pclose(p);
+    return got ? line : "";
+}
+
+// ---------------------------------------------------------------------------
+// Scenarios
+
+struct Systems
+{
+    std::unique_ptr<Gateway> trace, error, raw;
+    Child qtro, grpc;
+    std::string qtroName, grpcPath;
+    size_t smallAnswer = 0, bigAnswer = 0;
+};
+
+// The machine is shared: every system of a metric is measured once per round,
+// in turn, and the median over the rounds is kept.
+double median(std::vector<double> v) { return percentile(std::move(v), 50); }
+
+Latency medianLatency(const std::vector<Latency> &runs)
+{
+    std::vector<double> p50, p99;
+    for (const Latency &l : runs) {
+        if (l.ok) {
+            p50.push_back(l.p50);
+            p99.push_back(l.p99);
+        }
+    }
+    Latency m;
+    m.ok = !p50.empty();
+    m.p50 = median(p50);
+    m.p99 = median(p99);
+    return m;
+}
+
+void roundTrips(Systems &s, const Settings &set)
+{
+    section("Control round trip, p50 / p99 in µs (lower is better)");
+    struct Case
+    {
+        bool big, records;
+        int spacing;
+        std::string what;
+    };
+    const std::vector<Case> cases{{false, false, 0, "small answer, back to back"},
+                                  {false, false, 1000, "small answer, 1 ms apart"},
+                                  {true, false, 0, "64 KiB answer, back to back"},
+                                  {true, false, 1000, "64 KiB answer, 1 ms apart"}};
+    for (const Case &c : cases) {
+        const int n = c.spacing ? set.spacedSamples : set.samples;
+        std::vector<Latency> raw, trace, error, diag, records, qtro, grpc;
+        for (int round = 0; round < set.rounds; ++round) {
+            raw.push_back(latency(rawRoundTrip(s.raw->target, c.big, n, c.spacing)));
+            trace.push_back(latency(sdkRoundTrip(s.trace->target, c.big, n, c.spacing)));
+            error.push_back(latency(sdkRoundTrip(s.error->target, c.big, n, c.spacing)));
+            diag.push_back(latency(rawRoundTrip(s.error->target, c.big, n, c.spacing)));
+            if (c.big)
+                records.push_back(latency(sdkRoundTrip(s.error->target, c.big, n, c.spacing, true)));
+#ifdef ORU_BENCH_QTRO
+            if (s.qtro.running())
+                qtro.push_back(latency(qtroRoundTrip(s.qtroName, c.big, n, c.spacing)));
+#endif
+            if (s.grpc.running()) {
+                const std::string out = runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "rtt", c.big ? "1" : "0",
+                                                   std::to_string(n), std::to_string(c.spacing),
+                                                   std::to_string(requestPayload(0, 0, c.big).size())});
+                Latency g;
+                g.ok = std::sscanf(out.c_str(), "%lf %lf", &g.p50, &g.p99) == 2;
+                grpc.push_back(g);
+            }
+        }
+        const Latency rawM = medianLatency(raw), qtroM = medianLatency(qtro), grpcM = medianLatency(grpc);
+        for (const bool errorLevel : {false, true}) {
+            const Latency ours = medianLatency(errorLevel ? error : trace);
+            const bool beatsBaselines = (!qtroM.ok || ours.p50 < qtroM.p50) && (!grpcM.ok || ours.p50 < grpcM.p50);
+            add(Row{c.what + (errorLevel ? ", log error" : ", log trace (default)"), fmtLatency(ours), fmtLatency(rawM),
+                    ratio(ours.p50, rawM.p50), "<= 1.5x; < QtRO, gRPC",
+                    yesNo(ours.p50 <= 1.5 * rawM.p50) + " / " + yesNo(beatsBaselines),
+                    qtroM.ok ? fmtLatency(qtroM) + " (" + ratio(ours.p50, qtroM.p50) + ")" : "-",
+                    grpcM.ok ? fmtLatency(grpcM) + " (" + ratio(ours.p50, grpcM.p50) + ")" : "-"});
+        }
+        const Latency d = medianLatency(diag);
+        add(Row{"  ↳ same, SDK gateway (log error) with the raw client", fmtLatency(d), fmtLatency(rawM),
+                ratio(d.p50, rawM.p50), "", "", "", ""});
+        if (c.big) {
+            const Latency r = medianLatency(records);
+            add(Row{"  ↳ same, log error, the 64 KiB as 1,000 preset records", fmtLatency(r), fmtLatency(rawM),
+                    ratio(r.p50, rawM.p50), "", "", "", ""});
+        }
+    }
+}
+
+void rates(Systems &s, const Settings &set)
+{
+    section("Requests per second, 16 in flight per connection (higher is better); CPU ms of the serving process per 1,000 requests");
+    const int inFlight = 16;
+    for (const int conns : {1, 8, 64}) {
+        struct Measure
+        {
+            std::vector<double> rate, cpu;
+            double medianRate() const { return median(rate); }
+            double medianCpu() const { return median(cpu); }
+        };
+        // CPU of the serving process over the run, per 1,000 answers (drain included).
+        const auto measure = [&](Measure &m, pid_t pid, const std::function<RateResult()> &run) {
+            const double before = cpuSeconds(pid);
+            const RateResult r = run();
+            const long answered = r.done + long(conns) * inFlight;
+            if (r.done <= 0)
+                return;
+            m.rate.push_back(r.perSecond());
+            m.cpu.push_back((cpuSeconds(pid) - before) * 1e6 / double(answered));
+        };
+        Measure raw, trace, error, diag, qtro, grpc;
+        for (int round = 0; round < set.rounds; ++round) {
+            measure(raw, s.raw->process.pid(), [&] { return rawRate(s.raw->target, conns, inFlight, set.rateSeconds); });
+            measure(trace, s.trace->process.pid(), [&] { return sdkRate(s.trace->target, conns, inFlight, set.rateSeconds); });
+            measure(error, s.error->process.pid(), [&] { return sdkRate(s.error->target, conns, inFlight, set.rateSeconds); });
+            measure(diag, s.error->process.pid(), [&] { return rawRate(s.error->target, conns, inFlight, set.rateSeconds); });
+#ifdef ORU_BENCH_QTRO
+            if (s.qtro.running())
+                measure(qtro, s.qtro.pid(), [&] { return qtroRate(s.qtroName, conns, inFlight, set.rateSeconds); });
+#endif
+            if (s.grpc.running()) {
+                measure(grpc, s.grpc.pid(), [&] {
+                    RateResult r;
+                    const std::string out = runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "rate", std::to_string(conns),
+                                                       std::to_string(inFlight), fmt(set.rateSeconds, 2),
+                                                       std::to_string(requestPayload(0, 0, false).size())});
+                    std::sscanf(out.c_str(), "%ld %lf", &r.done, &r.seconds);
+                    return r;
+                });
+            }
+        }
+        const double rawRate = raw.medianRate();
+        for (const bool errorLevel : {false, true}) {
+            const Measure &ours = errorLevel ? error : trace;
+            const std::string what = std::to_string(conns) + (conns == 1 ? " connection" : " connections") + (errorLevel ? ", log error" : ", log trace (default)");
+            add(Row{"req/s, " + what, fmt(ours.medianRate()), fmt(rawRate), ratio(ours.medianRate(), rawRate),
+                    ">= 0.5x", yesNo(ours.medianRate() >= 0.5 * rawRate),
+                    qtro.rate.empty() ? "-" : fmt(qtro.medianRate()), grpc.rate.empty() ? "-" : fmt(grpc.medianRate())});
+            add(Row{"CPU ms / 1,000 req, " + what, fmt(ours.medianCpu(), 2), fmt(raw.medianCpu(), 2), ratio(ours.medianCpu(), raw.medianCpu()), "", "",
+                    qtro.cpu.empty() ? "-" : fmt(qtro.medianCpu(), 2), grpc.cpu.empty() ? "-" : fmt(grpc.medianCpu(), 2)});
+        }
+        add(Row{"  ↳ req/s, SDK gateway (log error) with the raw client", fmt(diag.medianRate()), fmt(rawRate),
+                ratio(diag.medianRate(), rawRate), "", "", "", ""});
+        add(Row{"  ↳ CPU ms / 1,000 req, same", fmt(diag.medianCpu(), 2), fmt(raw.medianCpu(), 2), ratio(diag.medianCpu(), raw.medianCpu()), "", "", "", ""});
+    }
+}
+
+double mibPerSecond(long bytes, double seconds) { return seconds > 0 ? double(bytes) / double(1 << 20) / seconds : 0; }
+
+// Median MiB/s over the rounds of one stream job (a fresh device each time).
+struct StreamRuns
+{
+    std::vector<double> mib;
+    void run(const std::function<double(const StreamJob &)> &f, StreamJob job, long bytes)
+    {
+        job.device = uniqueDevice("s");
+        const double seconds = f(job);
+        if (seconds > 0)
+            mib.push_back(mibPerSecond(bytes, seconds));
+    }
+    double value() const { return median(mib); }
+};
+
+void streams(Systems &s, const Settings &set)
+{
+    section("Stream throughput, MiB/s of payload received (higher is better)");
+    const auto raw = [&](const Target &t) { return [&t](const StreamJob &j) { return rawStream(t, j); }; };
+    const auto sdk = [&](const Target &t) { return [&t](const StreamJob &j) { return sdkStream(t, j); }; };
+    for (const long chunk : {4L << 10, 64L << 10, 1L << 20}) {
+        StreamJob job;
+        job.chunk = chunk;
+        job.total = chunk == (4 << 10) ? set.smallChunkBytes : set.streamBytes;
+        const std::string size = chunk >= (1 << 20) ? "1 MiB" : std::to_string(chunk >> 10) + " KiB";
+        StreamRuns base, lib, thread, diag, grpc;
+        for (int round = 0; round < set.rounds; ++round) {
+            base.run(raw(s.raw->target), job, job.total);
+            job.otherThread = false;
+            lib.run(sdk(s.trace->target), job, job.total);
+            diag.run(raw(s.trace->target), job, job.total);
+            job.otherThread = true;
+            thread.run(sdk(s.trace->target), job, job.total);
+            job.otherThread = false;
+            if (s.grpc.running()) {
+                grpc.run([&](const StreamJob &j) {
+                    return std::atof(runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "stream",
+                                                std::to_string(j.chunk), std::to_string(j.total)}).c_str());
+                }, job, job.total);
+            }
+        }
+        const bool targeted = chunk >= (64 << 10);
+        for (const StreamRuns *r : {&lib, &thread}) {
+            add(Row{"1 socket, " + size + " chunks, written " + (r == &thread ? "from a host thread" : "on the library's thread"),
+                    fmt(r->value()), fmt(base.value()), ratio(r->value(), base.value()), targeted ? ">= 0.7x" : "",
+                    targeted ? yesNo(r->value() >= 0.7 * base.value()) : "", "-", grpc.mib.empty() ? "-" : fmt(grpc.value())});
+        }
+        add(Row{"  ↳ same (library's thread), SDK gateway with the raw reader", fmt(diag.value()), fmt(base.value()),
+                ratio(diag.value(), base.value()), "", "", "", ""});
+    }
+
+    section("Fan-out of one stream, 64 KiB chunks, aggregate MiB/s (higher is better)");
+    for (const int readers : {4, 16}) {
+        StreamJob job;
+        job.chunk = 64 << 10;
+        job.total = set.fanoutBytes * 4 / readers;
+        job.readers = readers;
+        const long aggregate = job.total * readers;
+        StreamRuns base, ours, diag;
+        for (int round = 0; round < set.rounds; ++round) {
+            base.run(raw(s.raw->target), job, aggregate);
+            ours.run(sdk(s.trace->target), job, aggregate);
+            diag.run(raw(s.trace->target), job, aggregate);
+        }
+        add(Row{std::to_string(readers) + " sockets", fmt(ours.value()), fmt(base.value()), ratio(ours.value(), base.value()),
+                ">= 0.5x", yesNo(ours.value() >= 0.5 * base.value()), "-", "-"});
+        add(Row{"  ↳ same, SDK gateway with raw readers", fmt(diag.value()), fmt(base.value()), ratio(diag.value(), base.value()), "", "", "", ""});
+    }
+}
+
+void stalled(const Systems &s, const Settings &set)
+{
+    section("One stalled reader among 3 fast ones, 64 KiB chunks");
+    StreamJob job;
+    job.chunk = 64 << 10;
+    job.total = set.stallBytes;
+    job.readers = 3;
+    job.stalled = true;
+    // Fresh processes: the peak resident size only grows.
+    auto gateway = startGateway("stall", false);
+    auto raw = startRaw("raw-stall", s.smallAnswer, s.bigAnswer);
+    job.device = uniqueDevice("stall-raw");
+    const long rawBase = rssKiB(raw->process.pid());
+    const double rawRate = mibPerSecond(job.total * 3, rawStream(raw->target, job));
+    const long rawPeak = peakRssKiB(raw->process.pid());
+    job.device = uniqueDevice("stall");
+    const long ourBase = rssKiB(gateway->process.pid());
+    const double ours = mibPerSecond(job.total * 3, sdkStream(gateway->target, job));
+    const long ourPeak = peakRssKiB(gateway->process.pid());
+    add(Row{"fast readers' aggregate MiB/s", fmt(ours), fmt(rawRate), ratio(ours, rawRate), "", "", "-", "-"});
+    add(Row{"gateway peak RSS MiB (growth over idle)", fmt(ourPeak / 1024.0) + " (+" + fmt((ourPeak - ourBase) / 1024.0) + ")",
+            fmt(rawPeak / 1024.0) + " (+" + fmt((rawPeak - rawBase) / 1024.0) + ")", ratio(double(ourPeak), double(rawPeak)), "", "", "-", "-"});
+    notes.push_back("Stalled reader: each fast reader received " + fmt(job.total / double(1 << 20)) +
+                    " MiB; the stalled socket never reads, so everything written for it past the kernel's socket buffer stays queued in the gateway.");
+}
+
+void memory(const Systems &s)
+{
+    section("Memory, gateway RSS");
+    const auto measure = [](Gateway &g, const std::function<void(const std::function<void()> &)> &hold, long *delta) {
+        const long before = rssKiB(g.process.pid());
+        long during = before;
+        hold([&] { during = rssKiB(g.process.pid()); });
+        *delta = during - before;
+        return during;
+    };
+    {
+        auto ours = startGateway("mem", false);
+        auto raw = startRaw("raw-mem", s.smallAnswer, s.bigAnswer);
+        const int n = 1000;
+        long ourDelta = 0, rawDelta = 0;
+        const long ourRss = measure(*ours, [&](const std::function<void()> &m) { rawHoldControl(ours->target, n, m); }, &ourDelta);
+        const long rawRss = measure(*raw, [&](const std::function<void()> &m) { rawHoldControl(raw->target, n, m); }, &rawDelta);
+        add(Row{"1,000 idle control connections: RSS MiB", fmt(ourRss / 1024.0, 1), fmt(rawRss / 1024.0, 1), ratio(double(ourRss), double(rawRss)), "", "", "-", "-"});
+        add(Row{"  bytes per control connection", fmt(ourDelta * 1024.0 / n), fmt(rawDelta * 1024.0 / n), ratio(double(ourDelta), double(rawDelta)), "", "", "-", "-"});
+    }
+    {
+        auto ours = startGateway("mem2", false);
+        auto raw = startRaw("raw-mem2", s.smallAnswer, s.bigAnswer);
+        long ourDelta = 0, rawDelta = 0;
+        const long ourRss = measure(*ours, [&](const std::function<void()> &m) { rawHoldStreams(ours->target, 256, 2, m); }, &ourDelta);
+        const long rawRss = measure(*raw, [&](const std::function<void()> &m) { rawHoldStreams(raw->target, 256, 2, m); }, &rawDelta);
+        add(Row{"256 streams x 2 sockets: RSS MiB", fmt(ourRss / 1024.0, 1), fmt(rawRss / 1024.0, 1), ratio(double(ourRss), double(rawRss)), "", "", "-", "-"});
+        add(Row{"  bytes per stream socket", fmt(ourDelta * 1024.0 / 512), fmt(rawDelta * 1024.0 / 512), ratio(double(ourDelta), double(rawDelta)), "", "", "-", "-"});
+    }
+}
+
+std::string markdown(const std::string &mode, int rounds)
+{
+    std::ostringstream md;
+    char when[64];
+    const std::time_t now = std::time(nullptr);
+    std::strftime(when, sizeof when, "%Y-%m-%d %H:%M UTC", std::gmtime(&now));
+    md << "Run " << when << ", mode " << mode << (gatewayBinary == bin("oru_bench_gateway") ? "" : ", gateway " + gatewayBinary) << ", " << machine() << ". Each figure is the median of "
+       << rounds << " interleaved rounds.\n\n";
+    md << "| Metric | ours | raw sockets | ours/raw | target | met | Qt RO (ours/QtRO) | gRPC (ours/gRPC) |\n";
+    md << "|---|---:|---:|---:|---|---|---:|---:|\n";
+    for (const Row &r : rows)
+        md << "| " << r.metric << " | " << r.ours << " | " << r.raw << " | " << r.ratio << " | " << r.target << " | "
+           << r.met << " | " << r.qtro << " | " << r.grpc << " |\n";
+    md << "\n";
+    for (const std::string &n : notes)
+        md << "- " << n << "\n";
+    return md.str();
+}
+
+// ---------------------------------------------------------------------------
+// Profiles of the SDK gateway alone.
+
+long callgrindTotal(const std::string &file)
+{
+    std::istringstream in(readFile(file));
+    for (std::string line; std::getline(in, line);) {
+        if (line.compare(0, 8, "summary:") == 0 || line.compare(0, 7, "totals:") == 0)
+            return std::atol(line.substr(line.find(':') + 1).c_str());
+    }
+    return -1;
+}
+
+void quitGateway(Gateway &g)
+{
+    const int fd = connectUnix(g.target.control);
+    const std::string f = frame(kCommand, commandPayload(g.target, "quit"));
+    writeAll(fd, f.data(), f.size());
+    g.process.waitExit(120000);
+    close(fd);
+}
+
+int profile(const std::string &tool, const std::string &dir, int requests)
+{
+    if (tool == "callgrind") {
+        // Instructions per request = the difference between two runs that
+        // differ only in the number of requests, so start-up cancels out.
+        const std::vector<std::string> valgrind{"/usr/bin/valgrind", "--tool=callgrind", "--quiet"};
+        const int counts[2] = {requests / 5, requests};
+        const auto perRequest = [&](const std::string &name, const std::function<std::unique_ptr<Gateway>(const std::vector<std::string> &)> &start) {
+            long ir[2] = {0, 0};
+            for (int k = 0; k < 2; ++k) {
+                const std::string out = dir + "/callgrind." + name + "." + std::to_string(counts[k]) + ".out";
+                std::vector<std::string> wrapper = valgrind;
+                wrapper.push_back("--callgrind-out-file=" + out);
+                auto g = start(wrapper);
+                rawRoundTrip(g->target, false, counts[k], 0);
+                quitGateway(*g);
+                ir[k] = callgrindTotal(out);
+            }
+            return double(ir[1] - ir[0]) / double(counts[1] - counts[0]);
+        };
+        const double trace = perRequest("trace", [](const std::vector<std::string> &w) { return startGateway("cg-trace", false, w); });
+        const double error = perRequest("error", [](const std::vector<std::string> &w) { return startGateway("cg-error", true, w); });
+        const double raw = perRequest("raw", [](const std::vector<std::string> &w) { return startRaw("cg-raw", 64, 64, w); });
+        std::printf("| Gateway instructions per small round trip (callgrind Ir) | ours, log trace (default) | ours, log error | raw server |\n");
+        std::printf("|---|---:|---:|---:|\n| per request | %.0f | %.0f | %.0f |\n", trace, error, raw);
+        std::printf("| ours / raw | %.2fx | %.2fx | |\n", trace / raw, error / raw);
+        return 0;
+    }
+    if (tool == "perf") {
+        for (const bool errorLevel : {false, true}) {
+            const std::string level = errorLevel ? "error" : "trace";
+            auto g = startGateway("perf-" + level, errorLevel,
+                                  {"/usr/bin/perf", "record", "-q", "-e", "cpu-clock", "-F", "2000", "-g", "-o", dir + "/perf." + level + ".data"});
+            const RateResult r = rawRate(g->target, 8, 16, 3);
+            StreamJob job;
+            job.chunk = 64 << 10;
+            job.total = 256 << 20;
+            job.device = uniqueDevice("perf");
+            rawStream(g->target, job);
+            quitGateway(*g);
+            std::printf("perf %s: %.0f req/s under the profiler; data in %s/perf.%s.data\n", level.c_str(), r.perSecond(),
+                        dir.c_str(), level.c_str());
+        }
+        return 0;
+    }
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    Settings set;
+    std::string out, profileTool, profileDir, only = "rtt,rate,stream,stall,memory";
+    int requests = 5000;
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        if (a == "--full") {
+            set.full = true;
+            set.rounds = 5;
+            set.samples = 2000;
+            set.spacedSamples = 400;
+            set.rateSeconds = 2;
+            set.streamBytes = 256 << 20;
+            set.smallChunkBytes = 64 << 20;
+            set.fanoutBytes = 128 << 20;
+            set.stallBytes = 256 << 20;
+        } else if (a == "--only" && i + 1 < argc) {
+            only = argv[++i];
+        } else if (a == "--gateway" && i + 1 < argc) {
+            gatewayBinary = argv[++i];
+        } else if (a == "--out" && i + 1 < argc) {
+            out = argv[++i];
+        } else if (a == "--profile" && i + 1 < argc) {
+            profileTool = argv[++i];
+        } else if (a == "--dir" && i + 1 < argc) {
+            profileDir = argv[++i];
+        } else if (a == "--requests" && i + 1 < argc) {
+            requests = std::atoi(argv[++i]);
+        } else if (a != "--quick") {
+            std::fprintf(stderr, "usage: %s [--quick|--full] [--out FILE] [--only SECTIONS] [--gateway PATH] | --profile callgrind|perf --dir DIR [--requests N]\n", argv[0]);
+            return 2;
+        }
+    }
+    const std::string self = QCoreApplication::applicationFilePath().toStdString();
+    binDir = self.substr(0, self.rfind('/'));
+    if (gatewayBinary.empty())
+        gatewayBinary = bin("oru_bench_gateway");
+    char tmpl[] = "/tmp/oru-bench-XXXXXX";
+    workDir = mkdtemp(tmpl);
+    // 1,000 idle connections plus the servers' own descriptors.
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+
+    int rc = 0;
+    if (!profileTool.empty()) {
+        rc = profile(profileTool, profileDir.empty() ? workDir : profileDir, requests);
+        std::system(("rm -rf '" + workDir + "'").c_str());
+        return rc;
+    }
+
+    startLoad = loadAverage();
+    Systems s;
+    s.trace = startGateway("trace", false);
+    s.error = startGateway("error", true);
+    if (!rawProbe(s.error->target, false, &s.smallAnswer) || !rawProbe(s.error->target, true, &s.bigAnswer)) {
+        std::fprintf(stderr, "the SDK gateway does not answer\n");
+        return 1;
+    }
+    s.raw = startRaw("raw", s.smallAnswer, s.bigAnswer);
+#ifdef ORU_BENCH_QTRO
+    if (built("oru_bench_qtro_server")) {
+        s.qtroName = workDir + "/qtro";
+        s.qtro.start({bin("oru_bench_qtro_server"), s.qtroName, std::to_string(s.smallAnswer), std::to_string(s.bigAnswer)});
+        waitForSocket(s.qtroName, 5000);
+    }
+#endif
+    if (built("oru_bench_grpc_server") && built("oru_bench_grpc_client")) {
+        s.grpcPath = workDir + "/grpc";
+        s.grpc.start({bin("oru_bench_grpc_server"), s.grpcPath, std::to_string(s.smallAnswer), std::to_string(s.bigAnswer)});
+        waitForSocket(s.grpcPath, 5000);
+    }
+    notes.push_back("Request " + std::to_string(requestPayload(0, 0, false).size()) + " payload bytes; answers " +
+                    std::to_string(s.smallAnswer) + " and " + std::to_string(s.bigAnswer) +
+                    " payload bytes; every system moves the same payload sizes.");
+    if (!s.qtro.running())
+        notes.push_back("Qt Remote Objects baseline not built (Qt5RemoteObjects not found).");
+    if (!s.grpc.running())
+        notes.push_back("gRPC baseline not built (gRPC not found).");
+
+    std::printf("%-58s %16s %16s %8s %10s %4s %16s %16s\n", "metric", "ours", "raw", "ours/raw", "target", "met", "QtRO", "gRPC");
+    const auto wanted = [&](const char *name) { return ("," + only + ",").find(std::string(",") + name + ",") != std::string::npos; };
+    if (wanted("rtt"))
+        roundTrips(s, set);
+    if (wanted("rate"))
+        rates(s, set);
+    if (wanted("stream"))
+        streams(s, set);
+    if (wanted("stall"))
+        stalled(s, set);
+    if (wanted("memory"))
+        memory(s);
+
+    const std::string md = markdown(set.full ? "--full" : "--quick", set.rounds);
+    if (!out.empty())
+        std::ofstream(out) << md;
+    s.qtro.stop();
+    s.grpc.stop();
+    s.trace.reset();
+    s.error.reset();
+    s.raw.reset();
+    std::system(("rm -rf '" + workDir + "'").c_str());
+    return rc;
+}
