@@ -25,6 +25,9 @@ namespace {
 
 DgwSignals &dgw() { return DgwSignals::instance(); }
 
+// Names no socket: sending to it drops the frame.
+constexpr qintptr kRequesterGone = -2;
+
 // ---------------------------------------------------------------------------
 // Inbound: one handler per code, built from a few shapes.
 
@@ -205,6 +208,14 @@ MessageHamal &MessageHamal::instance()
 void MessageHamal::start(const QString &serverName)
 {
     server = new MessageServer(serverName, this);
+    // An answer whose asker has gone is still found, dropped and logged, but
+    // never sent to a later connection that reuses the asker's descriptor.
+    server->onNameReleased = [this](qintptr socketName) {
+        for (auto it = pendingRequests.begin(); it != pendingRequests.end(); ++it) {
+            if (*it == socketName)
+                *it = kRequesterGone;
+        }
+    };
     connect(server, &MessageServer::signalMessageComing, this, &MessageHamal::slotMessageComing);
     connectOutbound();
 }

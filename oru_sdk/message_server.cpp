@@ -26,6 +26,10 @@ void MessageServer::slotNewConnection()
     // One notification may stand for several queued connections.
     while (QLocalSocket *socket = server->nextPendingConnection()) {
         const qintptr name = socket->socketDescriptor();
+        // A socket that left before any hello is kept under its name; a new
+        // connection on the same descriptor takes the name over.
+        if (sockets.contains(name) && onNameReleased)
+            onNameReleased(name);
         sockets[name] = socket;
         pendingLengths[name] = 0;
         names.insert(socket, name);
@@ -101,6 +105,8 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
     if (sockets.value(socketName) == s) {
         sockets.remove(socketName);
         pendingLengths.remove(socketName);
+        if (onNameReleased)
+            onNameReleased(socketName);
     }
     s->deleteLater();
     logInfo(QStringLiteral("socket disconnect from server: %1").arg(socketName));

@@ -7,6 +7,8 @@
 #include <QMap>
 #include <QObject>
 
+#include <functional>
+
 class QLocalServer;
 class QLocalSocket;
 
@@ -25,6 +27,11 @@ public:
 
     // socketName -1 sends to every connected socket.
     void sendMessage(qintptr socketName, MessageType msgType, const QByteArray &message);
+
+    // Told when a socket name stops naming the connection it named: the
+    // socket left, or its descriptor now belongs to a newer connection.
+    // Whatever still waits for that name must not reach the newcomer.
+    std::function<void(qintptr socketName)> onNameReleased;
 
 signals:
     void signalMessageComing(qintptr socketName, MessageType msgType, QByteArray message);

@@ -885,6 +885,12 @@ void tst_Outbound::answerToDepartedRequester()
         QTRY_VERIFY(cursor.lines().contains(QStringLiteral("socket disconnect from server: ") + name));
     }
 
+    // A newcomer usually gets the leaver's descriptor, hence its name: the
+    // answer must still not reach it.
+    Connection newcomer;
+    QString newName;
+    QVERIFY(connectAccepted(&newcomer, false, &newName));
+
     // Dropped, yet the entry goes and the line is written; a repeat then finds nothing.
     oru_test::LogCursor cursor;
     get_presets_res(R("gone"), {PresetInfo{1, q("one")}});
@@ -892,6 +898,7 @@ void tst_Outbound::answerToDepartedRequester()
     QList<Frame> asked, others, toMain;
     collect(&asked, &others, &toMain);
     QCOMPARE(asked.size() + others.size() + toMain.size(), 0);
+    QCOMPARE(newcomer.collectFrames(0).size(), 0);
     QCOMPARE(cursor.levelLines(), QStringList{QStringLiteral("trace server response client get presets req")});
 
     // The same id asked again by another connection gets the next answer.
