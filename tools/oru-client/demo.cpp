@@ -17,7 +17,7 @@ struct Demo {
     QTextStream &out;
     int step = 0;
     int failures = 0;
-    qint64 answerMs = 0;
+    double answerMs = 0;
     int streamFrames = 0;
     qint64 streamBytes = 0;
     double streamSeconds = 0;
@@ -258,7 +258,7 @@ int runDemo(Context &c)
         pushCount += n;
     c.out << Qt::endl
           << "Summary" << Qt::endl
-          << QStringLiteral("  requests answered  %1 of %2, %3 ms on average").arg(client.answeredCalls()).arg(client.sentCalls()).arg(client.answeredCalls() ? double(d.answerMs) / client.answeredCalls() : 0, 0, 'f', 1) << Qt::endl
+          << QStringLiteral("  requests answered  %1 of %2, %3 ms on average").arg(client.answeredCalls()).arg(client.sentCalls()).arg(client.answeredCalls() ? d.answerMs / client.answeredCalls() : 0, 0, 'f', 2) << Qt::endl
           << QStringLiteral("  pushes received    %1").arg(pushCount) << Qt::endl
           << QStringLiteral("  stream data        %1 frames, %2 KiB in %3 s: %4 fps, %5 KiB/s").arg(d.streamFrames).arg(d.streamBytes / 1024).arg(d.streamSeconds, 0, 'f', 1).arg(d.streamSeconds > 0 ? d.streamFrames / d.streamSeconds : 0, 0, 'f', 1).arg(d.streamSeconds > 0 ? d.streamBytes / 1024.0 / d.streamSeconds : 0, 0, 'f', 0) << Qt::endl
           << QStringLiteral("  files              %1/snapshot.jpg, live.mjpeg, playback.mjpeg").arg(dir) << Qt::endl

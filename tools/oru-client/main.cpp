@@ -296,6 +296,8 @@ int watch(Context &c)
     int seen = 0;
     QEventLoop loop;
     auto show = [&](const char *kind, const QJsonValue &json, const QString &text) {
+        if (count > 0 && seen >= count)
+            return; // the rest of a burst that arrived together
         const QString now = QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"));
         if (c.json)
             c.out << QJsonDocument(QJsonObject{{"push", kind}, {"at", now}, {"data", json}}).toJson(QJsonDocument::Compact) << Qt::endl;

@@ -46,7 +46,7 @@ bool PendingCall::wait(int maxMs)
     return done && failure == CallError::None && answer.errorCode == 0;
 }
 
-void PendingCall::succeed(const Response &response, qint64 ms)
+void PendingCall::succeed(const Response &response, double ms)
 {
     if (done)
         return;
@@ -297,7 +297,7 @@ void Client::frame(const Frame &f)
         std::unique_ptr<Waiting> done = std::move(*it);
         waiting.erase(it);
         ++answered;
-        done->call->succeed(response, done->clock.elapsed());
+        done->call->succeed(response, done->clock.nsecsElapsed() / 1e6);
         break;
     }
     if (!self)

@@ -35,7 +35,7 @@ public:
     const oru_sdk::Response &response() const { return answer; }
     // What was asked, e.g. "get presets"; used in error texts.
     const QString &description() const { return what; }
-    qint64 elapsedMs() const { return elapsed; }
+    double elapsedMs() const { return elapsed; }
 
     // Spins the caller's event loop until the call has finished (the client's
     // timeout guarantees that it does) or maxMs has passed. True when answered
@@ -43,7 +43,7 @@ public:
     bool wait(int maxMs = 60000);
 
     // Used by the client.
-    void succeed(const oru_sdk::Response &response, qint64 ms);
+    void succeed(const oru_sdk::Response &response, double ms);
     void fail(CallError error, const QString &text);
 
 signals:
@@ -55,7 +55,7 @@ private:
     CallError failure = CallError::None;
     QString failureText;
     oru_sdk::Response answer;
-    qint64 elapsed = 0;
+    double elapsed = 0;
 };
 
 // A typed handle on a call: copies share one call. Answered values are read
