@@ -315,6 +315,8 @@ private slots:
         QVERIFY(c.connectToServer(fake.server.serverName()));
         const auto first = c.getPresets(QStringLiteral("cam1"), 1);
         const auto second = c.getPresets(QStringLiteral("cam1"), 2);
+        QString seenLater; // then() on a call that has not finished yet
+        first.then(this, [&](const oru_client::Reply<PresetList> &r) { seenLater = r.value().value(0).name; });
         QVERIFY(fake.waitForFrames(2));
         const QString id1 = fake.requestId<oru_sdk_proto::ChannelReq>(0), id2 = fake.requestId<oru_sdk_proto::ChannelReq>(1);
         QVERIFY(id1 != id2);
@@ -327,6 +329,7 @@ private slots:
         QCOMPARE(first.value().first().name, QStringLiteral("first"));
         QCOMPARE(second.value().first().name, QStringLiteral("second"));
         QCOMPARE(first.response().requestId, id1);
+        QCOMPARE(seenLater, QStringLiteral("first"));
         QCOMPARE(c.answeredCalls(), 2);
     }
 
