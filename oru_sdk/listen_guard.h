@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QFile>
 #include <QLocalServer>
 #include <QObject>
 #include <QString>
@@ -41,10 +42,16 @@ private:
         return server->listen(name);
     }
 
+    // After a failed accept() Qt closes the listening socket and removes its
+    // file, yet still says isListening() (and socketDescriptor() would crash):
+    // the missing file is what tells. close() resets that state, without
+    // which listen() refuses to run.
     void check()
     {
-        if (!server->isListening())
-            listen();
+        if (server->isListening() && QFile::exists(server->fullServerName()))
+            return;
+        server->close();
+        listen();
     }
 
     QLocalServer *server;
