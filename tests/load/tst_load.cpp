@@ -1,0 +1,715 @@
+// Load and fault scenarios against a real gateway in this process: many
+// connections, host threads answering and pushing, streams fanned out while
+// sockets come and go, clients that misbehave, connection churn measured for
+// memory, and the servers' recovery from running out of descriptors. Each
+// scenario runs in a process of its own (CTest names it on the command line).
+#include "sdk_fixture.h"
+
+#include "oru_message.pb.h"
+#include "wire_message.h"
+
+#include <oru_sdk/dgw_signals.h>
+#include <oru_sdk_kit/oru_log.h>
+
+#include <QtTest>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include <errno.h>
+#include <fcntl.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define ORU_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ORU_ASAN 1
+#endif
+#endif
+#ifdef ORU_ASAN
+#include <sanitizer/allocator_interface.h>
+#endif
+
+using namespace oru_sdk;
+using oru_client::Connection;
+using oru_client::Frame;
+namespace proto = oru_sdk_proto;
+
+namespace {
+
+using Connections = std::vector<std::unique_ptr<Connection>>;
+
+// Runs the event loop until `done()`; each wait is short, so nothing sleeps
+// longer than it must.
+template <typename Done>
+bool spin(Done done, int timeoutMs = 30000)
+{
+    QTimer tick;
+    tick.start(20);
+    QElapsedTimer clock;
+    clock.start();
+    while (!done()) {
+        if (clock.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    return true;
+}
+
+void settle(int ms)
+{
+    bool done = false;
+    QTimer::singleShot(ms, [&done] { done = true; });
+    spin([&] { return done; });
+}
+
+// A host's worker threads: the request slots run on the library's thread and
+// only queue the work; these threads call the answer functions.
+class Workers
+{
+public:
+    explicit Workers(int count)
+    {
+        for (int i = 0; i < count; ++i)
+            threads.emplace_back([this] { run(); });
+    }
+    ~Workers()
+    {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            stopping = true;
+        }
+        ready.notify_all();
+        for (std::thread &t : threads)
+            t.join();
+    }
+    void post(std::function<void()> job)
+    {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            jobs.push_back(std::move(job));
+        }
+        ready.notify_one();
+    }
+
+private:
+    void run()
+    {
+        for (;;) {
+            std::function<void()> job;
+            {
+                std::unique_lock<std::mutex> lock(mutex);
+                ready.wait(lock, [this] { return stopping || !jobs.empty(); });
+                if (jobs.empty())
+                    return;
+                job = std::move(jobs.front());
+                jobs.pop_front();
+            }
+            job();
+        }
+    }
+
+    std::mutex mutex;
+    std::condition_variable ready;
+    std::deque<std::function<void()>> jobs;
+    bool stopping = false;
+    std::vector<std::thread> threads;
+};
+
+Response ok(const QString &requestId)
+{
+    Response r;
+    r.requestId = requestId;
+    return r;
+}
+
+// Answers presets and common requests from the pool's threads.
+void answerFromPool(QObject *context, Workers *pool)
+{
+    QObject::connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, context, [pool](const ChannelCondition &c) {
+        pool->post([id = c.requestId] { get_presets_res(ok(id), {PresetInfo{7, id}}); });
+    });
+    QObject::connect(&DgwSignals::instance(), &DgwSignals::signalCommonReq, context,
+                     [pool](const ChannelId &, const QString &id, const QString &json) {
+                         pool->post([id, json] { common_res(id, json); });
+                     });
+}
+
+QByteArray request(int kind, const QString &id)
+{
+    if (kind % 2 == 0) {
+        proto::ChannelReq m;
+        m.set_request_id(id.toStdString());
+        m.mutable_channel_id()->set_dev_id("dev");
+        return encodeFrame(MessageType::GetPresetsReq, serializeMessage(m));
+    }
+    proto::CommonReq m;
+    m.set_request_id(id.toStdString());
+    m.set_req_json("{\"id\":\"" + id.toStdString() + "\"}");
+    return encodeFrame(MessageType::CommonReq, serializeMessage(m));
+}
+
+// The request id an answer carries, checked against the rest of the answer.
+QString answeredId(const Frame &f)
+{
+    if (f.type == MessageType::GetPresetsRes) {
+        proto::GetPresetRes m;
+        if (parseMessage(f.payload, &m) && m.presets_size() == 1 && m.presets(0).preset_name() == m.request_id())
+            return QString::fromStdString(m.request_id());
+    } else if (f.type == MessageType::CommonRes) {
+        proto::CommonRes m;
+        if (parseMessage(f.payload, &m) && m.res_json() == "{\"id\":\"" + m.request_id() + "\"}")
+            return QString::fromStdString(m.request_id());
+    }
+    return QString();
+}
+
+// Empty when the frames answer ids prefix0 .. prefix(count-1), each once.
+QString answerProblem(const QList<Frame> &frames, const QString &prefix, int count)
+{
+    QSet<QString> seen;
+    for (const Frame &f : frames) {
+        const QString id = answeredId(f);
+        if (!id.startsWith(prefix))
+            return QStringLiteral("%1: foreign or malformed answer '%2' (type %3)").arg(prefix, id).arg(int(f.type));
+        if (seen.contains(id))
+            return QStringLiteral("%1: %2 answered twice").arg(prefix, id);
+        seen.insert(id);
+    }
+    if (seen.size() != count)
+        return QStringLiteral("%1: %2 answers of %3").arg(prefix).arg(seen.size()).arg(count);
+    return QString();
+}
+
+int pending(const Connections &connections)
+{
+    int n = 0;
+    for (const auto &c : connections)
+        n += c->pendingFrames();
+    return n;
+}
+
+// Stream payloads say who wrote them and in which order, and how long they
+// are, so a reader can tell a whole frame in order from anything else.
+QByteArray streamPayload(int writer, int seq)
+{
+    const QByteArray head = QByteArray::number(writer) + ',' + QByteArray::number(seq) + ';';
+    return head + QByteArray((seq * 131 + writer * 17) % 1024, char('a' + (seq + writer) % 26));
+}
+
+// Per writer, the sequence numbers received, in order; false on a frame that
+// is not a whole stream payload.
+bool readStream(const QList<Frame> &frames, QMap<int, QList<int>> *bySeq)
+{
+    for (const Frame &f : frames) {
+        const int semi = f.payload.indexOf(';');
+        const QList<QByteArray> head = f.payload.left(semi).split(',');
+        if (f.type != MessageType::StreamData || semi < 0 || head.size() != 2)
+            return false;
+        const int writer = head[0].toInt(), seq = head[1].toInt();
+        if (f.payload != streamPayload(writer, seq))
+            return false;
+        (*bySeq)[writer].append(seq);
+    }
+    return true;
+}
+
+bool increasing(const QList<int> &seqs)
+{
+    for (int i = 1; i < seqs.size(); ++i) {
+        if (seqs[i] <= seqs[i - 1])
+            return false;
+    }
+    return true;
+}
+
+QList<int> upTo(int n)
+{
+    QList<int> all;
+    for (int i = 0; i < n; ++i)
+        all.append(i);
+    return all;
+}
+
+QByteArray liveRequest()
+{
+    proto::LiveVideoConnReq m;
+    m.mutable_channel_id()->set_dev_id("camera-1");
+    m.mutable_channel_id()->set_channel(2);
+    m.set_param_2(1);
+    return serializeMessage(m);
+}
+
+// Heap in use: the sanitizer's count under ASan, malloc's otherwise.
+qint64 heapInUse()
+{
+#ifdef ORU_ASAN
+    return qint64(__sanitizer_get_current_allocated_bytes());
+#else
+    return qint64(mallinfo2().uordblks);
+#endif
+}
+
+qint64 rssKb()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
+    }
+    return -1;
+}
+
+} // namespace
+
+class tst_Load : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        // The memory figures leave the log out: its buffers follow bursts of
+        // lines, not connections, and would drown what is measured.
+        const QStringList args = QCoreApplication::arguments();
+        if (args.contains(QLatin1String("connectHelloLeaveCycles")) || args.contains(QLatin1String("socketsKeptBeforeHello")))
+            qputenv("ORU_LOG_LEVEL", "off");
+        oru_test::startSdk();
+    }
+
+    void manyClientsManyRequests();
+    void pushesWhileClientsComeAndGo();
+    void streamFanOut();
+    void misbehavingClients();
+    void connectHelloLeaveCycles();
+    void socketsKeptBeforeHello();
+    void acceptFailureRecovers_data();
+    void acceptFailureRecovers();
+};
+
+// 32 connections x 2,000 requests, answered by four host threads: every
+// answer reaches the connection that asked, once.
+void tst_Load::manyClientsManyRequests()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    const int clients = 32, requests = 2000;
+    QObject host;
+    Workers pool(4);
+    answerFromPool(&host, &pool);
+    Connections connections;
+    for (int i = 0; i < clients; ++i) {
+        connections.emplace_back(new Connection);
+        QVERIFY(oru_test::connectControl(connections.back().get()));
+    }
+    QElapsedTimer clock;
+    clock.start();
+    // Every connection writes its requests in a few large writes, in turn.
+    const int parts = 4;
+    for (int part = 0; part < parts; ++part) {
+        for (int i = 0; i < clients; ++i) {
+            QByteArray bytes;
+            for (int j = part * requests / parts; j < (part + 1) * requests / parts; ++j)
+                bytes += request(j, QStringLiteral("c%1-%2").arg(i).arg(j));
+            connections[size_t(i)]->sendRaw(bytes);
+        }
+        QCoreApplication::processEvents();
+    }
+    QVERIFY2(spin([&] { return pending(connections) >= clients * requests; }, 60000),
+             qPrintable(QStringLiteral("%1 answers").arg(pending(connections))));
+    const qint64 elapsed = clock.elapsed();
+    settle(200); // a duplicate would show up now
+    for (int i = 0; i < clients; ++i) {
+        const QString problem = answerProblem(connections[size_t(i)]->collectFrames(0), QStringLiteral("c%1-").arg(i), requests);
+        QVERIFY2(problem.isEmpty(), qPrintable(problem));
+    }
+    qInfo("%d requests on %d connections answered by 4 threads in %lld ms", clients * requests, clients, elapsed);
+}
+
+// Four host threads push while clients connect and leave: the clients that
+// stay get every push once, in each thread's order; the others get whole
+// frames in order for as long as they are there.
+void tst_Load::pushesWhileClientsComeAndGo()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    const int threads = 4, pushes = 1500;
+    Connection main, steady;
+    QVERIFY(oru_test::connectControl(&main, true));
+    QVERIFY(oru_test::connectControl(&steady));
+    settle(50);
+
+    const auto check = [](const QList<Frame> &frames, QMap<int, QList<int>> *bySeq) {
+        for (const Frame &f : frames) {
+            proto::DevStatusPush m;
+            if (f.type != MessageType::PushDevStatusMsg || !parseMessage(f.payload, &m))
+                return false;
+            const QList<QByteArray> ids = QByteArray::fromStdString(m.dev_id()).split(':');
+            if (ids.size() != 2 || m.status() != ids[1].toInt() % 3)
+                return false;
+            (*bySeq)[ids[0].toInt()].append(ids[1].toInt());
+        }
+        return true;
+    };
+
+    std::atomic<int> running{threads};
+    std::vector<std::thread> hosts;
+    for (int t = 0; t < threads; ++t) {
+        hosts.emplace_back([t, &running] {
+            for (int seq = 0; seq < pushes; ++seq) {
+                push_dev_status_msg(QStringLiteral("%1:%2").arg(t).arg(seq), DevStatus(seq % 3));
+                if (seq % 10 == 9)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            }
+            --running;
+        });
+    }
+    int visitors = 0, framesSeen = 0;
+    while (running > 0) {
+        Connection visitor;
+        QVERIFY(oru_test::connectControl(&visitor));
+        settle(3 + visitors % 15);
+        visitor.disconnectFromServer();
+        QMap<int, QList<int>> bySeq;
+        const QList<Frame> frames = visitor.collectFrames(0);
+        QVERIFY(check(frames, &bySeq));
+        for (const QList<int> &seqs : qAsConst(bySeq))
+            QVERIFY(increasing(seqs));
+        framesSeen += frames.size();
+        ++visitors;
+    }
+    for (std::thread &t : hosts)
+        t.join();
+    for (Connection *c : {&main, &steady}) {
+        QVERIFY(spin([&] { return c->pendingFrames() >= threads * pushes; }));
+        settle(100);
+        QMap<int, QList<int>> bySeq;
+        QVERIFY(check(c->collectFrames(0), &bySeq));
+        QCOMPARE(bySeq.size(), threads);
+        for (const QList<int> &seqs : qAsConst(bySeq))
+            QCOMPARE(seqs, upTo(pushes));
+    }
+    qInfo("%d pushes from %d threads; %d clients came and went (%d frames among them)", threads * pushes, threads,
+          visitors, framesSeen);
+    QVERIFY(visitors > 10);
+}
+
+// One live stream watched by 16 sockets, written by 4 host threads while
+// sockets leave and new ones join: each socket receives whole frames in
+// each writer's order; those there all along receive everything.
+void tst_Load::streamFanOut()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    const int sockets = 16, stable = 4, writers = 4, frames = 1000;
+    QObject host;
+    StreamId stream = 0;
+    int opened = 0, stopped = 0;
+    connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host, [&](StreamId id, const LiveVideoConnCondition &) {
+        stream = id;
+        ++opened;
+    });
+    connect(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream, &host, [&] { ++stopped; });
+    const auto join = [](Connection *c) {
+        if (!oru_test::connectStream(c))
+            return false;
+        c->sendFrame(MessageType::LiveVideoConnReq, liveRequest());
+        return true;
+    };
+    Connections watchers;
+    for (int i = 0; i < sockets; ++i) {
+        watchers.emplace_back(new Connection);
+        QVERIFY(join(watchers.back().get()));
+    }
+    QVERIFY(spin([&] { return opened == sockets; }, 10000));
+
+    std::atomic<int> running{writers};
+    std::vector<std::thread> threads;
+    for (int w = 0; w < writers; ++w) {
+        threads.emplace_back([w, stream, &running] {
+            for (int seq = 0; seq < frames; ++seq) {
+                write_stream_data(stream, streamPayload(w, seq));
+                if (seq % 4 == 3)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            }
+            --running;
+        });
+    }
+    int replaced = 0, framesSeen = 0;
+    while (running > 0) {
+        settle(5);
+        const size_t index = size_t(stable + replaced % (sockets - stable));
+        std::unique_ptr<Connection> leaving = std::move(watchers[index]);
+        leaving->disconnectFromServer();
+        QMap<int, QList<int>> bySeq;
+        const QList<Frame> got = leaving->collectFrames(0);
+        QVERIFY(readStream(got, &bySeq));
+        for (const QList<int> &seqs : qAsConst(bySeq))
+            QVERIFY(increasing(seqs));
+        framesSeen += got.size();
+        watchers[index].reset(new Connection);
+        QVERIFY(join(watchers[index].get()));
+        ++replaced;
+    }
+    for (std::thread &t : threads)
+        t.join();
+    for (int i = 0; i < sockets; ++i) {
+        Connection *c = watchers[size_t(i)].get();
+        if (i < stable)
+            QVERIFY(spin([&] { return c->pendingFrames() >= writers * frames; }));
+        settle(i < stable ? 0 : 20);
+        QMap<int, QList<int>> bySeq;
+        QVERIFY(readStream(c->collectFrames(0), &bySeq));
+        for (const QList<int> &seqs : qAsConst(bySeq))
+            QVERIFY(i < stable ? seqs == upTo(frames) : increasing(seqs));
+        if (i < stable)
+            QCOMPARE(bySeq.size(), writers);
+    }
+    // The stream never lost its last socket.
+    QCOMPARE(stopped, 0);
+    qInfo("%d frames from %d threads fanned out to %d sockets; %d sockets replaced (%d frames among them)",
+          writers * frames, writers, sockets, replaced, framesSeen);
+}
+
+// Clients sending garbage, half frames, absurd sizes, or leaving mid-frame,
+// on both channels, beside clients that behave: the latter see no difference.
+void tst_Load::misbehavingClients()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    const int good = 8, requests = 600, batches = 12, frames = 600;
+    QObject host;
+    Workers pool(4);
+    answerFromPool(&host, &pool);
+    StreamId stream = 0;
+    connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host, [&](StreamId id) { stream = id; });
+
+    // A main client, so that clients who leave are let go of.
+    Connection main, watcher;
+    QVERIFY(oru_test::connectControl(&main, true));
+    QVERIFY(oru_test::connectStream(&watcher));
+    watcher.sendFrame(MessageType::LiveVideoConnReq, liveRequest());
+    QVERIFY(spin([&] { return stream != 0; }));
+    Connections clients;
+    for (int i = 0; i < good; ++i) {
+        clients.emplace_back(new Connection);
+        QVERIFY(oru_test::connectControl(clients.back().get()));
+    }
+    std::thread writer([stream] {
+        for (int seq = 0; seq < frames; ++seq) {
+            write_stream_data(stream, streamPayload(0, seq));
+            if (seq % 20 == 19)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    });
+
+    // Garbage never holds the bytes 0-4: no frame of it can be a hello or an
+    // exit, which would hand it the main client's role and end the servers.
+    std::mt19937 random(20240611);
+    const auto garbage = [&](int size) {
+        QByteArray bytes(size, Qt::Uninitialized);
+        for (char &b : bytes)
+            b = char(5 + random() % 251);
+        return bytes;
+    };
+    const QByteArray valid = request(0, QStringLiteral("bad-request"));
+    QByteArray hugeLength = valid;
+    hugeLength.replace(0, 8, QByteArray("\x40\x00\x00\x00\x00\x00\x00\x00", 8)); // 2^62
+    QByteArray hugePayload = valid;
+    hugePayload.replace(9, 4, QByteArray("\xff\xff\xff\xf0", 4));
+    const QList<QByteArray> faults{garbage(64), valid.left(valid.size() / 2), hugeLength, hugePayload,
+                                   valid + valid.left(11), garbage(4096)};
+
+    Connections bad;
+    int misbehaved = 0;
+    for (int batch = 0; batch < batches; ++batch) {
+        for (int i = 0; i < good; ++i) {
+            QByteArray bytes;
+            for (int j = batch * requests / batches; j < (batch + 1) * requests / batches; ++j)
+                bytes += request(j, QStringLiteral("g%1-%2").arg(i).arg(j));
+            clients[size_t(i)]->sendRaw(bytes);
+        }
+        // New misbehaving clients on both channels; the oldest ones leave,
+        // often with a frame half sent.
+        for (int k = 0; k < 6; ++k) {
+            bad.emplace_back(new Connection);
+            const bool onStream = k % 3 == 2;
+            QVERIFY(onStream ? oru_test::connectStream(bad.back().get()) : oru_test::connectControl(bad.back().get()));
+            bad.back()->sendRaw(faults[(batch + k) % faults.size()]);
+            bad.back()->sendRaw(garbage(int(random() % 300)));
+            ++misbehaved;
+        }
+        settle(20);
+        while (bad.size() > 12) {
+            bad.front()->sendRaw(valid.left(int(random() % valid.size())));
+            bad.erase(bad.begin());
+        }
+    }
+    writer.join();
+    QVERIFY(spin([&] { return pending(clients) >= good * requests && watcher.pendingFrames() >= frames; }, 60000));
+    settle(200);
+    for (int i = 0; i < good; ++i) {
+        const QString problem = answerProblem(clients[size_t(i)]->collectFrames(0), QStringLiteral("g%1-").arg(i), requests);
+        QVERIFY2(problem.isEmpty(), qPrintable(problem));
+    }
+    QMap<int, QList<int>> bySeq;
+    QVERIFY(readStream(watcher.collectFrames(0), &bySeq));
+    QCOMPARE(bySeq.value(0), upTo(frames));
+    QVERIFY(main.isConnected());
+    qInfo("%d good clients, %d requests answered, %d stream frames, beside %d misbehaving clients", good, good * requests,
+          frames, misbehaved);
+}
+
+// 5,000 times: a fresh connection says hello (taking the main client's role)
+// and the previous one leaves. What the gateway keeps must not grow with it.
+void tst_Load::connectHelloLeaveCycles()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    const int warmUp = 300, cycles = 5000;
+    QObject host;
+    connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, &host,
+            [](const ChannelCondition &c) { get_presets_res(ok(c.requestId), {PresetInfo{7, c.requestId}}); });
+    std::unique_ptr<Connection> previous;
+    const auto cycle = [&](int i) {
+        auto next = std::make_unique<Connection>();
+        if (!oru_test::connectControl(next.get(), true))
+            return false;
+        // The answer shows the hello before it was read: this one is main now.
+        next->sendRaw(request(0, QStringLiteral("cycle-%1").arg(i)));
+        if (!spin([&] { return next->pendingFrames() > 0; }, 5000))
+            return false;
+        if (previous)
+            previous->disconnectFromServer();
+        previous = std::move(next);
+        return true;
+    };
+    const auto measure = [] {
+        settle(300);
+        flush_oru_log();
+        malloc_trim(0);
+        return qMakePair(heapInUse(), rssKb());
+    };
+    for (int i = 0; i < warmUp; ++i)
+        QVERIFY(cycle(i));
+    const auto before = measure();
+    QElapsedTimer clock;
+    clock.start();
+    for (int i = warmUp; i < warmUp + cycles; ++i)
+        QVERIFY2(cycle(i), qPrintable(QString::number(i)));
+    const qint64 elapsed = clock.elapsed();
+    const auto after = measure();
+    const qint64 growth = after.first - before.first;
+    qInfo("%d connect/hello/leave cycles in %lld ms; heap in use %lld -> %lld bytes (%+lld, %.1f per cycle); "
+          "RSS %lld -> %lld kB",
+          cycles, elapsed, before.first, after.first, growth, double(growth) / cycles, before.second, after.second);
+    // Nothing is kept per cycle: one small object per cycle would be 80 kB
+    // or more, anything below is Qt's tables settling.
+    QVERIFY2(growth < 64 * 1024, qPrintable(QString::number(growth)));
+    QVERIFY(previous->isConnected());
+}
+
+// Sockets that leave before any main client said hello are kept until the
+// process ends (on purpose): measured here so that the cost is known.
+void tst_Load::socketsKeptBeforeHello()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    const int count = 1000;
+    const auto leaveOnce = [] {
+        Connection c;
+        if (!oru_test::connectControl(&c))
+            return false;
+        settle(1);
+        c.disconnectFromServer();
+        return true;
+    };
+    for (int i = 0; i < 50; ++i)
+        QVERIFY(leaveOnce());
+    settle(200);
+    flush_oru_log();
+    const qint64 before = heapInUse();
+    for (int i = 0; i < count; ++i)
+        QVERIFY(leaveOnce());
+    settle(300);
+    flush_oru_log();
+    const qint64 kept = heapInUse() - before;
+    qInfo("%d sockets that left before any hello keep %lld bytes (%.0f each)", count, kept, double(kept) / count);
+    // About 20 kB each, most of it the socket's read buffer.
+    QVERIFY2(kept < 64 * 1024 * count, qPrintable(QString::number(kept)));
+    // The gateway still serves.
+    Connection late;
+    QVERIFY(oru_test::connectControl(&late));
+}
+
+void tst_Load::acceptFailureRecovers_data()
+{
+    QTest::addColumn<bool>("stream");
+    QTest::newRow("control") << false;
+    QTest::newRow("stream") << true;
+}
+
+// Qt's server closes itself when accept() fails for lack of descriptors; the
+// gateway must listen again once descriptors are free, and connections that
+// were there before must go on working.
+void tst_Load::acceptFailureRecovers()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    QFETCH(bool, stream);
+    const QString server = stream ? oru_test::startSdk().streamServer : oru_test::startSdk().messageServer;
+    QObject host;
+    int served = 0;
+    connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, &host,
+            [&](const ChannelCondition &c) { ++served; get_presets_res(ok(c.requestId), {PresetInfo{7, c.requestId}}); });
+    connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host, [&] { ++served; });
+    const auto serves = [&](Connection *c) {
+        const int before = served;
+        if (stream)
+            c->sendFrame(MessageType::LiveVideoConnReq, liveRequest());
+        else
+            c->sendRaw(request(0, QStringLiteral("r%1").arg(before)));
+        return spin([&] { return served > before; }, 5000);
+    };
+
+    rlimit limit{};
+    QVERIFY(getrlimit(RLIMIT_NOFILE, &limit) == 0);
+    limit.rlim_cur = qMin<rlim_t>(limit.rlim_cur, 256);
+    QVERIFY(setrlimit(RLIMIT_NOFILE, &limit) == 0);
+
+    Connection earlier;
+    QVERIFY(earlier.connectToServer(server));
+    QVERIFY(serves(&earlier));
+
+    // Use up every descriptor, then free one for a client to take: the
+    // server's accept() for it fails with EMFILE.
+    std::vector<int> spare;
+    for (int fd; (fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC)) >= 0;)
+        spare.push_back(fd);
+    QCOMPARE(errno, EMFILE);
+    ::close(spare.back());
+    spare.pop_back();
+    Connection victim;
+    QVERIFY(victim.connectToServer(server));
+    // Qt closes the listening socket, and the connection waiting in it dies.
+    QVERIFY(spin([&] { return !victim.isConnected(); }, 5000));
+    for (int fd : spare)
+        ::close(fd);
+
+    QElapsedTimer clock;
+    clock.start();
+    Connection later;
+    QVERIFY(spin([&] { return later.connectToServer(server, 100); }, 5000));
+    qInfo("listening again %lld ms after descriptors were free", clock.elapsed());
+    QVERIFY(serves(&later));
+    QVERIFY(serves(&earlier));
+}
+
+QTEST_GUILESS_MAIN(tst_Load)
+#include "tst_load.moc"
