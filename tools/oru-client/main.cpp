@@ -106,6 +106,8 @@ const QMap<QString, Opt> &catalogue()
         {"skip-to", {"Skip to this second of the playback...", "s"}},
         {"skip-time", {"...or to this time...", "time"}},
         {"skip-after", {"...after this many seconds of it (default: half way).", "s"}},
+        {"pause-at", {"Pause the playback after this many seconds...", "s"}},
+        {"pause-for", {"...for this many seconds.", "s", "1"}},
         {"simple", {"Keep network settings.", nullptr}},
         {"exit", {"Stop the gateway at the end.", nullptr}},
         {"ak", {"Credential.", "text"}}, {"sk", {"Credential.", "text"}},
@@ -365,6 +367,11 @@ int playback(Context &c)
         steps.append({skipAfter, [to = uint(c.number(QStringLiteral("skip-to"), 0))](StreamClient &s) { s.skipByOffsetTime(to); }});
     else if (c.has(QStringLiteral("skip-time")))
         steps.append({skipAfter, [to = c.time(QStringLiteral("skip-time"), {})](StreamClient &s) { s.skipToTime(to); }});
+    if (c.has(QStringLiteral("pause-at"))) {
+        const double at = c.number(QStringLiteral("pause-at"), 0);
+        steps.append({at, [](StreamClient &s) { s.control(PlaybackCtrl::Pause); }});
+        steps.append({at + c.number(QStringLiteral("pause-for"), 1), [](StreamClient &s) { s.control(PlaybackCtrl::Resume); }});
+    }
 
     QString label;
     if (c.has(QStringLiteral("time"))) {
@@ -521,7 +528,7 @@ const QList<Command> &commands()
              r.streamType = c.number("stream-type", 0);
              return c.show(c.control().getRtspUrl(r)); }},
         {"live", {}, "dev channel stream-type seconds out", "Receive live video for --seconds, into --out (MJPEG).", live},
-        {"playback", {}, "dev channel file time seconds out speed skip-to skip-time skip-after", "Play a recording (--file, --time, or the latest) for --seconds.", playback},
+        {"playback", {}, "dev channel file time seconds out speed skip-to skip-time skip-after pause-at pause-for", "Play a recording (--file, --time, or the latest) for --seconds.", playback},
         {"snapshot", {}, "dev channel stream-type out", "Save one live picture (default snapshot.jpg).", snapshot},
         // PTZ, presets, patrols.
         {"ptz", {}, "dev channel op action speed for", "Move a PTZ camera (--for MS: start, wait, stop).", ptz},

@@ -61,7 +61,7 @@ bool MediaStreams::start(StreamId id, Stream s, const QString &what)
     const ChannelLook look = model->look(s.devId, s.channel);
     if (!look.found || !look.online) {
         push_stream_event_msg(id, StreamEvent::StreamError);
-        model->note(QStringLiteral("%1 %2/%3 refused: %4").arg(what, s.devId).arg(s.channel).arg(look.found ? QStringLiteral("offline") : QStringLiteral("no such channel")));
+        model->note(QStringLiteral("%1 %2/%3 refused: %4").arg(what, s.devId).arg(s.channel).arg(look.found ? QStringLiteral("device not online") : QStringLiteral("no such channel")));
         return false;
     }
     const bool shared = streams.contains(id);
