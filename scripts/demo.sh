@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install-deps.sh
-build=${BUILD_DIR:-build}
+build=${BUILD_DIR:-build-demo}
 echo "== Building oru-client and oru-dgw-sim (Release, in $build/)"
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release > /dev/null
 cmake --build "$build" -j"$(nproc)" --target oru-client oru-dgw-sim > /dev/null
