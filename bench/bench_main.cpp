@@ -5,6 +5,7 @@
 //
 //   oru_bench [--quick|--full] [--out FILE] [--only rtt,rate,stream,stall,memory]
 //             [--gateway PATH]   (another build of the SDK host, to measure a change)
+//             [--gateway-env NAME=VALUE]  (environment of the SDK host only, repeatable)
 //   oru_bench --profile callgrind|perf --dir DIR [--requests N]
 
 #include "bench_client.h"
@@ -50,6 +51,7 @@ struct Settings
 
 std::string binDir;
 std::string gatewayBinary;
+std::vector<std::string> gatewayEnv;
 std::string workDir;
 int runCounter = 0;
 
@@ -77,6 +79,7 @@ std::unique_ptr<Gateway> startGateway(const std::string &name, bool errorLevel,
         argv.push_back(a);
     std::vector<std::string> env{"XDG_DATA_HOME=" + workDir + "/data",
                                  errorLevel ? "ORU_LOG_LEVEL=error" : "ORU_LOG_LEVEL="};
+    env.insert(env.end(), gatewayEnv.begin(), gatewayEnv.end());
     if (!g->process.start(argv, env) || !waitForSocket(g->target.control, wrapper.empty() ? 10000 : 120000)
         || !waitForSocket(g->target.stream, 10000)) {
         std::fprintf(stderr, "gateway %s did not start\n", name.c_str());
@@ -348,18 +351,25 @@ void rates(Systems &s, const Settings &set)
 
 double mibPerSecond(long bytes, double seconds) { return seconds > 0 ? double(bytes) / double(1 << 20) / seconds : 0; }
 
-// Median MiB/s over the rounds of one stream job (a fresh device each time).
+// Median MiB/s over the rounds of one stream job (a fresh device each time),
+// and the serving process's CPU per GiB delivered, which the machine's other
+// load disturbs far less than the rate.
 struct StreamRuns
 {
-    std::vector<double> mib;
-    void run(const std::function<double(const StreamJob &)> &f, StreamJob job, long bytes)
+    std::vector<double> mib, cpu;
+    void run(const std::function<double(const StreamJob &)> &f, StreamJob job, long bytes, pid_t pid = 0)
     {
         job.device = uniqueDevice("s");
+        const double before = pid > 0 ? cpuSeconds(pid) : 0;
         const double seconds = f(job);
-        if (seconds > 0)
-            mib.push_back(mibPerSecond(bytes, seconds));
+        if (seconds <= 0)
+            return;
+        mib.push_back(mibPerSecond(bytes, seconds));
+        if (pid > 0)
+            cpu.push_back((cpuSeconds(pid) - before) * 1000 / (double(bytes) / double(1 << 30)));
     }
     double value() const { return median(mib); }
+    double cpuPerGiB() const { return median(cpu); }
 };
 
 void streams(Systems &s, const Settings &set)
@@ -374,18 +384,19 @@ void streams(Systems &s, const Settings &set)
         const std::string size = chunk >= (1 << 20) ? "1 MiB" : std::to_string(chunk >> 10) + " KiB";
         StreamRuns base, lib, thread, diag, grpc;
         for (int round = 0; round < set.rounds; ++round) {
-            base.run(raw(s.raw->target), job, job.total);
+            const pid_t gateway = s.trace->process.pid();
+            base.run(raw(s.raw->target), job, job.total, s.raw->process.pid());
             job.otherThread = false;
-            lib.run(sdk(s.trace->target), job, job.total);
-            diag.run(raw(s.trace->target), job, job.total);
+            lib.run(sdk(s.trace->target), job, job.total, gateway);
+            diag.run(raw(s.trace->target), job, job.total, gateway);
             job.otherThread = true;
-            thread.run(sdk(s.trace->target), job, job.total);
+            thread.run(sdk(s.trace->target), job, job.total, gateway);
             job.otherThread = false;
             if (s.grpc.running()) {
                 grpc.run([&](const StreamJob &j) {
                     return std::atof(runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "stream",
                                                 std::to_string(j.chunk), std::to_string(j.total)}).c_str());
-                }, job, job.total);
+                }, job, job.total, s.grpc.pid());
             }
         }
         const bool targeted = chunk >= (64 << 10);
@@ -396,6 +407,9 @@ void streams(Systems &s, const Settings &set)
         }
         add(Row{"  ↳ same (library's thread), SDK gateway with the raw reader", fmt(diag.value()), fmt(base.value()),
                 ratio(diag.value(), base.value()), "", "", "", ""});
+        add(Row{"  gateway CPU ms per GiB, library's thread / host thread / raw reader",
+                fmt(lib.cpuPerGiB()) + " / " + fmt(thread.cpuPerGiB()) + " / " + fmt(diag.cpuPerGiB()), fmt(base.cpuPerGiB()),
+                ratio(lib.cpuPerGiB(), base.cpuPerGiB()), "", "", "-", grpc.cpu.empty() ? "-" : fmt(grpc.cpuPerGiB())});
     }
 
     section("Fan-out of one stream, 64 KiB chunks, aggregate MiB/s (higher is better)");
@@ -407,13 +421,15 @@ void streams(Systems &s, const Settings &set)
         const long aggregate = job.total * readers;
         StreamRuns base, ours, diag;
         for (int round = 0; round < set.rounds; ++round) {
-            base.run(raw(s.raw->target), job, aggregate);
-            ours.run(sdk(s.trace->target), job, aggregate);
-            diag.run(raw(s.trace->target), job, aggregate);
+            base.run(raw(s.raw->target), job, aggregate, s.raw->process.pid());
+            ours.run(sdk(s.trace->target), job, aggregate, s.trace->process.pid());
+            diag.run(raw(s.trace->target), job, aggregate, s.trace->process.pid());
         }
         add(Row{std::to_string(readers) + " sockets", fmt(ours.value()), fmt(base.value()), ratio(ours.value(), base.value()),
                 ">= 0.5x", yesNo(ours.value() >= 0.5 * base.value()), "-", "-"});
         add(Row{"  ↳ same, SDK gateway with raw readers", fmt(diag.value()), fmt(base.value()), ratio(diag.value(), base.value()), "", "", "", ""});
+        add(Row{"  gateway CPU ms per GiB delivered (Connection readers / raw readers)", fmt(ours.cpuPerGiB()) + " / " + fmt(diag.cpuPerGiB()),
+                fmt(base.cpuPerGiB()), ratio(ours.cpuPerGiB(), base.cpuPerGiB()), "", "", "-", "-"});
     }
 }
 
@@ -480,7 +496,10 @@ std::string markdown(const std::string &mode, int rounds)
     char when[64];
     const std::time_t now = std::time(nullptr);
     std::strftime(when, sizeof when, "%Y-%m-%d %H:%M UTC", std::gmtime(&now));
-    md << "Run " << when << ", mode " << mode << (gatewayBinary == bin("oru_bench_gateway") ? "" : ", gateway " + gatewayBinary) << ", " << machine() << ". Each figure is the median of "
+    std::string variant = gatewayBinary == bin("oru_bench_gateway") ? "" : ", gateway " + gatewayBinary;
+    for (const std::string &e : gatewayEnv)
+        variant += ", gateway env " + e;
+    md << "Run " << when << ", mode " << mode << variant << ", " << machine() << ". Each figure is the median of "
        << rounds << " interleaved rounds.\n\n";
     md << "| Metric | ours | raw sockets | ours/raw | target | met | Qt RO (ours/QtRO) | gRPC (ours/gRPC) |\n";
     md << "|---|---:|---:|---:|---|---|---:|---:|\n";
@@ -538,9 +557,34 @@ int profile(const std::string &tool, const std::string &dir, int requests)
         const double trace = perRequest("trace", [](const std::vector<std::string> &w) { return startGateway("cg-trace", false, w); });
         const double error = perRequest("error", [](const std::vector<std::string> &w) { return startGateway("cg-error", true, w); });
         const double raw = perRequest("raw", [](const std::vector<std::string> &w) { return startRaw("cg-raw", 64, 64, w); });
-        std::printf("| Gateway instructions per small round trip (callgrind Ir) | ours, log trace (default) | ours, log error | raw server |\n");
-        std::printf("|---|---:|---:|---:|\n| per request | %.0f | %.0f | %.0f |\n", trace, error, raw);
-        std::printf("| ours / raw | %.2fx | %.2fx | |\n", trace / raw, error / raw);
+        std::printf("| Gateway instructions (callgrind Ir) | ours, log trace (default) | ours, log error | raw server | ours (trace) / raw |\n");
+        std::printf("|---|---:|---:|---:|---:|\n| per small round trip | %.0f | %.0f | %.0f | %.2fx |\n", trace, error, raw, trace / raw);
+        std::fflush(stdout);
+        // Per stream frame written on the library's thread to one raw reader.
+        for (const long chunk : {4L << 10, 64L << 10}) {
+            const long frames[2] = {requests / 10, requests / 2};
+            const auto perFrame = [&](const std::string &name, const std::function<std::unique_ptr<Gateway>(const std::vector<std::string> &)> &start) {
+                long ir[2] = {0, 0};
+                for (int k = 0; k < 2; ++k) {
+                    const std::string out = dir + "/callgrind." + name + ".stream" + std::to_string(chunk >> 10) + "k." + std::to_string(frames[k]) + ".out";
+                    std::vector<std::string> wrapper = valgrind;
+                    wrapper.push_back("--callgrind-out-file=" + out);
+                    auto g = start(wrapper);
+                    StreamJob job;
+                    job.chunk = chunk;
+                    job.total = chunk * frames[k];
+                    job.device = uniqueDevice("cg");
+                    rawStream(g->target, job);
+                    quitGateway(*g);
+                    ir[k] = callgrindTotal(out);
+                }
+                return double(ir[1] - ir[0]) / double(frames[1] - frames[0]);
+            };
+            const double ours = perFrame("trace", [](const std::vector<std::string> &w) { return startGateway("cg-trace", false, w); });
+            const double rawFrame = perFrame("raw", [](const std::vector<std::string> &w) { return startRaw("cg-raw", 64, 64, w); });
+            std::printf("| per %ld KiB stream frame, library's thread | %.0f | | %.0f | %.2fx |\n", chunk >> 10, ours, rawFrame, ours / rawFrame);
+            std::fflush(stdout);
+        }
         return 0;
     }
     if (tool == "perf") {
@@ -548,11 +592,16 @@ int profile(const std::string &tool, const std::string &dir, int requests)
             const std::string level = errorLevel ? "error" : "trace";
             auto g = startGateway("perf-" + level, errorLevel,
                                   {"/usr/bin/perf", "record", "-q", "-e", "cpu-clock", "-F", "2000", "-g", "-o", dir + "/perf." + level + ".data"});
+            // Requests, then one stream to one reader, then one stream to 16 readers.
             const RateResult r = rawRate(g->target, 8, 16, 3);
             StreamJob job;
             job.chunk = 64 << 10;
             job.total = 256 << 20;
             job.device = uniqueDevice("perf");
+            rawStream(g->target, job);
+            job.device = uniqueDevice("perf");
+            job.readers = 16;
+            job.total = 32 << 20;
             rawStream(g->target, job);
             quitGateway(*g);
             std::printf("perf %s: %.0f req/s under the profiler; data in %s/perf.%s.data\n", level.c_str(), r.perSecond(),
@@ -585,6 +634,8 @@ int main(int argc, char **argv)
             set.stallBytes = 256 << 20;
         } else if (a == "--only" && i + 1 < argc) {
             only = argv[++i];
+        } else if (a == "--gateway-env" && i + 1 < argc) {
+            gatewayEnv.push_back(argv[++i]);
         } else if (a == "--gateway" && i + 1 < argc) {
             gatewayBinary = argv[++i];
         } else if (a == "--out" && i + 1 < argc) {
@@ -596,7 +647,7 @@ int main(int argc, char **argv)
         } else if (a == "--requests" && i + 1 < argc) {
             requests = std::atoi(argv[++i]);
         } else if (a != "--quick") {
-            std::fprintf(stderr, "usage: %s [--quick|--full] [--out FILE] [--only SECTIONS] [--gateway PATH] | --profile callgrind|perf --dir DIR [--requests N]\n", argv[0]);
+            std::fprintf(stderr, "usage: %s [--quick|--full] [--out FILE] [--only SECTIONS] [--gateway PATH] [--gateway-env NAME=VALUE] | --profile callgrind|perf --dir DIR [--requests N]\n", argv[0]);
             return 2;
         }
     }

@@ -23,7 +23,7 @@ inline double secondsSince(Clock::time_point t)
 // Percentile (0..100) of microsecond samples; sorts a copy.
 double percentile(std::vector<double> samples, double p);
 
-// user+sys CPU seconds of every thread of `pid` so far.
+// CPU seconds (user and system) of every live thread of `pid` so far.
 double cpuSeconds(pid_t pid);
 // Resident set and its peak, in KiB (VmRSS, VmHWM).
 long rssKiB(pid_t pid);
