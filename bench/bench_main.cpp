@@ -304,13 +304,13 @@ void rates(Systems &s, const Settings &set)
         };
         // CPU of the serving process over the run, per 1,000 answers (drain included).
         const auto measure = [&](Measure &m, pid_t pid, const std::function<RateResult()> &run) {
-            const double before = cpuSeconds(pid);
+            const CpuSample before = cpuSample(pid);
             const RateResult r = run();
             const long answered = r.done + long(conns) * inFlight;
             if (r.done <= 0)
                 return;
             m.rate.push_back(r.perSecond());
-            m.cpu.push_back((cpuSeconds(pid) - before) * 1e6 / double(answered));
+            m.cpu.push_back(cpuSecondsBetween(before, cpuSample(pid)) * 1e6 / double(answered));
         };
         Measure raw, trace, error, diag, qtro, grpc;
         for (int round = 0; round < set.rounds; ++round) {
@@ -360,13 +360,13 @@ struct StreamRuns
     void run(const std::function<double(const StreamJob &)> &f, StreamJob job, long bytes, pid_t pid = 0)
     {
         job.device = uniqueDevice("s");
-        const double before = pid > 0 ? cpuSeconds(pid) : 0;
+        const CpuSample before = pid > 0 ? cpuSample(pid) : CpuSample{};
         const double seconds = f(job);
         if (seconds <= 0)
             return;
         mib.push_back(mibPerSecond(bytes, seconds));
         if (pid > 0)
-            cpu.push_back((cpuSeconds(pid) - before) * 1000 / (double(bytes) / double(1 << 30)));
+            cpu.push_back(cpuSecondsBetween(before, cpuSample(pid)) * 1000 / (double(bytes) / double(1 << 30)));
     }
     double value() const { return median(mib); }
     double cpuPerGiB() const { return median(cpu); }

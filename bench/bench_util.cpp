@@ -57,11 +57,8 @@ static double schedstatSeconds(pid_t pid)
     return any ? total : -1;
 }
 
-double cpuSeconds(pid_t pid)
+static double tickSeconds(pid_t pid)
 {
-    const double precise = schedstatSeconds(pid);
-    if (precise >= 0)
-        return precise;
     std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
     std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     // Fields after the command name, which may itself hold blanks.
@@ -80,6 +77,21 @@ double cpuSeconds(pid_t pid)
         }
     }
     return double(utime + stime) / double(sysconf(_SC_CLK_TCK));
+}
+
+CpuSample cpuSample(pid_t pid) { return CpuSample{schedstatSeconds(pid), tickSeconds(pid)}; }
+
+double cpuSecondsBetween(const CpuSample &before, const CpuSample &after)
+{
+    const double ticks = after.ticks - before.ticks;
+    if (before.threads < 0 || after.threads < 0)
+        return ticks;
+    // Live threads only are in the precise figure; the ticks also hold those
+    // that ended meanwhile (a thread pool's). Ticks are sampled, so only a
+    // gap of more than two of them says that threads went away.
+    const double threads = after.threads - before.threads;
+    const double tick = 1.0 / double(sysconf(_SC_CLK_TCK));
+    return ticks > threads + 2 * tick ? ticks : threads;
 }
 
 static long statusKiB(pid_t pid, const char *key)

@@ -23,8 +23,15 @@ inline double secondsSince(Clock::time_point t)
 // Percentile (0..100) of microsecond samples; sorts a copy.
 double percentile(std::vector<double> samples, double p);
 
-// CPU seconds (user and system) of every live thread of `pid` so far.
-double cpuSeconds(pid_t pid);
+// CPU time (user and system) of a process: nanoseconds summed over its live
+// threads, and the kernel's 10 ms ticks, which include threads that ended.
+struct CpuSample
+{
+    double threads = -1;
+    double ticks = 0;
+};
+CpuSample cpuSample(pid_t pid);
+double cpuSecondsBetween(const CpuSample &before, const CpuSample &after);
 // Resident set and its peak, in KiB (VmRSS, VmHWM).
 long rssKiB(pid_t pid);
 long peakRssKiB(pid_t pid);
