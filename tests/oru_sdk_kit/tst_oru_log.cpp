@@ -1,24 +1,10 @@
 #include <oru_sdk_kit/oru_log.h>
 
-#include <QCoreApplication>
-#include <QDateTime>
-#include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
-#include <QFileInfo>
-#include <QMap>
-#include <QProcess>
-#include <QRegularExpression>
-#include <QScopeGuard>
-#include <QTemporaryDir>
-#include <QThread>
 #include <QtTest>
 
 #include <chrono>
-#include <cstdio>
-#include <cstring>
 #include <iostream>
-#include <string>
+#include <limits>
 #include <thread>
 #include <vector>
 
@@ -30,190 +16,85 @@ const QString kCategory = QStringLiteral("oru_test_log");
 constexpr int kThreads = 8;
 constexpr int kLinesPerThread = 20000;
 
-// ---------------------------------------------------------------------------
-// Child side: each scenario gets a fresh process, because the logger can be
-// initialised only once per process.
+// Child side. The logger is set up once per process, so every scenario runs
+// in a fresh child that performs the operations named on its command line:
+// init[=other file name], flush, trace|info|error=<percent-encoded text>,
+// lines=N (numbered info lines), threads, busy (endless detached loggers),
+// wait (until stdin ends). NAME=value entries in upper case set the environment.
 
-void logAt(const QString &level, const QString &text)
+int childMain(const QString &path, const QStringList &ops)
 {
-    if (level == QLatin1String("trace"))
-        log_trace(text, kTag);
-    else if (level == QLatin1String("info"))
-        log_info(text, kTag);
-    else
-        log_error(text, kTag);
+    using LogFn = void (*)(const QString &, const QString &);
+    const QMap<QString, LogFn> logFns{{"trace", log_trace}, {"info", log_info}, {"error", log_error}};
+    for (const QString &op : ops) {
+        const QString name = op.section(QLatin1Char('='), 0, 0);
+        const QString arg =
+            QString::fromUtf8(QByteArray::fromPercentEncoding(op.section(QLatin1Char('='), 1).toLatin1()));
+        if (name == QLatin1String("init")) {
+            if (arg.isEmpty())
+                init_oru_log(path, kCategory);
+            else // a second init, of a file next to the first
+                init_oru_log(QFileInfo(path).dir().filePath(arg), QStringLiteral("second"));
+        } else if (name == QLatin1String("flush")) {
+            flush_oru_log();
+        } else if (const auto fn = logFns.value(name)) {
+            fn(arg, kTag);
+        } else if (name == QLatin1String("lines")) {
+            for (int i = 0, n = arg.toInt(); i < n; ++i)
+                log_info(QStringLiteral("line %1 ").arg(i, 6, 10, QLatin1Char('0')) + QString(40, 'x'), kTag);
+        } else if (name == "threads" || name == "busy") {
+            // Busy threads never stop: they are still logging while the process exits.
+            const bool busy = name == "busy";
+            std::vector<std::thread> threads;
+            for (int t = 0; t < kThreads; ++t)
+                threads.emplace_back([t, busy] {
+                    const QString tag = kTag; // the global may be destroyed while we still run
+                    for (int i = 0; busy || i < kLinesPerThread; ++i) {
+                        log_info(QStringLiteral("t%1 n%2").arg(t).arg(i), tag);
+                        std::this_thread::sleep_for(std::chrono::microseconds(busy ? 20 : 0));
+                    }
+                });
+            for (std::thread &thread : threads)
+                busy ? thread.detach() : thread.join();
+        } else if (name == QLatin1String("wait")) {
+            std::cin.ignore(std::numeric_limits<std::streamsize>::max());
+        } else {
+            std::cerr << "unknown operation " << qPrintable(op) << std::endl;
+            return 2;
+        }
+    }
+    return 0; // without a flush, the exit handler must write what is queued
 }
 
-QString numbered(const char *what, int n)
-{
-    return QStringLiteral("%1 %2").arg(QLatin1String(what)).arg(n, 6, 10, QLatin1Char('0'));
-}
-
-int childMain(const QString &scenario, const QString &path, const QStringList &args)
-{
-    if (scenario == QLatin1String("format")) {
-        init_oru_log(path, kCategory);
-        logAt(args.value(0), QString::fromUtf8(QByteArray::fromHex(args.value(1).toLatin1())));
-        flush_oru_log();
-        return 0;
-    }
-    if (scenario == QLatin1String("levels")) {
-        init_oru_log(path, kCategory);
-        log_trace(QStringLiteral("trace line"), kTag);
-        log_info(QStringLiteral("info line"), kTag);
-        log_error(QStringLiteral("error line"), kTag);
-        flush_oru_log();
-        return 0;
-    }
-    if (scenario == QLatin1String("count")) {
-        init_oru_log(path, kCategory);
-        const QString padding(40, QLatin1Char('x'));
-        for (int i = 0, n = args.value(0).toInt(); i < n; ++i)
-            log_info(numbered("line", i) + QLatin1Char(' ') + padding, kTag);
-        flush_oru_log();
-        return 0;
-    }
-    if (scenario == QLatin1String("threads")) {
-        init_oru_log(path, kCategory);
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t) {
-            threads.emplace_back([t] {
-                for (int i = 0; i < kLinesPerThread; ++i)
-                    log_info(QStringLiteral("t%1 n%2").arg(t).arg(i), kTag);
-            });
-        }
-        for (std::thread &thread : threads)
-            thread.join();
-        flush_oru_log();
-        return 0;
-    }
-    if (scenario == QLatin1String("preinit")) {
-        log_trace(QStringLiteral("early trace"), kTag);
-        log_info(QStringLiteral("early info"), kTag);
-        log_error(QStringLiteral("early error"), kTag);
-        flush_oru_log(); // nothing to wait for yet; must not block
-        init_oru_log(path, kCategory);
-        log_info(QStringLiteral("after init"), kTag);
-        flush_oru_log();
-        return 0;
-    }
-    if (scenario == QLatin1String("flood")) {
-        const QString padding(60, QLatin1Char('y'));
-        for (int i = 0, n = args.value(0).toInt(); i < n; ++i)
-            log_info(numbered("flood", i) + QLatin1Char(' ') + padding, kTag);
-        init_oru_log(path, kCategory);
-        flush_oru_log();
-        return 0;
-    }
-    if (scenario == QLatin1String("prompt")) {
-        // Driven step by step by the parent through stdin/stdout.
-        init_oru_log(path, kCategory);
-        log_info(QStringLiteral("prompt info"), kTag);
-        std::cout << "logged info" << std::endl;
-        std::string line;
-        std::getline(std::cin, line);
-        log_error(QStringLiteral("prompt error"), kTag);
-        std::cout << "logged error" << std::endl;
-        while (std::getline(std::cin, line)) {
-        }
-        return 0;
-    }
-    if (scenario == QLatin1String("exit")) {
-        init_oru_log(path, kCategory);
-        for (int i = 0, n = args.value(0).toInt(); i < n; ++i)
-            log_info(numbered("exit", i), kTag);
-        return 0; // no flush: the exit handler must write everything
-    }
-    if (scenario == QLatin1String("exitbusy")) {
-        init_oru_log(path, kCategory);
-        for (int t = 0; t < 4; ++t) {
-            std::thread([t] {
-                const QString text = QStringLiteral("busy thread %1").arg(t);
-                const QString tag = kTag; // the global may be destroyed while we still run
-                for (;;) {
-                    log_info(text, tag);
-                    std::this_thread::sleep_for(std::chrono::microseconds(20));
-                }
-            }).detach();
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        log_info(QStringLiteral("main done"), kTag);
-        return 0;
-    }
-    if (scenario == QLatin1String("reinit")) {
-        init_oru_log(path, QStringLiteral("first"));
-        init_oru_log(args.value(0), QStringLiteral("second"));
-        log_info(QStringLiteral("after reinit"), kTag);
-        flush_oru_log();
-        return 0;
-    }
-    std::fprintf(stderr, "unknown scenario %s\n", qPrintable(scenario));
-    return 2;
-}
-
-// ---------------------------------------------------------------------------
-// Parent side
-
-struct ChildRun
-{
-    bool ok = false;
-    QString why;
-};
-
-QProcessEnvironment childEnvironment(const QMap<QString, QString> &env)
+// Parent side. The log variables are cleared unless `ops` set them.
+void startChild(QProcess &p, const QString &path, const QStringList &ops)
 {
     QProcessEnvironment e = QProcessEnvironment::systemEnvironment();
-    e.remove(QStringLiteral("ORU_LOG_LEVEL"));
-    e.remove(QStringLiteral("ORU_LOG_MAX_BYTES"));
-    e.remove(QStringLiteral("ORU_LOG_MAX_FILES"));
-    for (auto it = env.cbegin(); it != env.cend(); ++it)
-        e.insert(it.key(), it.value());
-    return e;
+    for (const char *name : {"ORU_LOG_LEVEL", "ORU_LOG_MAX_BYTES", "ORU_LOG_MAX_FILES"})
+        e.remove(QLatin1String(name));
+    QStringList args{QStringLiteral("--child"), path};
+    for (const QString &op : ops) {
+        if (op.at(0).isUpper())
+            e.insert(op.section(QLatin1Char('='), 0, 0), op.section(QLatin1Char('='), 1));
+        else
+            args << op;
+    }
+    p.setProcessEnvironment(e);
+    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    p.start(QCoreApplication::applicationFilePath(), args);
 }
 
-QStringList childArguments(const QString &scenario, const QString &path, const QStringList &extra)
-{
-    return QStringList{QStringLiteral("--child"), scenario, path} + extra;
-}
-
-ChildRun runChild(const QString &scenario, const QString &path, const QStringList &extra = {},
-                  const QMap<QString, QString> &env = {})
+// Empty when the child ran to a clean exit, else why not.
+QString runChild(const QString &path, const QStringList &ops)
 {
     QProcess p;
-    p.setProcessEnvironment(childEnvironment(env));
-    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    p.start(QCoreApplication::applicationFilePath(), childArguments(scenario, path, extra));
-    ChildRun run;
-    if (!p.waitForStarted(5000)) {
-        run.why = QStringLiteral("child did not start");
-        return run;
-    }
-    if (!p.waitForFinished(20000)) {
-        p.kill();
-        p.waitForFinished(5000);
-        run.why = QStringLiteral("child %1 timed out").arg(scenario);
-        return run;
-    }
-    if (p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0) {
-        run.why = QStringLiteral("child %1 failed: status %2 code %3")
-                      .arg(scenario)
-                      .arg(p.exitStatus())
-                      .arg(p.exitCode());
-        return run;
-    }
-    run.ok = true;
-    return run;
-}
-
-// The live file and its rotated copies, oldest first.
-QStringList logFiles(const QString &path)
-{
-    QStringList files;
-    for (int i = 1; QFileInfo::exists(path + QLatin1Char('.') + QString::number(i)); ++i)
-        files.prepend(path + QLatin1Char('.') + QString::number(i));
-    if (QFileInfo::exists(path))
-        files.append(path);
-    return files;
+    startChild(p, path, ops);
+    if (p.waitForFinished(20000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0)
+        return {};
+    return QStringLiteral("child failed (still running: %1, exit code %2): %3") // ~QProcess kills it
+        .arg(p.state() == QProcess::Running)
+        .arg(p.exitCode())
+        .arg(ops.join(QLatin1Char(' ')).left(200));
 }
 
 QByteArray readFile(const QString &path)
@@ -222,20 +103,23 @@ QByteArray readFile(const QString &path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-QByteArray readAllLogs(const QString &path)
+// The live file and its rotated copies, oldest first.
+QStringList logFiles(const QString &path)
+{
+    QStringList files;
+    for (int i = 1; QFileInfo::exists(path + QLatin1Char('.') + QString::number(i)); ++i)
+        files.prepend(path + QLatin1Char('.') + QString::number(i));
+    return QFileInfo::exists(path) ? files << path : files;
+}
+
+// Every line of the live file and its rotated copies, oldest first.
+QList<QByteArray> logLines(const QString &path)
 {
     QByteArray all;
     for (const QString &file : logFiles(path))
         all += readFile(file);
-    return all;
-}
-
-QList<QByteArray> splitLines(const QByteArray &content)
-{
-    QList<QByteArray> lines = content.split('\n');
-    if (!lines.isEmpty() && lines.last().isEmpty())
-        lines.removeLast();
-    return lines;
+    all.chop(all.endsWith('\n') ? 1 : 0);
+    return all.isEmpty() ? QList<QByteArray>() : all.split('\n');
 }
 
 const QString kStamp = QStringLiteral(R"((\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3}))");
@@ -243,41 +127,35 @@ const QString kStamp = QStringLiteral(R"((\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\
 // Whole line: stamp, level, our category, tag, then `text` (a pattern).
 QRegularExpression linePattern(const QString &level, const QString &text)
 {
-    return QRegularExpression(QLatin1Char('^') + kStamp + QStringLiteral(" \\[") + level
-                              + QStringLiteral("\\] \\[") + kCategory + QStringLiteral("\\] ")
-                              + QRegularExpression::escape(kTag) + text + QLatin1Char('$'));
+    return QRegularExpression(QLatin1Char('^') + kStamp + QStringLiteral(" \\[") + level + QStringLiteral("\\] \\[")
+                              + kCategory + QStringLiteral("\\] ") + QRegularExpression::escape(kTag) + text
+                              + QLatin1Char('$'));
 }
 
-const QRegularExpression &droppedPattern()
-{
-    static const QRegularExpression re(QLatin1Char('^') + kStamp + QStringLiteral(" \\[error\\] \\[")
-                                       + kCategory + QStringLiteral("\\] (\\d+) log lines dropped$"));
-    return re;
-}
+const QRegularExpression kNumbered = linePattern(QStringLiteral("info"), QStringLiteral(R"(line (\d{6}) x{40})"));
+const QRegularExpression kDropped(QLatin1Char('^') + kStamp + QStringLiteral(" \\[error\\] \\[") + kCategory
+                                  + QStringLiteral("\\] (\\d+) log lines dropped$"));
 
-bool waitForLine(QProcess &p, const QByteArray &expected)
+const QRegularExpression kThreadLine = linePattern(QStringLiteral("info"), QStringLiteral(R"(t(\d) n(\d+))"));
+
+// Empty when `lines` are the numbered lines first, first + 1, ...; else the
+// first line that is not.
+QString checkSequence(const QList<QByteArray> &lines, int first)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!p.canReadLine()) {
-        if (timer.elapsed() > 5000 || !p.waitForReadyRead(5000 - int(timer.elapsed())))
-            return false;
+    for (int i = 0; i < lines.size(); ++i) {
+        const QRegularExpressionMatch m = kNumbered.match(QString::fromUtf8(lines[i]));
+        if (!m.hasMatch() || m.captured(2).toInt() != first + i)
+            return QStringLiteral("expected number %1, got: %2").arg(first + i).arg(QString::fromUtf8(lines[i]));
     }
-    return p.readLine().trimmed() == expected;
+    return {};
 }
 
-// How long until `needle` shows up in the file, or -1 after `limitMs`.
-qint64 msUntilInFile(const QString &path, const QByteArray &needle, int limitMs)
-{
-    QElapsedTimer timer;
-    timer.start();
-    do {
-        if (readFile(path).contains(needle))
-            return timer.elapsed();
-        QThread::msleep(5);
-    } while (timer.elapsed() < limitMs);
-    return -1;
-}
+// Checks that a helper returning an error text returned none.
+#define VERIFY_OK(expr)                                                                                                \
+    do {                                                                                                               \
+        const QString why_ = (expr);                                                                                   \
+        QVERIFY2(why_.isEmpty(), qPrintable(why_));                                                                    \
+    } while (false)
 
 } // namespace
 
@@ -285,369 +163,238 @@ class TestOruLog : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-
-    void lineFormat_data();
-    void lineFormat();
-    void createsFolder();
-    void unwritablePathDoesNotBlock();
-    void secondInitIsIgnored();
-    void rotation_data();
-    void rotation();
-    void concurrentWritersLoseNothing();
-    void levelThreshold_data();
-    void levelThreshold();
-    void logBeforeInit_data();
-    void logBeforeInit();
-    void dropsAndCountsWhenQueueIsFull();
-    void linesReachDiskWithoutFlush();
-    void writtenAtExitWithoutFlush();
-    void exitWhileThreadsLog();
-
-private:
-    QString freshPath(const QString &relative = QStringLiteral("x.log"));
-
     QTemporaryDir tmp_;
     int cases_ = 0;
-};
 
-QString TestOruLog::freshPath(const QString &relative)
-{
-    return tmp_.filePath(QStringLiteral("case%1/").arg(++cases_) + relative);
-}
-
-void TestOruLog::initTestCase()
-{
-    QVERIFY(tmp_.isValid());
-}
-
-void TestOruLog::lineFormat_data()
-{
-    QTest::addColumn<QString>("level");
-    QTest::addColumn<QString>("text");
-
-    QTest::newRow("info") << "info" << "hello world";
-    QTest::newRow("error, non-ASCII") << "error" << QString::fromUtf8("ünïcödé ✓ 日本 😀");
-    QTest::newRow("trace, kept verbatim") << "trace" << "  [x] %1 \\ \t 100% end  ";
-    QTest::newRow("embedded newline") << "info" << "first\nsecond";
-    QTest::newRow("empty text") << "error" << "";
-}
-
-void TestOruLog::lineFormat()
-{
-    QFETCH(QString, level);
-    QFETCH(QString, text);
-
-    const QString path = freshPath();
-    const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
-    const ChildRun run = runChild(QStringLiteral("format"), path,
-                                  {level, QString::fromLatin1(text.toUtf8().toHex())});
-    QVERIFY2(run.ok, qPrintable(run.why));
-    const QDateTime after = QDateTime::currentDateTime().addSecs(1);
-
-    const QByteArray content = readFile(path);
-    const QByteArray tail = " [" + level.toUtf8() + "] [" + kCategory.toUtf8() + "] " + kTag.toUtf8()
-                            + text.toUtf8() + '\n';
-    QCOMPARE(content.size(), 23 + tail.size());
-    QCOMPARE(content.mid(23), tail);
-
-    const QDateTime stamp = QDateTime::fromString(QString::fromLatin1(content.left(23)),
-                                                  QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"));
-    QVERIFY2(stamp.isValid(), content.left(23).constData());
-    QVERIFY(stamp >= before && stamp <= after);
-}
-
-void TestOruLog::createsFolder()
-{
-    const QString path = freshPath(QStringLiteral("deep/er/still/x.log"));
-    QVERIFY(!QFileInfo::exists(QFileInfo(path).absolutePath()));
-
-    const ChildRun run = runChild(QStringLiteral("levels"), path);
-    QVERIFY2(run.ok, qPrintable(run.why));
-    QVERIFY(QFileInfo(QFileInfo(path).absolutePath()).isDir());
-    QCOMPARE(splitLines(readFile(path)).size(), 3);
-}
-
-void TestOruLog::unwritablePathDoesNotBlock()
-{
-    // A regular file where a folder should be: neither mkpath nor open can work.
-    const QString blocker = freshPath(QStringLiteral("blocker"));
-    QVERIFY(QDir().mkpath(QFileInfo(blocker).absolutePath()));
-    QFile f(blocker);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.close();
-
-    const ChildRun run = runChild(QStringLiteral("levels"), blocker + QStringLiteral("/sub/x.log"));
-    QVERIFY2(run.ok, qPrintable(run.why));
-}
-
-void TestOruLog::secondInitIsIgnored()
-{
-    const QString first = freshPath(QStringLiteral("first.log"));
-    const QString second = freshPath(QStringLiteral("second.log"));
-
-    const ChildRun run = runChild(QStringLiteral("reinit"), first, {second});
-    QVERIFY2(run.ok, qPrintable(run.why));
-    QVERIFY(readFile(first).endsWith("[info] [first] " + kTag.toUtf8() + "after reinit\n"));
-    QVERIFY(!QFileInfo::exists(second));
-}
-
-void TestOruLog::rotation_data()
-{
-    QTest::addColumn<int>("maxBytes");
-    QTest::addColumn<int>("maxFiles");
-    QTest::addColumn<int>("lines");
-    QTest::addColumn<bool>("keepsAll");
-
-    QTest::newRow("enough backups keep every line") << 4096 << 100 << 2000 << true;
-    QTest::newRow("two backups keep the newest") << 4096 << 2 << 2000 << false;
-    QTest::newRow("no backups") << 4096 << 0 << 2000 << false;
-}
-
-void TestOruLog::rotation()
-{
-    QFETCH(int, maxBytes);
-    QFETCH(int, maxFiles);
-    QFETCH(int, lines);
-    QFETCH(bool, keepsAll);
-
-    const QString path = freshPath();
-    const ChildRun run = runChild(QStringLiteral("count"), path, {QString::number(lines)},
-                                  {{QStringLiteral("ORU_LOG_MAX_BYTES"), QString::number(maxBytes)},
-                                   {QStringLiteral("ORU_LOG_MAX_FILES"), QString::number(maxFiles)}});
-    QVERIFY2(run.ok, qPrintable(run.why));
-
-    const QStringList files = logFiles(path);
-    if (keepsAll)
-        QVERIFY2(files.size() > 5, qPrintable(files.join(QLatin1Char(' '))));
-    else
-        QCOMPARE(files.size(), maxFiles + 1);
-    QVERIFY(!QFileInfo::exists(path + QLatin1Char('.') + QString::number(maxFiles + 1)));
-    for (const QString &file : files) {
-        const qint64 size = QFileInfo(file).size();
-        QVERIFY2(size > 0 && size <= maxBytes, qPrintable(file));
-        QVERIFY(readFile(file).endsWith('\n')); // no line is split across files
+    QString freshPath(const QString &relative = QStringLiteral("x.log"))
+    {
+        return tmp_.filePath(QStringLiteral("case%1/").arg(++cases_) + relative);
     }
 
-    // Consecutive numbers across all files, ending with the last line logged.
-    const QRegularExpression re = linePattern(QStringLiteral("info"), QStringLiteral(R"(line (\d{6}) x{40})"));
-    const QList<QByteArray> all = splitLines(readAllLogs(path));
-    QVERIFY(!all.isEmpty());
-    int expected = keepsAll ? 0 : lines - all.size();
-    for (const QByteArray &line : all) {
-        const QRegularExpressionMatch m = re.match(QString::fromUtf8(line));
-        QVERIFY2(m.hasMatch(), line.constData());
-        QCOMPARE(m.captured(2).toInt(), expected);
-        ++expected;
+private slots:
+    void initTestCase() { QVERIFY(tmp_.isValid()); }
+
+    void lineFormat_data()
+    {
+        QTest::addColumn<QString>("level");
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("info") << "info" << QStringLiteral("hello world");
+        QTest::newRow("error, non-ASCII") << "error" << QString::fromUtf8("ünïcödé ✓ 日本 😀");
+        QTest::newRow("trace, kept verbatim") << "trace" << QStringLiteral("  [x] %1 \\ \t 100% = end  ");
+        QTest::newRow("embedded newline") << "info" << QStringLiteral("first\nsecond");
+        QTest::newRow("empty text") << "error" << QString();
     }
-    QCOMPARE(expected, lines);
-}
 
-void TestOruLog::concurrentWritersLoseNothing()
-{
-    const QString path = freshPath();
-    const ChildRun run = runChild(QStringLiteral("threads"), path);
-    QVERIFY2(run.ok, qPrintable(run.why));
+    void lineFormat()
+    {
+        QFETCH(QString, level);
+        QFETCH(QString, text);
 
-    const QRegularExpression re = linePattern(QStringLiteral("info"), QStringLiteral(R"(t(\d) n(\d+))"));
-    const QList<QByteArray> all = splitLines(readAllLogs(path));
-    QCOMPARE(all.size(), kThreads * kLinesPerThread);
+        // The folder does not exist yet: the logger creates it.
+        const QString path = freshPath(QStringLiteral("deep/er/x.log"));
+        QVERIFY(!QFileInfo::exists(QFileInfo(path).absolutePath()));
+        const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
+        VERIFY_OK(runChild(path,
+                           {QStringLiteral("init"),
+                            level + QLatin1Char('=') + QString::fromLatin1(text.toUtf8().toPercentEncoding()),
+                            QStringLiteral("flush")}));
+        const QDateTime after = QDateTime::currentDateTime().addSecs(1);
 
-    // Each thread's lines appear whole and in the order it logged them.
-    std::vector<int> next(kThreads, 0);
-    for (const QByteArray &line : all) {
-        const QRegularExpressionMatch m = re.match(QString::fromLatin1(line));
-        QVERIFY2(m.hasMatch(), line.constData());
-        const int t = m.captured(2).toInt();
-        QVERIFY(t >= 0 && t < kThreads);
-        QCOMPARE(m.captured(3).toInt(), next[std::size_t(t)]);
-        ++next[std::size_t(t)];
+        const QByteArray content = readFile(path);
+        const QByteArray tail =
+            " [" + level.toUtf8() + "] [" + kCategory.toUtf8() + "] " + kTag.toUtf8() + text.toUtf8() + '\n';
+        QCOMPARE(content.mid(23), tail);
+        const QDateTime stamp =
+            QDateTime::fromString(QString::fromLatin1(content.left(23)), QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"));
+        QVERIFY2(stamp.isValid(), content.left(23).constData());
+        QVERIFY(stamp >= before && stamp <= after);
     }
-    for (int n : next)
-        QCOMPARE(n, kLinesPerThread);
-}
 
-void TestOruLog::levelThreshold_data()
-{
-    QTest::addColumn<QString>("env"); // null: variable not set
-    QTest::addColumn<QStringList>("levels");
-
-    const QStringList all{QStringLiteral("trace"), QStringLiteral("info"), QStringLiteral("error")};
-    QTest::newRow("unset") << QString() << all;
-    QTest::newRow("trace") << "trace" << all;
-    QTest::newRow("info") << "info" << QStringList{"info", "error"};
-    QTest::newRow("INFO upper case") << "INFO" << QStringList{"info", "error"};
-    QTest::newRow("error") << "error" << QStringList{"error"};
-    QTest::newRow("Error mixed case") << "Error" << QStringList{"error"};
-    QTest::newRow("off") << "off" << QStringList();
-    QTest::newRow("unknown means trace") << "verbose" << all;
-}
-
-void TestOruLog::levelThreshold()
-{
-    QFETCH(QString, env);
-    QFETCH(QStringList, levels);
-
-    QMap<QString, QString> vars;
-    if (!env.isNull())
-        vars.insert(QStringLiteral("ORU_LOG_LEVEL"), env);
-    const QString path = freshPath();
-    const ChildRun run = runChild(QStringLiteral("levels"), path, {}, vars);
-    QVERIFY2(run.ok, qPrintable(run.why));
-
-    QVERIFY(QFileInfo::exists(path)); // created even when nothing is written
-    const QList<QByteArray> lines = splitLines(readFile(path));
-    QCOMPARE(lines.size(), levels.size());
-    for (int i = 0; i < levels.size(); ++i) {
-        const QRegularExpression re = linePattern(levels[i], levels[i] + QStringLiteral(" line"));
-        QVERIFY2(re.match(QString::fromLatin1(lines[i])).hasMatch(), lines[i].constData());
+    void unwritablePathDoesNotBlock()
+    {
+        // A regular file where a folder should be: neither mkpath nor open can work.
+        const QString blocker = freshPath(QStringLiteral("blocker"));
+        QVERIFY(QDir().mkpath(QFileInfo(blocker).absolutePath()));
+        QVERIFY(QFile(blocker).open(QIODevice::WriteOnly));
+        VERIFY_OK(runChild(blocker + QStringLiteral("/sub/x.log"), {"init", "error=lost", "flush"}));
     }
-}
 
-void TestOruLog::logBeforeInit_data()
-{
-    QTest::addColumn<QString>("env");
-    QTest::addColumn<QStringList>("expected"); // "level:text"
+    void rotation_data()
+    {
+        QTest::addColumn<int>("maxFiles");
+        QTest::addColumn<bool>("keepsAll");
 
-    QTest::newRow("all levels") << QString()
-                                << QStringList{"trace:early trace", "info:early info", "error:early error",
-                                               "info:after init"};
-    QTest::newRow("threshold applies to early lines")
-        << "error" << QStringList{"error:early error"};
-}
-
-void TestOruLog::logBeforeInit()
-{
-    QFETCH(QString, env);
-    QFETCH(QStringList, expected);
-
-    QMap<QString, QString> vars;
-    if (!env.isNull())
-        vars.insert(QStringLiteral("ORU_LOG_LEVEL"), env);
-    const QString path = freshPath();
-    const ChildRun run = runChild(QStringLiteral("preinit"), path, {}, vars);
-    QVERIFY2(run.ok, qPrintable(run.why));
-
-    const QList<QByteArray> lines = splitLines(readFile(path));
-    QCOMPARE(lines.size(), expected.size());
-    for (int i = 0; i < expected.size(); ++i) {
-        const QString level = expected[i].section(QLatin1Char(':'), 0, 0);
-        const QString text = expected[i].section(QLatin1Char(':'), 1);
-        const QRegularExpression re = linePattern(level, QRegularExpression::escape(text));
-        QVERIFY2(re.match(QString::fromLatin1(lines[i])).hasMatch(), lines[i].constData());
+        QTest::newRow("enough backups keep every line") << 100 << true;
+        QTest::newRow("two backups keep the newest") << 2 << false;
+        QTest::newRow("no backups") << 0 << false;
     }
-}
 
-void TestOruLog::dropsAndCountsWhenQueueIsFull()
-{
-    // Before init nothing drains the queue, so this overflows it for sure.
-    const int total = 300000;
-    const QString path = freshPath();
-    const ChildRun run = runChild(QStringLiteral("flood"), path, {QString::number(total)},
-                                  {{QStringLiteral("ORU_LOG_MAX_BYTES"), QString::number(1 << 30)}});
-    QVERIFY2(run.ok, qPrintable(run.why));
+    void rotation()
+    {
+        QFETCH(int, maxFiles);
+        QFETCH(bool, keepsAll);
+        const int maxBytes = 4096;
+        const int lines = 2000;
 
-    const QByteArray content = readFile(path);
-    QVERIFY(content.size() < (20 << 20)); // 16 MiB queued, plus the category added at init
-    const QList<QByteArray> lines = splitLines(content);
-    QVERIFY(lines.size() > 1);
-
-    const QRegularExpressionMatch dropped = droppedPattern().match(QString::fromLatin1(lines.last()));
-    QVERIFY2(dropped.hasMatch(), lines.last().constData());
-    const int kept = lines.size() - 1;
-    QVERIFY(kept > 0);
-    QCOMPARE(dropped.captured(2).toInt(), total - kept);
-
-    // The oldest lines are the ones kept.
-    const QRegularExpression re = linePattern(QStringLiteral("info"), QStringLiteral(R"(flood (\d{6}) y{60})"));
-    for (int i = 0; i < kept; ++i) {
-        const QRegularExpressionMatch m = re.match(QString::fromLatin1(lines[i]));
-        QVERIFY2(m.hasMatch(), lines[i].constData());
-        QCOMPARE(m.captured(2).toInt(), i);
-    }
-}
-
-void TestOruLog::linesReachDiskWithoutFlush()
-{
-    const QString path = freshPath();
-    QProcess p;
-    p.setProcessEnvironment(childEnvironment({}));
-    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    p.start(QCoreApplication::applicationFilePath(), childArguments(QStringLiteral("prompt"), path, {}));
-    QVERIFY(p.waitForStarted(5000));
-    auto stopChild = qScopeGuard([&p] {
-        p.closeWriteChannel();
-        if (!p.waitForFinished(5000))
-            p.kill();
-        p.waitForFinished(5000);
-    });
-
-    // Plain lines go out with the periodic write (about every 200 ms).
-    QVERIFY(waitForLine(p, "logged info"));
-    const qint64 infoMs = msUntilInFile(path, kTag.toUtf8() + "prompt info\n", 3000);
-    QVERIFY2(infoMs >= 0, "info line not written within 3 s");
-
-    // Error lines are written at once.
-    p.write("go\n");
-    QVERIFY(waitForLine(p, "logged error"));
-    const qint64 errorMs = msUntilInFile(path, kTag.toUtf8() + "prompt error\n", 1000);
-    QVERIFY2(errorMs >= 0, "error line not written within 1 s");
-
-    stopChild.dismiss();
-    p.closeWriteChannel();
-    QVERIFY(p.waitForFinished(5000));
-    QCOMPARE(p.exitCode(), 0);
-}
-
-void TestOruLog::writtenAtExitWithoutFlush()
-{
-    const int total = 20000;
-    const QString path = freshPath();
-    const ChildRun run = runChild(QStringLiteral("exit"), path, {QString::number(total)});
-    QVERIFY2(run.ok, qPrintable(run.why));
-
-    const QRegularExpression re = linePattern(QStringLiteral("info"), QStringLiteral(R"(exit (\d{6}))"));
-    const QList<QByteArray> lines = splitLines(readAllLogs(path));
-    QCOMPARE(lines.size(), total);
-    for (int i = 0; i < total; ++i) {
-        const QRegularExpressionMatch m = re.match(QString::fromLatin1(lines[i]));
-        QVERIFY2(m.hasMatch(), lines[i].constData());
-        QCOMPARE(m.captured(2).toInt(), i);
-    }
-}
-
-void TestOruLog::exitWhileThreadsLog()
-{
-    const QRegularExpression busy = linePattern(QStringLiteral("info"), QStringLiteral(R"(busy thread \d)"));
-    const QRegularExpression done = linePattern(QStringLiteral("info"), QStringLiteral("main done"));
-
-    for (int round = 0; round < 3; ++round) {
         const QString path = freshPath();
-        const ChildRun run = runChild(QStringLiteral("exitbusy"), path, {},
-                                      {{QStringLiteral("ORU_LOG_MAX_BYTES"), QStringLiteral("1048576")},
-                                       {QStringLiteral("ORU_LOG_MAX_FILES"), QStringLiteral("2")}});
-        QVERIFY2(run.ok, qPrintable(run.why));
+        VERIFY_OK(runChild(path,
+                           {"ORU_LOG_MAX_BYTES=" + QString::number(maxBytes),
+                            "ORU_LOG_MAX_FILES=" + QString::number(maxFiles), "init", "lines=" + QString::number(lines),
+                            "flush"}));
 
-        bool sawDone = false;
-        for (const QByteArray &line : splitLines(readAllLogs(path))) {
-            const QString s = QString::fromLatin1(line);
-            if (done.match(s).hasMatch())
-                sawDone = true;
-            else
-                QVERIFY2(busy.match(s).hasMatch() || droppedPattern().match(s).hasMatch(), line.constData());
+        const QStringList files = logFiles(path);
+        if (keepsAll)
+            QVERIFY2(files.size() > 5, qPrintable(files.join(QLatin1Char(' '))));
+        else
+            QCOMPARE(files.size(), maxFiles + 1);
+        for (const QString &file : files) {
+            const qint64 size = QFileInfo(file).size();
+            QVERIFY2(size > 0 && size <= maxBytes, qPrintable(file));
+            QVERIFY(readFile(file).endsWith('\n')); // no line is split across files
         }
-        QVERIFY(sawDone);
+
+        // Consecutive numbers across all files, ending with the last line logged.
+        const QList<QByteArray> all = logLines(path);
+        if (keepsAll)
+            QCOMPARE(all.size(), lines);
+        VERIFY_OK(checkSequence(all, lines - all.size()));
     }
-}
+
+    void concurrentWritersLoseNothing()
+    {
+        const QString path = freshPath();
+        VERIFY_OK(runChild(path, {"init", "threads", "flush"}));
+
+        const QList<QByteArray> all = logLines(path);
+        QCOMPARE(all.size(), kThreads * kLinesPerThread);
+
+        // Each thread's lines appear whole and in the order it logged them.
+        std::vector<int> next(kThreads, 0);
+        for (const QByteArray &line : all) {
+            const QRegularExpressionMatch m = kThreadLine.match(QString::fromLatin1(line));
+            QVERIFY2(m.hasMatch(), line.constData());
+            const int t = m.captured(2).toInt();
+            QVERIFY(t < kThreads);
+            QCOMPARE(m.captured(3).toInt(), next[std::size_t(t)]++);
+        }
+    }
+
+    void linesWritten_data()
+    {
+        QTest::addColumn<QStringList>("ops");
+        QTest::addColumn<QStringList>("expected"); // "level text"
+
+        const auto level = [](const char *name) { return QStringList{QStringLiteral("ORU_LOG_LEVEL=") + name}; };
+        const QStringList three{"trace=trace line", "info=info line", "error=error line"};
+        const QStringList afterInit = QStringList{"init"} + three + QStringList{"flush"};
+        // The flush before init has nothing to wait for and must not block.
+        const QStringList beforeInit = three + QStringList{"flush", "init", "info=after init", "flush"};
+        const QStringList all{"trace trace line", "info info line", "error error line"};
+        const QStringList infoUp{"info info line", "error error line"};
+        const QStringList errorOnly{"error error line"};
+
+        QTest::newRow("unset") << afterInit << all;
+        QTest::newRow("trace") << level("trace") + afterInit << all;
+        QTest::newRow("info") << level("info") + afterInit << infoUp;
+        QTest::newRow("INFO upper case") << level("INFO") + afterInit << infoUp;
+        QTest::newRow("Error mixed case") << level("Error") + afterInit << errorOnly;
+        QTest::newRow("off") << level("off") + afterInit << QStringList();
+        QTest::newRow("unknown means trace") << level("verbose") + afterInit << all;
+        QTest::newRow("before init") << beforeInit << all + QStringList{"info after init"};
+        QTest::newRow("before init, threshold applies") << level("error") + beforeInit << errorOnly;
+        QTest::newRow("second init is ignored")
+            << QStringList{"init", "init=other.log", "info=after reinit", "flush"} << QStringList{"info after reinit"};
+    }
+
+    void linesWritten()
+    {
+        QFETCH(QStringList, ops);
+        QFETCH(QStringList, expected);
+
+        const QString path = freshPath();
+        VERIFY_OK(runChild(path, ops));
+
+        // Created even when nothing is written, and the only file.
+        QCOMPARE(QFileInfo(path).dir().entryList(QDir::Files), QStringList{"x.log"});
+        const QList<QByteArray> lines = logLines(path);
+        QCOMPARE(lines.size(), expected.size());
+        for (int i = 0; i < expected.size(); ++i) {
+            const QRegularExpression re =
+                linePattern(expected[i].section(QLatin1Char(' '), 0, 0),
+                            QRegularExpression::escape(expected[i].section(QLatin1Char(' '), 1)));
+            QVERIFY2(re.match(QString::fromLatin1(lines[i])).hasMatch(), lines[i].constData());
+        }
+    }
+
+    void dropsAndCountsWhenQueueIsFull()
+    {
+        // Before init nothing drains the queue, so this overflows it for sure.
+        const int total = 300000;
+        const QString path = freshPath();
+        VERIFY_OK(runChild(path, {"ORU_LOG_MAX_BYTES=1073741824", "lines=" + QString::number(total), "init", "flush"}));
+
+        QVERIFY(QFileInfo(path).size() < (20 << 20)); // 16 MiB queued, plus the category added at init
+        QList<QByteArray> lines = logLines(path);
+        QVERIFY(lines.size() > 1);
+        const QRegularExpressionMatch dropped = kDropped.match(QString::fromLatin1(lines.takeLast()));
+        QVERIFY(dropped.hasMatch());
+        QCOMPARE(dropped.captured(2).toInt(), total - lines.size());
+
+        // The oldest lines are the ones kept.
+        VERIFY_OK(checkSequence(lines, 0));
+    }
+
+    void linesReachDiskWithoutFlush()
+    {
+        // The child stays alive, without a flush, until we close its stdin.
+        const QString path = freshPath();
+        QProcess p;
+        startChild(p, path, {"init", "info=alive", "wait"});
+        QTRY_VERIFY_WITH_TIMEOUT(readFile(path).endsWith(kTag.toUtf8() + "alive\n"), 5000);
+        QCOMPARE(p.state(), QProcess::Running);
+        p.closeWriteChannel();
+        QVERIFY(p.waitForFinished(5000));
+        QCOMPARE(p.exitCode(), 0);
+    }
+
+    void writtenAtExitWithoutFlush_data()
+    {
+        QTest::addColumn<QStringList>("ops");
+
+        QTest::newRow("quiet") << QStringList{"init"};
+        // Threads that keep logging while the process exits must neither crash it
+        // nor push out the lines logged before.
+        for (int round = 1; round <= 3; ++round)
+            QTest::newRow(qPrintable(QStringLiteral("busy threads, round %1").arg(round)))
+                << QStringList{"init", "busy"};
+    }
+
+    void writtenAtExitWithoutFlush()
+    {
+        QFETCH(QStringList, ops);
+        const QString path = freshPath();
+        VERIFY_OK(
+            runChild(path, ops + QStringList{"ORU_LOG_MAX_BYTES=1048576", "ORU_LOG_MAX_FILES=100", "lines=20000"}));
+
+        QList<QByteArray> lines;
+        for (const QByteArray &line : logLines(path)) {
+            if (!kThreadLine.match(QString::fromLatin1(line)).hasMatch()
+                && !kDropped.match(QString::fromLatin1(line)).hasMatch())
+                lines << line;
+        }
+        QCOMPARE(lines.size(), 20000);
+        VERIFY_OK(checkSequence(lines, 0));
+    }
+};
 
 int main(int argc, char **argv)
 {
-    if (argc >= 4 && std::strcmp(argv[1], "--child") == 0) {
-        QStringList extra;
-        for (int i = 4; i < argc; ++i)
-            extra << QString::fromLocal8Bit(argv[i]);
-        return childMain(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]), extra);
+    if (argc >= 3 && qstrcmp(argv[1], "--child") == 0) {
+        QStringList ops;
+        for (int i = 3; i < argc; ++i)
+            ops << QString::fromLocal8Bit(argv[i]);
+        return childMain(QString::fromLocal8Bit(argv[2]), ops);
     }
     QCoreApplication app(argc, argv);
     TestOruLog test;
