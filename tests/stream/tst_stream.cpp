@@ -29,30 +29,27 @@ namespace pb = oru_sdk_proto;
 namespace {
 
 template <typename Message>
-QByteArray bytes(const Message &m)
-{
-    return QByteArray::fromStdString(m.SerializeAsString());
-}
+QByteArray bytes(const Message &m) { return QByteArray::fromStdString(m.SerializeAsString()); }
 
 template <typename Request>
-void setChannel(Request *m, const QString &devId, int channel)
+Request onChannel(const QString &devId, int channel)
 {
-    m->mutable_channel_id()->set_dev_id(devId.toStdString());
-    m->mutable_channel_id()->set_channel(uint(channel));
+    Request m;
+    m.mutable_channel_id()->set_dev_id(devId.toStdString());
+    m.mutable_channel_id()->set_channel(uint(channel));
+    return m;
 }
 
 QByteArray liveReq(const QString &devId, int channel, int streamType)
 {
-    pb::LiveVideoConnReq m;
-    setChannel(&m, devId, channel);
+    auto m = onChannel<pb::LiveVideoConnReq>(devId, channel);
     m.set_param_2(streamType);
     return bytes(m);
 }
 
 QByteArray fileReq(const QString &devId, int channel, const QString &file, int p3, int p4)
 {
-    pb::PlaybackByFileReq m;
-    setChannel(&m, devId, channel);
+    auto m = onChannel<pb::PlaybackByFileReq>(devId, channel);
     m.set_file_name(file.toStdString());
     m.set_param_3(p3);
     m.set_param_4(p4);
@@ -61,8 +58,7 @@ QByteArray fileReq(const QString &devId, int channel, const QString &file, int p
 
 QByteArray timeReq(const QString &devId, int channel, const QString &start, int p3)
 {
-    pb::PlaybackByTimeReq m;
-    setChannel(&m, devId, channel);
+    auto m = onChannel<pb::PlaybackByTimeReq>(devId, channel);
     m.set_start_time(start.toStdString());
     m.set_param_3(p3);
     return bytes(m);
@@ -136,6 +132,23 @@ bool receivesOnly(Connection *c, const QByteArray &payload)
     return frames.size() == 1 && frames.first().type == MessageType::StreamData && frames.first().payload == payload;
 }
 
+// The next frame `c` receives, of type `type`, decoded as M.
+template <typename M>
+bool nextFrameAs(Connection *c, MessageType type, M *m)
+{
+    Frame frame;
+    return c->waitForFrame(&frame) && frame.type == type && m->ParseFromArray(frame.payload.constData(), frame.payload.size());
+}
+
+// A live stream opened on two fresh sockets; its id, or 0.
+StreamId openShared(Connection *a, Connection *b, const QString &devId)
+{
+    if (!attach(a) || !attach(b))
+        return 0;
+    const StreamId id = open(a, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0));
+    return open(b, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0)) == id ? id : 0;
+}
+
 } // namespace
 
 class tst_Stream : public QObject
@@ -207,27 +220,22 @@ void tst_Stream::liveStreamId()
     c.sendFrame(MessageType::LiveVideoConnReq, liveReq(devId, channel, streamType));
     QTRY_COMPARE(live.count(), 1);
     const StreamId id = expectedLiveId(devId, channel, streamType);
-    QCOMPARE(live.at(0).at(0).toUInt(), id);
     const auto condition = live.at(0).at(1).value<oru_sdk::LiveVideoConnCondition>();
-    QCOMPARE(condition.devId, devId);
-    QCOMPARE(condition.channel, channel);
-    QCOMPARE(condition.streamType, streamType);
-    QCOMPARE(cursor.levelLines(),
-             QStringList(QStringLiteral("info client request live video connect, stream id:%1, "
-                                        "device id:%2, channel index:%3")
-                             .arg(QString::number(id), devId, QString::number(channel))));
+    QCOMPARE((QVariantList{live.at(0).at(0).toUInt(), condition.devId, condition.channel, condition.streamType}),
+             (QVariantList{id, devId, channel, streamType}));
+    QCOMPARE(cursor.levelLines(), QStringList(QStringLiteral("info client request live video connect, stream id:%1, device id:%2, channel index:%3")
+                                                  .arg(QString::number(id), devId, QString::number(channel))));
 }
 
 void tst_Stream::equalLiveRequestsShareOneStream()
 {
     QSignalSpy live(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq);
     Connection a, b, other;
-    QVERIFY(attach(&a) && attach(&b) && attach(&other));
-    const StreamId id = expectedLiveId(QStringLiteral("shared"), 2, 1);
-    QCOMPARE(open(&a, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("shared"), 2, 1)), id);
-    QCOMPARE(open(&b, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("shared"), 2, 1)), id);
-    const StreamId otherId = open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("shared"), 3, 1));
-    QCOMPARE(otherId, expectedLiveId(QStringLiteral("shared"), 3, 1));
+    const StreamId id = openShared(&a, &b, QStringLiteral("shared"));
+    QCOMPARE(id, expectedLiveId(QStringLiteral("shared"), 1, 0));
+    QVERIFY(attach(&other));
+    const StreamId otherId = open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("shared"), 2, 0));
+    QCOMPARE(otherId, expectedLiveId(QStringLiteral("shared"), 2, 0));
     QVERIFY(otherId != id);
     QCOMPARE(ids(live), (QList<StreamId>{id, id, otherId}));
 
@@ -236,8 +244,7 @@ void tst_Stream::equalLiveRequestsShareOneStream()
     for (int i = 0; i < media.size(); ++i)
         media[i] = char(i * 7 + i / 256);
     oru_sdk::write_stream_data(id, media);
-    QVERIFY(receivesOnly(&a, media));
-    QVERIFY(receivesOnly(&b, media));
+    QVERIFY(receivesOnly(&a, media) && receivesOnly(&b, media));
     QCOMPARE(other.collectFrames(50).size(), 0);
     oru_sdk::write_stream_data(otherId, "other");
     QVERIFY(receivesOnly(&other, "other"));
@@ -251,26 +258,15 @@ void tst_Stream::playbackByFile()
     Connection a, b;
     QVERIFY(attach(&a) && attach(&b));
     oru_test::LogCursor cursor;
-    const QByteArray request =
-        fileReq(QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000);
-    a.sendFrame(MessageType::PlaybackByFileReq, request);
-    QTRY_COMPARE(file.count(), 1);
-    b.sendFrame(MessageType::PlaybackByFileReq, request);
-    QTRY_COMPARE(file.count(), 2);
-
-    const StreamId first = file.at(0).at(0).toUInt(), second = file.at(1).at(0).toUInt();
-    QVERIFY(first != second);
-    QVERIFY(first != 0 && second != 0);
+    const QByteArray request = fileReq(QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000);
+    const StreamId first = open(&a, MessageType::PlaybackByFileReq, request), second = open(&b, MessageType::PlaybackByFileReq, request);
+    QVERIFY(first != second && first != 0 && second != 0);
     for (const QList<QVariant> &args : file) {
         const auto c = args.at(1).value<oru_sdk::PlaybackByFileCondition>();
-        QCOMPARE(c.devId, QStringLiteral("nvr-7"));
-        QCOMPARE(c.channel, 12);
-        QCOMPARE(c.fileName, QStringLiteral("录像/ch12_0001.mp4"));
-        QCOMPARE(c.param3, -3);
-        QCOMPARE(c.param4, 2000000000);
+        QCOMPARE((QVariantList{c.devId, c.channel, c.fileName, c.param3, c.param4}),
+                 (QVariantList{QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000}));
     }
-    const QString line =
-        QStringLiteral("info client request playback by file, stream id:%1, device id:nvr-7, channel index:12");
+    const QString line = QStringLiteral("info client request playback by file, stream id:%1, device id:nvr-7, channel index:12");
     QCOMPARE(cursor.levelLines(), (QStringList{line.arg(first), line.arg(second)}));
 
     // Each playback is its own stream: data goes to its socket alone.
@@ -312,15 +308,11 @@ void tst_Stream::playbackByTime()
     QTRY_COMPARE(time.count(), 2);
     QVERIFY(time.at(0).at(0).toUInt() != time.at(1).at(0).toUInt());
     const auto c = time.at(0).at(1).value<oru_sdk::PlaybackByTimeCondition>();
-    QCOMPARE(c.devId, QStringLiteral("dvr"));
-    QCOMPARE(c.channel, 0);
-    QCOMPARE(c.startTime.isValid(), expected.isValid());
-    QCOMPARE(c.startTime, expected);
-    QCOMPARE(c.param3, 77);
-    QCOMPARE(cursor.lines().size(), 2);
-    QCOMPARE(cursor.lines().first(),
-             QStringLiteral("client request playback by time, stream id:%1, device id:dvr, channel index:0")
-                 .arg(time.at(0).at(0).toUInt()));
+    QCOMPARE((QVariantList{c.devId, c.channel, c.startTime.isValid(), c.startTime, c.param3}),
+             (QVariantList{QStringLiteral("dvr"), 0, expected.isValid(), expected, 77}));
+    const QStringList lines = cursor.lines();
+    QCOMPARE(lines.size(), 2);
+    QCOMPARE(lines.first(), QStringLiteral("client request playback by time, stream id:%1, device id:dvr, channel index:0").arg(time.at(0).at(0).toUInt()));
 }
 
 void tst_Stream::emptyDataIsOneByteBlock_data()
@@ -360,59 +352,29 @@ void tst_Stream::controlRequests_data()
     QTest::addColumn<QVariant>("value");
     QTest::addColumn<QString>("line");
 
-    const QByteArray skipPos = SIGNAL(signalSkipByOffsetTimeReq(StreamId, uint));
-    const QByteArray skipTime = SIGNAL(signalSkipByAppointedTimeReq(StreamId, QDateTime));
-    const QByteArray ctrl = SIGNAL(signalPlaybackCtrlReq(StreamId, PlaybackCtrl));
-    const QByteArray speed = SIGNAL(signalPlaybackSpeedSetReq(StreamId, QString));
-    const QString skipPosLine = QStringLiteral("client request skip by offset time, stream id:%1");
-    const QString skipTimeLine = QStringLiteral("client request skip by appointed time, stream id:%1");
-    const QString ctrlLine = QStringLiteral("client request playback ctrl, stream id:%1");
-    const QString speedLine = QStringLiteral("client request set playback speed");
-
-    auto pos = [](uint v) {
-        pb::SkipByPosReq m;
-        m.set_offset_time(v);
-        return bytes(m);
-    };
-    auto at = [](const char *t) {
-        pb::SkipByTimeReq m;
-        m.set_skip_time(t);
-        return bytes(m);
-    };
-    auto control = [](int v) {
-        pb::PlaybackCtrlReq m;
-        m.set_ctrl(v);
-        return bytes(m);
-    };
-    auto rate = [](const char *s) {
-        pb::PlaybackSpeedSetReq m;
-        m.set_playback_speed(s);
-        return bytes(m);
-    };
+    const QByteArray skipPos = SIGNAL(signalSkipByOffsetTimeReq(StreamId, uint)), skipTime = SIGNAL(signalSkipByAppointedTimeReq(StreamId, QDateTime)),
+                     ctrl = SIGNAL(signalPlaybackCtrlReq(StreamId, PlaybackCtrl)), speed = SIGNAL(signalPlaybackSpeedSetReq(StreamId, QString));
+    const QString skipPosLine = QStringLiteral("client request skip by offset time, stream id:%1"),
+                  skipTimeLine = QStringLiteral("client request skip by appointed time, stream id:%1"),
+                  ctrlLine = QStringLiteral("client request playback ctrl, stream id:%1"), speedLine = QStringLiteral("client request set playback speed");
+    auto pos = [](uint v) { pb::SkipByPosReq m; m.set_offset_time(v); return bytes(m); };
+    auto at = [](const char *t) { pb::SkipByTimeReq m; m.set_skip_time(t); return bytes(m); };
+    auto control = [](int v) { pb::PlaybackCtrlReq m; m.set_ctrl(v); return bytes(m); };
+    auto rate = [](const char *v) { pb::PlaybackSpeedSetReq m; m.set_playback_speed(v); return bytes(m); };
 
     for (bool attached : {false, true}) {
-        const char *where = attached ? " / own stream" : " / no stream";
-        auto row = [&](const char *name) -> QTestData & {
-            return QTest::newRow(QByteArray(name + QByteArray(where)).constData()) << attached;
+        auto row = [&](const char *name, MessageType type, const QByteArray &payload, const QByteArray &signal, const QVariant &value, const QString &line) {
+            QTest::addRow("%s / %s", name, attached ? "own stream" : "no stream") << attached << type << payload << signal << value << line;
         };
-        row("skip by offset") << MessageType::SkipByOffsetTimeReq << pos(4000000000u) << skipPos
-                              << QVariant(4000000000u) << skipPosLine;
-        row("skip by offset, empty") << MessageType::SkipByOffsetTimeReq << QByteArray() << skipPos << QVariant(0u)
-                                     << skipPosLine;
-        row("skip to time") << MessageType::SkipByAppointedTimeReq << at("2023-05-06 07:08:09.010") << skipTime
-                            << QVariant(QDateTime(QDate(2023, 5, 6), QTime(7, 8, 9, 10))) << skipTimeLine;
-        row("skip to unmatched time") << MessageType::SkipByAppointedTimeReq << at("06.05.2023 07:08") << skipTime
-                                      << QVariant(QDateTime()) << skipTimeLine;
-        row("pause") << MessageType::PlaybackCtrlReq << control(0) << ctrl << QVariant::fromValue(PlaybackCtrl::Pause)
-                     << ctrlLine;
-        row("stop") << MessageType::PlaybackCtrlReq << control(2) << ctrl << QVariant::fromValue(PlaybackCtrl::Stop)
-                    << ctrlLine;
-        row("ctrl out of range") << MessageType::PlaybackCtrlReq << control(-7) << ctrl
-                                 << QVariant::fromValue(PlaybackCtrl(-7)) << ctrlLine;
-        row("speed 1/8X") << MessageType::PlaybackSpeedSetReq << rate(oru_sdk::PlaybackSpeed_1_8X) << speed
-                          << QVariant(QStringLiteral("1/8X")) << speedLine;
-        row("speed outside the set") << MessageType::PlaybackSpeedSetReq << rate("3X") << speed
-                                     << QVariant(QStringLiteral("3X")) << speedLine;
+        row("skip by offset", MessageType::SkipByOffsetTimeReq, pos(4000000000u), skipPos, 4000000000u, skipPosLine);
+        row("skip by offset, empty", MessageType::SkipByOffsetTimeReq, QByteArray(), skipPos, 0u, skipPosLine);
+        row("skip to time", MessageType::SkipByAppointedTimeReq, at("2023-05-06 07:08:09.010"), skipTime, QDateTime(QDate(2023, 5, 6), QTime(7, 8, 9, 10)), skipTimeLine);
+        row("skip to unmatched time", MessageType::SkipByAppointedTimeReq, at("06.05.2023 07:08"), skipTime, QDateTime(), skipTimeLine);
+        row("pause", MessageType::PlaybackCtrlReq, control(0), ctrl, QVariant::fromValue(PlaybackCtrl::Pause), ctrlLine);
+        row("stop", MessageType::PlaybackCtrlReq, control(2), ctrl, QVariant::fromValue(PlaybackCtrl::Stop), ctrlLine);
+        row("ctrl out of range", MessageType::PlaybackCtrlReq, control(-7), ctrl, QVariant::fromValue(PlaybackCtrl(-7)), ctrlLine);
+        row("speed 1/8X", MessageType::PlaybackSpeedSetReq, rate(oru_sdk::PlaybackSpeed_1_8X), speed, QStringLiteral("1/8X"), speedLine);
+        row("speed outside the set", MessageType::PlaybackSpeedSetReq, rate("3X"), speed, QStringLiteral("3X"), speedLine);
     }
 }
 
@@ -449,31 +411,21 @@ void tst_Stream::parseFailure_data()
     QTest::addColumn<MessageType>("type");
     QTest::addColumn<QByteArray>("payload");
     QTest::addColumn<QString>("text");
-    // A length-delimited field 1 that claims more bytes than follow.
-    const QByteArray truncated = QByteArray::fromHex("0a05616263");
-    const struct {
-        MessageType type;
-        const char *what;
-    } requests[] = {
-        {MessageType::LiveVideoConnReq, "client live video connect req"},
-        {MessageType::PlaybackByFileReq, "client playback by file req"},
-        {MessageType::PlaybackByTimeReq, "client playback by time req"},
-        {MessageType::SkipByOffsetTimeReq, "client skip by offset time req"},
-        {MessageType::SkipByAppointedTimeReq, "client skip by appointed time req"},
-        {MessageType::PlaybackCtrlReq, "client playback ctrl req"},
-        {MessageType::PlaybackSpeedSetReq, "client playback speed set req"},
+    const auto row = [](const char *name, MessageType type, const char *hex, const char *what) {
+        QTest::newRow(name) << type << QByteArray::fromHex(hex) << QStringLiteral("parse [%1] failure").arg(QLatin1String(what));
     };
-    for (const auto &r : requests) {
-        QTest::newRow(qPrintable(QStringLiteral("%1 truncated").arg(int(r.type))))
-            << r.type << truncated << QStringLiteral("parse [%1] failure").arg(QLatin1String(r.what));
-    }
+    // A length-delimited field 1 that claims more bytes than follow.
+    row("104 truncated", MessageType::LiveVideoConnReq, "0a05616263", "client live video connect req");
+    row("105 truncated", MessageType::PlaybackByFileReq, "0a05616263", "client playback by file req");
+    row("106 truncated", MessageType::PlaybackByTimeReq, "0a05616263", "client playback by time req");
+    row("107 truncated", MessageType::SkipByOffsetTimeReq, "0a05616263", "client skip by offset time req");
+    row("108 truncated", MessageType::SkipByAppointedTimeReq, "0a05616263", "client skip by appointed time req");
+    row("109 truncated", MessageType::PlaybackCtrlReq, "0a05616263", "client playback ctrl req");
+    row("110 truncated", MessageType::PlaybackSpeedSetReq, "0a05616263", "client playback speed set req");
     // Text fields must be UTF-8.
-    QTest::newRow("104 device not utf-8") << MessageType::LiveVideoConnReq << QByteArray::fromHex("0a040a02fffe")
-                                          << QStringLiteral("parse [client live video connect req] failure");
-    QTest::newRow("110 speed not utf-8") << MessageType::PlaybackSpeedSetReq << QByteArray::fromHex("0a02c328")
-                                         << QStringLiteral("parse [client playback speed set req] failure");
-    QTest::newRow("107 bad varint") << MessageType::SkipByOffsetTimeReq << QByteArray::fromHex("08ffffffffffffffffffff")
-                                    << QStringLiteral("parse [client skip by offset time req] failure");
+    row("104 device not utf-8", MessageType::LiveVideoConnReq, "0a040a02fffe", "client live video connect req");
+    row("110 speed not utf-8", MessageType::PlaybackSpeedSetReq, "0a02c328", "client playback speed set req");
+    row("107 bad varint", MessageType::SkipByOffsetTimeReq, "08ffffffffffffffffffff", "client skip by offset time req");
 }
 
 void tst_Stream::parseFailure()
@@ -703,13 +655,9 @@ void tst_Stream::fileProgress()
     QVERIFY(id != 0);
     oru_test::LogCursor cursor;
     oru_sdk::push_playback_by_file_progress_msg(id, offset, duration);
-    Frame frame;
-    QVERIFY(c.waitForFrame(&frame));
-    QCOMPARE(frame.type, MessageType::PushPlaybackByFileProgressMsg);
     pb::PlaybackPosProgressPush push;
-    QVERIFY(push.ParseFromArray(frame.payload.constData(), frame.payload.size()));
-    QCOMPARE(push.offset_time(), offset);
-    QCOMPARE(push.duration(), duration);
+    QVERIFY(nextFrameAs(&c, MessageType::PushPlaybackByFileProgressMsg, &push));
+    QCOMPARE((QList<uint>{push.offset_time(), push.duration()}), (QList<uint>{offset, duration}));
     QCOMPARE(c.collectFrames(50).size(), 0);
     QCOMPARE(cursor.lines(), QStringList());
 }
@@ -732,11 +680,8 @@ void tst_Stream::timeProgress()
     QVERIFY(id != 0);
     oru_test::LogCursor cursor;
     oru_sdk::push_playback_by_time_progress_msg(id, time);
-    Frame frame;
-    QVERIFY(c.waitForFrame(&frame));
-    QCOMPARE(frame.type, MessageType::PushPlaybackByTimeProgressMsg);
     pb::PlaybackTimeProgressPush push;
-    QVERIFY(push.ParseFromArray(frame.payload.constData(), frame.payload.size()));
+    QVERIFY(nextFrameAs(&c, MessageType::PushPlaybackByTimeProgressMsg, &push));
     QCOMPARE(QString::fromStdString(push.cur_time()), text);
     QCOMPARE(cursor.lines(), QStringList());
 }
@@ -756,15 +701,10 @@ void tst_Stream::streamEvent()
     QVERIFY(id != 0);
     oru_test::LogCursor cursor;
     oru_sdk::push_stream_event_msg(id, StreamEvent(event));
-    Frame frame;
-    QVERIFY(c.waitForFrame(&frame));
-    QCOMPARE(frame.type, MessageType::PushStreamEventMsg);
     pb::StreamEventPush push;
-    QVERIFY(push.ParseFromArray(frame.payload.constData(), frame.payload.size()));
+    QVERIFY(nextFrameAs(&c, MessageType::PushStreamEventMsg, &push));
     QCOMPARE(push.event(), event);
-    QCOMPARE(cursor.levelLines(),
-             QStringList(
-                 QStringLiteral("info server push stream event to client, stream id:%1, event:%2").arg(id).arg(event)));
+    QCOMPARE(cursor.levelLines(), QStringList(QStringLiteral("info server push stream event to client, stream id:%1, event:%2").arg(id).arg(event)));
 }
 
 void tst_Stream::pushesToUnwatchedStreamGoNowhere()
@@ -793,42 +733,34 @@ void tst_Stream::writesFromAnotherThreadKeepOrder()
         return bytes;
     };
     Connection a, b;
-    QVERIFY(attach(&a) && attach(&b));
-    const StreamId id = open(&a, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("threaded"), 1, 0));
-    QCOMPARE(open(&b, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("threaded"), 1, 0)), id);
-
+    const StreamId id = openShared(&a, &b, QStringLiteral("threaded"));
+    QVERIFY(id != 0);
     std::thread host([&] {
         for (int i = 0; i < count; ++i)
             oru_sdk::write_stream_data(id, chunk(i));
     });
-    const bool arrived =
-        QTest::qWaitFor([&] { return a.pendingFrames() >= count && b.pendingFrames() >= count; }, 20000);
+    const bool arrived = QTest::qWaitFor([&] { return a.pendingFrames() >= count && b.pendingFrames() >= count; }, 20000);
     host.join();
     QVERIFY(arrived);
     for (Connection *c : {&a, &b}) {
         const QList<Frame> frames = c->collectFrames(50);
         QCOMPARE(frames.size(), count);
-        for (int i = 0; i < count; ++i) {
-            QCOMPARE(frames.at(i).type, MessageType::StreamData);
-            QCOMPARE(frames.at(i).payload, chunk(i));
-        }
+        for (int i = 0; i < count; ++i)
+            QVERIFY(frames.at(i).type == MessageType::StreamData && frames.at(i).payload == chunk(i));
     }
 }
 
 void tst_Stream::largeChunksArriveIntact()
 {
     Connection a, b;
-    QVERIFY(attach(&a) && attach(&b));
-    const StreamId id = open(&a, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("large"), 1, 0));
-    QCOMPARE(open(&b, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("large"), 1, 0)), id);
+    const StreamId id = openShared(&a, &b, QStringLiteral("large"));
+    QVERIFY(id != 0);
     QList<QByteArray> chunks;
     for (int size : {4 << 20, 1, (4 << 20) + 7}) {
         QByteArray bytes(size, Qt::Uninitialized);
         quint32 x = quint32(size);
-        for (char &ch : bytes) {
-            x = x * 1664525u + 1013904223u;
-            ch = char(x >> 24);
-        }
+        for (char &ch : bytes)
+            ch = char((x = x * 1664525u + 1013904223u) >> 24);
         chunks.append(bytes);
         oru_sdk::write_stream_data(id, bytes);
     }
@@ -836,9 +768,7 @@ void tst_Stream::largeChunksArriveIntact()
         for (const QByteArray &expected : qAsConst(chunks)) {
             Frame frame;
             QVERIFY(c->waitForFrame(&frame, 20000));
-            QCOMPARE(frame.type, MessageType::StreamData);
-            QCOMPARE(frame.payload.size(), expected.size());
-            QVERIFY(frame.payload == expected);
+            QVERIFY(frame.type == MessageType::StreamData && frame.payload.size() == expected.size() && frame.payload == expected);
         }
     }
 }
