@@ -13,6 +13,7 @@
 
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -175,22 +176,17 @@ const HostAnswer kAnswers[] = {
     {112, 113, [](const Response &r) { push_file_transfer_progress(FileTransferProgress{r.requestId, 1, 2}); }},
 };
 
-const HostAnswer *answerTo(int code)
-{
-    for (const HostAnswer &a : kAnswers) {
-        if (a.request == code)
-            return &a;
-    }
-    return nullptr;
-}
-
-// Answers a request with the given id; returns the code of the answer frame.
+// Answers a request with the given id; returns the code of the answer frame,
+// or -1 for a command.
 int answer(int code, const QString &id)
 {
-    const HostAnswer *a = answerTo(code);
-    if (a)
-        a->send(Response{id, 0, QString()});
-    return a ? a->frame : -1;
+    for (const HostAnswer &a : kAnswers) {
+        if (a.request == code) {
+            a.send(Response{id, 0, QString()});
+            return a.frame;
+        }
+    }
+    return -1;
 }
 
 // Lets QVariant == compare these records member by member.
@@ -222,7 +218,9 @@ struct Rows : QVector<Row> {
     template <typename Signal, class... T>
     Rows &add(int code, const QByteArray &payload, Signal signal, const char *line, const T &...values)
     {
-        const QString id = answerTo(code) && !payload.isEmpty() ? QStringLiteral("rid-%1").arg(code) : QString();
+        const bool request =
+            std::any_of(std::begin(kAnswers), std::end(kAnswers), [&](auto &a) { return a.request == code; });
+        const QString id = request && !payload.isEmpty() ? QStringLiteral("rid-%1").arg(code) : QString();
         QString text = line ? QString::fromUtf8(line) : lineOf(code);
         if (line && !text.startsWith(QLatin1String("info ")))
             text.prepend(QLatin1String("trace client "));
@@ -514,8 +512,6 @@ private slots:
 
 private:
     void checkRow();
-    bool connectReady(Connection *connection);
-    void disconnectAndWait(Connection *connection);
 
     std::unique_ptr<Connection> client;
 };
@@ -536,23 +532,7 @@ void tst_Inbound::initTestCase()
     QVERIFY(args(ChannelCondition{"r", "d", 1}) != args(ChannelCondition{"r", "d", 2}));
     QVERIFY(args(ChannelId("d", 1)) != args(ChannelId("e", 1)));
     client.reset(new Connection);
-    QVERIFY(connectReady(client.get()));
-}
-
-bool tst_Inbound::connectReady(Connection *connection)
-{
-    oru_test::LogCursor cursor;
-    return oru_test::connectControl(connection) && QTest::qWaitFor([&] {
-               return !cursor.lines().filter(QStringLiteral("new connection to message server: ")).isEmpty();
-           });
-}
-
-// So that the server's disconnect lines do not land in a later test's log.
-void tst_Inbound::disconnectAndWait(Connection *connection)
-{
-    oru_test::LogCursor cursor;
-    connection->disconnectFromServer();
-    QTRY_VERIFY(cursor.lines().contains(QStringLiteral("message socket disconnected")));
+    QVERIFY(oru_test::connectControlLogged(client.get()));
 }
 
 // Sends the row's frame and checks the signal, its arguments, the log line and
@@ -784,8 +764,8 @@ void tst_Inbound::answerFromTheSlot()
 void tst_Inbound::sameRequestIdFromTwoConnections()
 {
     Connection first, second;
-    QVERIFY(connectReady(&first));
-    QVERIFY(connectReady(&second));
+    QVERIFY(oru_test::connectControlLogged(&first));
+    QVERIFY(oru_test::connectControlLogged(&second));
     QSignalSpy spy(&S::instance(), &S::signalGetPresetsReq);
     const QByteArray dup = ser(request<pb::ChannelReq>(0));
     first.sendFrame(MessageType::GetPresetsReq, dup);
@@ -802,8 +782,8 @@ void tst_Inbound::sameRequestIdFromTwoConnections()
     get_presets_res(Response{"rid-0", 0, QString()}, {});
     QCOMPARE(second.collectFrames(100).size(), 0);
     QCOMPARE(first.collectFrames(0).size(), 0);
-    disconnectAndWait(&first);
-    disconnectAndWait(&second);
+    QVERIFY(oru_test::disconnectLogged(&first));
+    QVERIFY(oru_test::disconnectLogged(&second));
 }
 
 // Codes the library sends, stream codes and unused codes: no signal, no line.

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
+#include <QTest>
 
 namespace oru_test {
 
@@ -88,6 +89,21 @@ bool connectControl(oru_client::Connection *connection, bool hello)
 bool connectStream(oru_client::Connection *connection)
 {
     return connection->connectToServer(startSdk().streamServer);
+}
+
+bool connectControlLogged(oru_client::Connection *connection)
+{
+    LogCursor cursor;
+    return connectControl(connection) && QTest::qWaitFor([&] {
+               return !cursor.lines().filter(QStringLiteral("new connection to message server: ")).isEmpty();
+           });
+}
+
+bool disconnectLogged(oru_client::Connection *connection)
+{
+    LogCursor cursor;
+    connection->disconnectFromServer();
+    return QTest::qWaitFor([&] { return cursor.lines().contains(QStringLiteral("message socket disconnected")); });
 }
 
 } // namespace oru_test

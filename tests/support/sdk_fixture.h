@@ -42,6 +42,12 @@ private:
 bool connectControl(oru_client::Connection *connection, bool hello = false);
 bool connectStream(oru_client::Connection *connection);
 
+// Connects without hello and waits until the server has logged the connection,
+// so that its line does not land in the caller's next log check.
+bool connectControlLogged(oru_client::Connection *connection);
+// Disconnects and waits until the server has logged it, for the same reason.
+bool disconnectLogged(oru_client::Connection *connection);
+
 } // namespace oru_test
 
 // Scenarios that end the SDK's servers run only in a process of their own
