@@ -61,6 +61,16 @@ QByteArray requestWithId(const std::string &id)
 }
 
 template <class M>
+M channelRequest(const std::string &id, const std::string &devId, unsigned channel)
+{
+    M m;
+    m.set_request_id(id);
+    m.mutable_channel_id()->set_dev_id(devId);
+    m.mutable_channel_id()->set_channel(channel);
+    return m;
+}
+
+template <class M>
 bool parse(M *m, const QByteArray &payload) { return m->ParseFromString(payload.toStdString()); }
 
 // Spies on a DgwSignals signal given by name.
@@ -766,13 +776,10 @@ void tst_Outbound::hostSlotsAnswerEndToEnd()
         common_res(requestId, json + QLatin1Char('@') + channel.first);
     });
 
-    proto::ChannelReq presetsReq;
-    presetsReq.set_request_id("e2e-presets");
-    presetsReq.mutable_channel_id()->set_dev_id("cam-ü");
-    presetsReq.mutable_channel_id()->set_channel(3);
     oru_test::LogCursor cursor;
     proto::GetPresetRes presets;
-    QVERIFY(roundTrip(bystander.get(), MessageType::GetPresetsReq, b(presetsReq.SerializeAsString()), MessageType::GetPresetsRes, &presets));
+    QVERIFY(roundTrip(bystander.get(), MessageType::GetPresetsReq, b(channelRequest<proto::ChannelReq>("e2e-presets", "cam-ü", 3).SerializeAsString()),
+                      MessageType::GetPresetsRes, &presets));
     QCOMPARE(presets.presets_size(), 2);
     QCOMPARE(F(presets.request_id(), presets.has_error(), presets.presets(0).param_1(), presets.presets(0).preset_name(),
                presets.presets(1).param_1(), presets.presets(1).preset_name()),
@@ -781,18 +788,13 @@ void tst_Outbound::hostSlotsAnswerEndToEnd()
     QCOMPARE(cursor.levelLines(), (QStringList{QStringLiteral("trace server response client get presets req"),
                                                QStringLiteral("trace client get presets req")}));
 
-    proto::GetRtspUrlReq rtspReq;
-    rtspReq.set_request_id("e2e-rtsp");
-    rtspReq.mutable_channel_id()->set_dev_id("nvr");
-    rtspReq.mutable_channel_id()->set_channel(2);
+    auto rtspReq = channelRequest<proto::GetRtspUrlReq>("e2e-rtsp", "nvr", 2);
     rtspReq.set_param_3(1);
     proto::GetRtspUrlRes rtsp;
     QVERIFY(roundTrip(asker.get(), MessageType::GetRtspUrlReq, b(rtspReq.SerializeAsString()), MessageType::GetRtspUrlRes, &rtsp));
     QCOMPARE(F(rtsp.request_id(), rtsp.rtsp_url()), F("e2e-rtsp", "rtsp://nvr/2/1"));
 
-    proto::CommonReq commonReq;
-    commonReq.set_request_id("e2e-common");
-    commonReq.mutable_channel_id()->set_dev_id("dev-ä");
+    auto commonReq = channelRequest<proto::CommonReq>("e2e-common", "dev-ä", 0);
     commonReq.set_req_json("{\"a\":1}");
     proto::CommonRes common;
     QVERIFY(roundTrip(mainClient.get(), MessageType::CommonReq, b(commonReq.SerializeAsString()), MessageType::CommonRes, &common));
