@@ -48,8 +48,14 @@ private:
     // which listen() refuses to run.
     void check()
     {
+#ifdef Q_OS_UNIX
         if (server->isListening() && QFile::exists(server->fullServerName()))
             return;
+#else
+        // Elsewhere the name is no file; a closed server is the only sign.
+        if (server->isListening())
+            return;
+#endif
         server->close();
         listen();
     }
