@@ -1,5 +1,6 @@
 #include "fuzz_host.h"
 
+#include "frame_codec.h"
 #include "message_hamal.h"
 #include "oru_message.pb.h"
 #include "stream_worker.h"
@@ -33,6 +34,8 @@ QList<QLocalSocket *> streamClients;
 QString controlServer;
 QString streamServer;
 QLocalSocket *rawClients[2] = {nullptr, nullptr};
+QLocalSocket *rawStreamPeer = nullptr;
+QLocalSocket *mainClient = nullptr;
 
 [[noreturn]] void fail(const char *what)
 {
@@ -207,7 +210,14 @@ Gateway *startGateway()
         streamClients.append(client);
     }
     connectPeer(control, &MessageHamal::instance(), &rawClients[0]);
-    connectPeer(stream, StreamWorker::instance(), &rawClients[1]);
+    rawStreamPeer = connectPeer(stream, StreamWorker::instance(), &rawClients[1]);
+    // A main client that never leaves: with one known, control sockets that
+    // leave are let go of instead of kept (with whatever they had unread).
+    connectPeer(control, &MessageHamal::instance(), &mainClient);
+    mainClient->write(encodeFrame(MessageType::MainClientHello, QByteArray()));
+    mainClient->flush();
+    for (int i = 0; i < 10; ++i)
+        QCoreApplication::processEvents();
     return &g;
 }
 
@@ -226,6 +236,7 @@ void pump()
         client->readAll();
     for (QLocalSocket *client : rawClients)
         client->readAll();
+    mainClient->readAll();
 }
 
 void reconnectStream(int index)
@@ -267,12 +278,17 @@ void tick()
     Gateway &g = gateway();
     for (int i = 0; i < g.streamPeers.size(); ++i)
         reconnectStream(i);
+    // The spare stream socket joins a stream before it goes, so that the
+    // server lets go of it and of any bytes stuck behind a huge length.
+    oru_sdk_proto::LiveVideoConnReq join;
+    join.mutable_channel_id()->set_dev_id("leaving");
+    StreamWorker::instance()->slotMessageComing(rawStreamPeer, MessageType::LiveVideoConnReq, serializeMessage(join));
     for (int channel = 0; channel < 2; ++channel) {
         QLocalSocket *old = rawClients[channel];
         if (channel == 0)
             connectPeer(controlServer, &MessageHamal::instance(), &rawClients[0]);
         else
-            connectPeer(streamServer, StreamWorker::instance(), &rawClients[1]);
+            rawStreamPeer = connectPeer(streamServer, StreamWorker::instance(), &rawClients[1]);
         old->disconnectFromServer();
         old->deleteLater();
     }

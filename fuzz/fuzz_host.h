@@ -11,8 +11,8 @@ namespace oru_fuzz {
 // The gateway side of a fuzz run: the SDK started once in this process (a
 // static build of its sources, so the internal dispatchers can be called
 // directly), a host whose slots answer every request through the exported
-// functions, and real client connections on both channels so that outbound
-// frames travel through real sockets.
+// functions, real client connections on both channels so that outbound
+// frames travel through real sockets, and a main client that never leaves.
 struct Gateway
 {
     // Control connections as the server names them (socket descriptors).
