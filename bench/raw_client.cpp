@@ -219,11 +219,20 @@ double rawStream(const Target &t, const StreamJob &job)
     const int total = job.readers + (job.stalled ? 1 : 0);
     std::vector<int> fds;
     const std::string subscribe = frame(kSubscribe, subscribePayload(t, job.device));
+    const auto closeAll = [&] {
+        for (int fd : fds)
+            close(fd);
+        if (control >= 0)
+            close(control);
+    };
     for (int i = 0; i < total; ++i) {
         const int fd = connectUnix(t.stream);
-        if (fd < 0 || !writeAll(fd, subscribe.data(), subscribe.size()))
+        if (fd >= 0)
+            fds.push_back(fd);
+        if (control < 0 || fd < 0 || !writeAll(fd, subscribe.data(), subscribe.size())) {
+            closeAll();
             return -1;
-        fds.push_back(fd);
+        }
     }
     // The subscriptions travel on other sockets than the command: let them land first.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -271,9 +280,7 @@ double rawStream(const Target &t, const StreamJob &job)
     }
     if (finished == job.readers)
         elapsed = secondsSince(start);
-    for (int fd : fds)
-        close(fd);
-    close(control);
+    closeAll();
     close(ep);
     return elapsed;
 }
