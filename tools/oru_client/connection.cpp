@@ -2,6 +2,7 @@
 
 #include "frame_codec.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
@@ -12,13 +13,14 @@ bool spinUntil(const std::function<bool()> &done, int timeoutMs)
 {
     QElapsedTimer clock;
     clock.start();
+    // Every event (a frame arriving, a state change) ends one wait and the
+    // condition is checked again at once; the ticker bounds the wait.
+    QTimer ticker;
+    ticker.start(20);
     while (!done()) {
-        const qint64 left = timeoutMs - clock.elapsed();
-        if (left <= 0)
+        if (clock.elapsed() >= timeoutMs)
             return false;
-        QEventLoop loop;
-        QTimer::singleShot(int(qMin<qint64>(left, 20)), &loop, &QEventLoop::quit);
-        loop.exec();
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;
 }
