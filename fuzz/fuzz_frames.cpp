@@ -46,8 +46,7 @@ private:
     qint64 pos = 0;
 };
 
-struct Frame
-{
+struct Frame {
     MessageType type;
     QByteArray payload;
 };

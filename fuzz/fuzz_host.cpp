@@ -115,14 +115,31 @@ Response response(const QString &requestId, Input *in = nullptr)
 void connectHost()
 {
     DgwSignals &s = DgwSignals::instance();
-    QObject::connect(&s, &DgwSignals::signalInitDgwReq, [](const InitDgwCondition &c) { init_dgw_res(response(c.requestId)); });
-    QObject::connect(&s, &DgwSignals::signalGetDevNetReq, [](const QString &id, const QString &dev) { DevNetInfo i; i.ip = dev; get_dev_net_res(response(id), i); });
-    QObject::connect(&s, &DgwSignals::signalSetDevNetReq, [](const SetDevNetCondition &c) { set_dev_net_res(response(c.requestId), c.devId, c.ip); });
-    QObject::connect(&s, &DgwSignals::signalGetDevPlatformReq, [](const GetDevPlatformCondition &c) { DevPlatformInfo i; i.platformAddr = c.devId; get_dev_platform_res(response(c.requestId), i); });
-    QObject::connect(&s, &DgwSignals::signalSetDevPlatformReq, [](const SetDevPlatformCondition &c) { set_dev_platform_res(response(c.requestId)); });
-    QObject::connect(&s, &DgwSignals::signalGetDevPlatform_tavReq, [](const QString &id, const QString &dev) { DevPlatform_tavInfo i; i.onlineServer = dev; get_dev_platform_tav_res(response(id), i); });
-    QObject::connect(&s, &DgwSignals::signalSetDevPlatform_tavReq, [](const SetDevPlatform_tavCondition &c) { set_dev_platform_tav_res(response(c.requestId)); });
-    QObject::connect(&s, &DgwSignals::signalImportDevCertReq, [](const ImportDevCertCondition &c) { import_dev_cert_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalInitDgwReq,
+                     [](const InitDgwCondition &c) { init_dgw_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalGetDevNetReq, [](const QString &id, const QString &dev) {
+        DevNetInfo i;
+        i.ip = dev;
+        get_dev_net_res(response(id), i);
+    });
+    QObject::connect(&s, &DgwSignals::signalSetDevNetReq,
+                     [](const SetDevNetCondition &c) { set_dev_net_res(response(c.requestId), c.devId, c.ip); });
+    QObject::connect(&s, &DgwSignals::signalGetDevPlatformReq, [](const GetDevPlatformCondition &c) {
+        DevPlatformInfo i;
+        i.platformAddr = c.devId;
+        get_dev_platform_res(response(c.requestId), i);
+    });
+    QObject::connect(&s, &DgwSignals::signalSetDevPlatformReq,
+                     [](const SetDevPlatformCondition &c) { set_dev_platform_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalGetDevPlatform_tavReq, [](const QString &id, const QString &dev) {
+        DevPlatform_tavInfo i;
+        i.onlineServer = dev;
+        get_dev_platform_tav_res(response(id), i);
+    });
+    QObject::connect(&s, &DgwSignals::signalSetDevPlatform_tavReq,
+                     [](const SetDevPlatform_tavCondition &c) { set_dev_platform_tav_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalImportDevCertReq,
+                     [](const ImportDevCertCondition &c) { import_dev_cert_res(response(c.requestId)); });
     QObject::connect(&s, &DgwSignals::signalSearchVideoRecsReq, [](const RecsSearchCondition &c) {
         VideoRecInfo rec;
         rec.begin = c.beginTime;
@@ -130,22 +147,36 @@ void connectHost()
         rec.fileName = c.devId;
         search_video_recordings_res(response(c.requestId), {rec, rec}, c.param3 != 0);
     });
-    QObject::connect(&s, &DgwSignals::signalGetRtspUrlReq, [](const GetRtspUrlCondition &c) { get_rtsp_url_res(response(c.requestId), c.devId); });
-    QObject::connect(&s, &DgwSignals::signalPTZCtrlReq, [](const PTZCtrlCondition &c) { PTZ_ctrl_res(response(c.requestId), PTZOperation(c.operation), PTZAction(c.action)); });
-    QObject::connect(&s, &DgwSignals::signalGetPresetsReq, [](const ChannelCondition &c) { get_presets_res(response(c.requestId), {PresetInfo{c.channel, c.devId}}); });
-    QObject::connect(&s, &DgwSignals::signalOperPresetReq, [](const PresetOperCondition &c) { oper_preset_res(response(c.requestId), PresetOper(c.oper)); });
+    QObject::connect(&s, &DgwSignals::signalGetRtspUrlReq,
+                     [](const GetRtspUrlCondition &c) { get_rtsp_url_res(response(c.requestId), c.devId); });
+    QObject::connect(&s, &DgwSignals::signalPTZCtrlReq, [](const PTZCtrlCondition &c) {
+        PTZ_ctrl_res(response(c.requestId), PTZOperation(c.operation), PTZAction(c.action));
+    });
+    QObject::connect(&s, &DgwSignals::signalGetPresetsReq, [](const ChannelCondition &c) {
+        get_presets_res(response(c.requestId), {PresetInfo{c.channel, c.devId}});
+    });
+    QObject::connect(&s, &DgwSignals::signalOperPresetReq,
+                     [](const PresetOperCondition &c) { oper_preset_res(response(c.requestId), PresetOper(c.oper)); });
     QObject::connect(&s, &DgwSignals::signalGetPatrolsReq, [](const ChannelCondition &c) {
         PatrolInfo p;
         p.number = c.channel;
         p.presets.append(PatrolPresetInfo{PresetInfo{c.channel, c.devId}, 1, 2});
         get_patrols_res(response(c.requestId), {p});
     });
-    QObject::connect(&s, &DgwSignals::signalOperPatrolReq, [](const PatrolOperCondition &c) { oper_patrol_res(response(c.requestId), PatrolOper(c.param4)); });
-    QObject::connect(&s, &DgwSignals::signalOperPatrolPresetReq, [](const PatrolPresetOperCondition &c) { oper_patrol_preset_res(response(c.requestId), PatrolPresetOper(c.param3)); });
-    QObject::connect(&s, &DgwSignals::signalSetPatrolPresetsReq, [](const SetPatrolPresetsCondition &c) { set_patrol_presets_res(response(c.requestId)); });
-    QObject::connect(&s, &DgwSignals::signalSetOSDReq, [](const SetOSDCondition &c) { dev_config_res(response(c.requestId)); });
-    QObject::connect(&s, &DgwSignals::signalModifyDevNameReq, [](const ModifyDevNameCondition &c) { dev_config_res(response(c.requestId)); });
-    QObject::connect(&s, &DgwSignals::signalAddFaceReq, [](const ModifyFaceCondition &c) { add_face_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalOperPatrolReq, [](const PatrolOperCondition &c) {
+        oper_patrol_res(response(c.requestId), PatrolOper(c.param4));
+    });
+    QObject::connect(&s, &DgwSignals::signalOperPatrolPresetReq, [](const PatrolPresetOperCondition &c) {
+        oper_patrol_preset_res(response(c.requestId), PatrolPresetOper(c.param3));
+    });
+    QObject::connect(&s, &DgwSignals::signalSetPatrolPresetsReq,
+                     [](const SetPatrolPresetsCondition &c) { set_patrol_presets_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalSetOSDReq,
+                     [](const SetOSDCondition &c) { dev_config_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalModifyDevNameReq,
+                     [](const ModifyDevNameCondition &c) { dev_config_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalAddFaceReq,
+                     [](const ModifyFaceCondition &c) { add_face_res(response(c.requestId)); });
     QObject::connect(&s, &DgwSignals::signalGetFacesReq, [](const GetFacesCondition &c) {
         FaceInfo f;
         f.name = c.devId;
@@ -153,31 +184,66 @@ void connectHost()
         f.organizations = QStringList{c.devId, QString()};
         get_faces_res(response(c.requestId), {f}, uint(c.param3));
     });
-    QObject::connect(&s, &DgwSignals::signalDelFaceReq, [](const DelFaceCondition &c) { del_face_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalDelFaceReq,
+                     [](const DelFaceCondition &c) { del_face_res(response(c.requestId)); });
     QObject::connect(&s, &DgwSignals::signalGetFaceDetectRecordsReq, [](const GetFaceDetectRecordsCondition &c) {
         FaceDetectRecordInfo r;
         r.name = c.devId;
         r.detectTime = c.beginTime;
         get_face_detect_records_res(response(c.requestId), {r}, 1);
     });
-    QObject::connect(&s, &DgwSignals::signalCheckDevUpgradeReq, [](const DevUpgradeCondtition &c) { check_dev_upgrade_res(response(c.requestId), DevUpgradeInfo()); });
-    QObject::connect(&s, &DgwSignals::signalGetDevUpgradeProgressReq, [](const QString &id, const QString &) { get_dev_upgrade_progress_res(response(id), DevUpgradeInfo()); });
-    QObject::connect(&s, &DgwSignals::signalModifyDevAccountReq, [](const ModifyDevAccountCondition &c) { modify_dev_account_res(response(c.requestId)); });
-    QObject::connect(&s, &DgwSignals::signalGetDevSecretQuestionsCmd, [](const GetDevSecretQuestionsCondition &c) { get_dev_secret_questions_res(c.devSn, 0, {c.account}); });
-    QObject::connect(&s, &DgwSignals::signalResetDevPwdCmd, [](const ResetDevPwdCondition &c) { reset_dev_pwd_res(c.devSn, 1); });
-    QObject::connect(&s, &DgwSignals::signalTalkOperReq, [](const TalkOperCondition &c) { talk_oper_res(response(c.requestId)); });
-    QObject::connect(&s, &DgwSignals::signalSpeakOperReq, [](const SpeakOperCondition &c) { speak_oper_res(response(c.requestId)); });
-    QObject::connect(&s, &DgwSignals::signalCommonReq, [](const ChannelId &, const QString &id, const QString &json) { common_res(id, json); });
-    QObject::connect(&s, &DgwSignals::signalUploadFileReq, [](const UploadFileCondition &c) { FileTransferProgress p; p.requestId = c.requestId; push_file_transfer_progress(p); });
-    QObject::connect(&s, &DgwSignals::signalDownloadFileReq, [](const DownloadFileCondition &c) { FileTransferProgress p; p.requestId = c.requestId; push_file_transfer_progress(p); });
-    QObject::connect(&s, &DgwSignals::signalActivateDevsCmd, [](const QStringList &sns, const ActivateCondition &) { for (const QString &sn : sns) activate_dev_res(sn, 0); });
-    QObject::connect(&s, &DgwSignals::signalGetDevChannelsInfo, [](const QString &dev) { DevChannelInfo ch; ch.devId = dev; ch.abilityDetails.insert(1, AiAbilityInfo()); push_dev_channels_info_msg(dev, {ch}); });
+    QObject::connect(&s, &DgwSignals::signalCheckDevUpgradeReq, [](const DevUpgradeCondtition &c) {
+        check_dev_upgrade_res(response(c.requestId), DevUpgradeInfo());
+    });
+    QObject::connect(&s, &DgwSignals::signalGetDevUpgradeProgressReq, [](const QString &id, const QString &) {
+        get_dev_upgrade_progress_res(response(id), DevUpgradeInfo());
+    });
+    QObject::connect(&s, &DgwSignals::signalModifyDevAccountReq,
+                     [](const ModifyDevAccountCondition &c) { modify_dev_account_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalGetDevSecretQuestionsCmd, [](const GetDevSecretQuestionsCondition &c) {
+        get_dev_secret_questions_res(c.devSn, 0, {c.account});
+    });
+    QObject::connect(&s, &DgwSignals::signalResetDevPwdCmd,
+                     [](const ResetDevPwdCondition &c) { reset_dev_pwd_res(c.devSn, 1); });
+    QObject::connect(&s, &DgwSignals::signalTalkOperReq,
+                     [](const TalkOperCondition &c) { talk_oper_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalSpeakOperReq,
+                     [](const SpeakOperCondition &c) { speak_oper_res(response(c.requestId)); });
+    QObject::connect(&s, &DgwSignals::signalCommonReq,
+                     [](const ChannelId &, const QString &id, const QString &json) { common_res(id, json); });
+    QObject::connect(&s, &DgwSignals::signalUploadFileReq, [](const UploadFileCondition &c) {
+        FileTransferProgress p;
+        p.requestId = c.requestId;
+        push_file_transfer_progress(p);
+    });
+    QObject::connect(&s, &DgwSignals::signalDownloadFileReq, [](const DownloadFileCondition &c) {
+        FileTransferProgress p;
+        p.requestId = c.requestId;
+        push_file_transfer_progress(p);
+    });
+    QObject::connect(&s, &DgwSignals::signalActivateDevsCmd, [](const QStringList &sns, const ActivateCondition &) {
+        for (const QString &sn : sns)
+            activate_dev_res(sn, 0);
+    });
+    QObject::connect(&s, &DgwSignals::signalGetDevChannelsInfo, [](const QString &dev) {
+        DevChannelInfo ch;
+        ch.devId = dev;
+        ch.abilityDetails.insert(1, AiAbilityInfo());
+        push_dev_channels_info_msg(dev, {ch});
+    });
     // Stream requests: answer on the stream they opened.
-    QObject::connect(&s, &DgwSignals::signalLiveVideoConnReq, [](StreamId id, const LiveVideoConnCondition &c) { write_stream_data(id, c.devId.toUtf8()); });
-    QObject::connect(&s, &DgwSignals::signalPlaybackByFileReq, [](StreamId id, const PlaybackByFileCondition &c) { push_playback_by_file_progress_msg(id, uint(c.param3), uint(c.param4)); });
-    QObject::connect(&s, &DgwSignals::signalPlaybackByTimeReq, [](StreamId id, const PlaybackByTimeCondition &c) { push_playback_by_time_progress_msg(id, c.startTime); });
-    QObject::connect(&s, &DgwSignals::signalSkipByAppointedTimeReq, [](StreamId id, const QDateTime &t) { push_playback_by_time_progress_msg(id, t); });
-    QObject::connect(&s, &DgwSignals::signalPlaybackCtrlReq, [](StreamId id, PlaybackCtrl ctrl) { push_stream_event_msg(id, StreamEvent(int(ctrl))); });
+    QObject::connect(&s, &DgwSignals::signalLiveVideoConnReq,
+                     [](StreamId id, const LiveVideoConnCondition &c) { write_stream_data(id, c.devId.toUtf8()); });
+    QObject::connect(&s, &DgwSignals::signalPlaybackByFileReq, [](StreamId id, const PlaybackByFileCondition &c) {
+        push_playback_by_file_progress_msg(id, uint(c.param3), uint(c.param4));
+    });
+    QObject::connect(&s, &DgwSignals::signalPlaybackByTimeReq, [](StreamId id, const PlaybackByTimeCondition &c) {
+        push_playback_by_time_progress_msg(id, c.startTime);
+    });
+    QObject::connect(&s, &DgwSignals::signalSkipByAppointedTimeReq,
+                     [](StreamId id, const QDateTime &t) { push_playback_by_time_progress_msg(id, t); });
+    QObject::connect(&s, &DgwSignals::signalPlaybackCtrlReq,
+                     [](StreamId id, PlaybackCtrl ctrl) { push_stream_event_msg(id, StreamEvent(int(ctrl))); });
 }
 
 Gateway *startGateway()
@@ -232,6 +298,9 @@ Gateway &gateway()
 void pump()
 {
     QCoreApplication::processEvents();
+    // No event loop runs here, so what was deleteLater()'d must be let go
+    // of by hand, or it piles up.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     for (QLocalSocket *client : qAsConst(controlClients) + streamClients)
         client->readAll();
     for (QLocalSocket *client : rawClients)
@@ -298,31 +367,111 @@ void tick()
 void hostCall(Input &in)
 {
     switch (in.byte() % 24) {
-    case 0: push_dev_status_msg(anyText(in), DevStatus(int(in.u32()))); break;
-    case 1: push_dev_p2p_success(anyText(in)); break;
-    case 2: { DevInfo d; d.id = anyText(in); d.name = anyText(in); push_searched_devs_msg({d}); break; }
-    case 3: { DevInfo d; d.sn = anyText(in); push_broadcast_searched_devs_msg({d, d}); break; }
-    case 4: { DevInfoFromDgw d; d.id = anyText(in); d.version = anyText(in); push_dev_info_msg(d); break; }
-    case 5: { DevTempUserCode c; push_dev_temp_user_code_msg({c}); break; }
-    case 6: { DevChannelInfo c; c.devId = anyText(in); c.abilityDetails.insert(int(in.u32()), AiAbilityInfo()); push_dev_channels_info_msg(c.devId, {c}); break; }
-    case 7: { FaceDetectRecordInfo r; r.name = anyText(in); r.detectTime = anyTime(in); r.data12 = in.bytes(in.byte()); push_face_detect_msg(ChannelId(anyText(in), int(in.u32())), r); break; }
-    case 8: push_face_temperature_count_msg(ChannelId(anyText(in), 1), FaceCountInfo()); break;
-    case 9: { AlarmInfo a; a.alarmId = in.byte() & 1 ? QString() : anyText(in); push_alarm_msg(a); break; }
-    case 10: push_tlv_data(anyText(in), in.bytes(in.byte())); break;
-    case 11: push_talk_event_msg(ChannelId(anyText(in), 2), TalkEvent(int(in.u32()))); break;
-    case 12: push_speak_event_msg(ChannelId(anyText(in), 3), TalkEvent(int(in.u32()))); break;
-    case 13: upload_upgrade_file_finished(anyText(in)); break;
-    case 14: get_dev_secret_questions_res(anyText(in), int(in.u32()), {anyText(in), anyText(in)}); break;
-    case 15: reset_dev_pwd_res(anyText(in), int(in.u32())); break;
-    case 16: activate_dev_res(anyText(in), int(in.u32())); break;
+    case 0:
+        push_dev_status_msg(anyText(in), DevStatus(int(in.u32())));
+        break;
+    case 1:
+        push_dev_p2p_success(anyText(in));
+        break;
+    case 2: {
+        DevInfo d;
+        d.id = anyText(in);
+        d.name = anyText(in);
+        push_searched_devs_msg({d});
+        break;
+    }
+    case 3: {
+        DevInfo d;
+        d.sn = anyText(in);
+        push_broadcast_searched_devs_msg({d, d});
+        break;
+    }
+    case 4: {
+        DevInfoFromDgw d;
+        d.id = anyText(in);
+        d.version = anyText(in);
+        push_dev_info_msg(d);
+        break;
+    }
+    case 5: {
+        DevTempUserCode c;
+        push_dev_temp_user_code_msg({c});
+        break;
+    }
+    case 6: {
+        DevChannelInfo c;
+        c.devId = anyText(in);
+        c.abilityDetails.insert(int(in.u32()), AiAbilityInfo());
+        push_dev_channels_info_msg(c.devId, {c});
+        break;
+    }
+    case 7: {
+        FaceDetectRecordInfo r;
+        r.name = anyText(in);
+        r.detectTime = anyTime(in);
+        r.data12 = in.bytes(in.byte());
+        push_face_detect_msg(ChannelId(anyText(in), int(in.u32())), r);
+        break;
+    }
+    case 8:
+        push_face_temperature_count_msg(ChannelId(anyText(in), 1), FaceCountInfo());
+        break;
+    case 9: {
+        AlarmInfo a;
+        a.alarmId = in.byte() & 1 ? QString() : anyText(in);
+        push_alarm_msg(a);
+        break;
+    }
+    case 10:
+        push_tlv_data(anyText(in), in.bytes(in.byte()));
+        break;
+    case 11:
+        push_talk_event_msg(ChannelId(anyText(in), 2), TalkEvent(int(in.u32())));
+        break;
+    case 12:
+        push_speak_event_msg(ChannelId(anyText(in), 3), TalkEvent(int(in.u32())));
+        break;
+    case 13:
+        upload_upgrade_file_finished(anyText(in));
+        break;
+    case 14:
+        get_dev_secret_questions_res(anyText(in), int(in.u32()), {anyText(in), anyText(in)});
+        break;
+    case 15:
+        reset_dev_pwd_res(anyText(in), int(in.u32()));
+        break;
+    case 16:
+        activate_dev_res(anyText(in), int(in.u32()));
+        break;
     // Answers to ids that may or may not be pending.
-    case 17: { const QString id = anyText(in); add_face_res(response(id, &in)); break; }
-    case 18: { const QString id = anyText(in); common_res(id, anyText(in)); break; }
-    case 19: { FileTransferProgress p; p.requestId = anyText(in); push_file_transfer_progress(p); break; }
-    case 20: write_stream_data(anyStream(in), in.bytes(in.u16() % 4096)); break;
-    case 21: push_stream_event_msg(anyStream(in), StreamEvent(int(in.u32()))); break;
-    case 22: push_playback_by_file_progress_msg(anyStream(in), in.u32(), in.u32()); break;
-    case 23: push_playback_by_time_progress_msg(anyStream(in), anyTime(in)); break;
+    case 17: {
+        const QString id = anyText(in);
+        add_face_res(response(id, &in));
+        break;
+    }
+    case 18: {
+        const QString id = anyText(in);
+        common_res(id, anyText(in));
+        break;
+    }
+    case 19: {
+        FileTransferProgress p;
+        p.requestId = anyText(in);
+        push_file_transfer_progress(p);
+        break;
+    }
+    case 20:
+        write_stream_data(anyStream(in), in.bytes(in.u16() % 4096));
+        break;
+    case 21:
+        push_stream_event_msg(anyStream(in), StreamEvent(int(in.u32())));
+        break;
+    case 22:
+        push_playback_by_file_progress_msg(anyStream(in), in.u32(), in.u32());
+        break;
+    case 23:
+        push_playback_by_time_progress_msg(anyStream(in), anyTime(in));
+        break;
     }
 }
 

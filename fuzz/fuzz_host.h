@@ -13,8 +13,7 @@ namespace oru_fuzz {
 // directly), a host whose slots answer every request through the exported
 // functions, real client connections on both channels so that outbound
 // frames travel through real sockets, and a main client that never leaves.
-struct Gateway
-{
+struct Gateway {
     // Control connections as the server names them (socket descriptors).
     QList<qintptr> controlNames;
     // The server's end of each stream connection.

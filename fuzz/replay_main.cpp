@@ -1,6 +1,8 @@
 // Runs a fuzz target's code over saved inputs without libFuzzer: every file
-// named, or every file in every directory named. Used by CTest to keep each
-// input that once crashed a fuzzer (and the seed corpus) passing.
+// named, every file in every directory named, and every input of every
+// corpus pack named (*.pack: inputs one after another, each preceded by its
+// length as a 32-bit little-endian number). Used by CTest to keep the inputs
+// that once crashed a fuzzer, and the corpus, passing.
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -31,8 +33,24 @@ int main(int argc, char **argv)
                 return 1;
             }
             const QByteArray bytes = file.readAll();
-            LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.constData()), size_t(bytes.size()));
-            ++runs;
+            const auto run = [&runs](const char *data, size_t size) {
+                LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(data), size);
+                ++runs;
+            };
+            if (!path.endsWith(QLatin1String(".pack"))) {
+                run(bytes.constData(), size_t(bytes.size()));
+                continue;
+            }
+            for (int at = 0; at + 4 <= bytes.size();) {
+                const uchar *head = reinterpret_cast<const uchar *>(bytes.constData()) + at;
+                const int size = int(head[0] | (head[1] << 8) | (head[2] << 16) | (uint(head[3]) << 24));
+                if (size < 0 || at + 4 + size > bytes.size()) {
+                    std::fprintf(stderr, "%s: broken pack\n", qPrintable(path));
+                    return 1;
+                }
+                run(bytes.constData() + at + 4, size_t(size));
+                at += 4 + size;
+            }
         }
     }
     std::printf("replayed %d inputs\n", runs);

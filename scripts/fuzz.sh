@@ -2,8 +2,11 @@
 # Builds the libFuzzer targets with clang and runs each for a bounded time.
 #   scripts/fuzz.sh [seconds] [target...]   (default: 60 s each, all targets)
 # The working corpus lives in $BUILD_DIR/corpus/<target>, seeded from the seed
-# generator and from fuzz/corpus; crashes land in $BUILD_DIR/crashes/<target>.
-# Keep a crashing input as fuzz/regressions/<target>/<name> once fixed.
+# generator and from fuzz/corpus/<target>.pack; crashes land in
+# $BUILD_DIR/crashes/<target>. Keep a crashing input as
+# fuzz/regressions/<target>/<name> once fixed. To refresh a pack from a run:
+#   fuzz_<t> -merge=1 -use_counters=0 -detect_leaks=0 <new-dir> $BUILD_DIR/corpus/<t>
+#   oru_fuzz_seeds --pack <new-dir> fuzz/corpus/<t>.pack
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -17,7 +20,11 @@ scripts/install-deps.sh clang libclang-rt-dev
 cmake -S . -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DORU_FUZZ=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build "$build" -j"$(nproc)" --target oru_fuzz_seeds "${targets[@]/#/fuzz_}"
 
-"$build/fuzz/oru_fuzz_seeds" "$build/seeds"
+packs=()
+for t in "${targets[@]}"; do
+  [ -f "$root/fuzz/corpus/$t.pack" ] && packs+=("$root/fuzz/corpus/$t.pack")
+done
+"$build/fuzz/oru_fuzz_seeds" "$build/seeds" "${packs[@]}"
 status=0
 for t in "${targets[@]}"; do
   mkdir -p "$build/corpus/$t" "$build/crashes/$t"
@@ -26,7 +33,6 @@ for t in "${targets[@]}"; do
   # line (executions, coverage) and the final stats.
   log="$build/crashes/$t/fuzz.log"
   dirs=("$build/corpus/$t" "$build/seeds/$t")
-  [ -d "$root/fuzz/corpus/$t" ] && dirs+=("$root/fuzz/corpus/$t")
   # The dispatcher targets keep state across inputs on purpose (pending
   # requests, streams): the per-input leak scan would only slow them down; the
   # leak check at exit still runs.
