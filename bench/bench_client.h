@@ -11,11 +11,10 @@
 
 namespace bench {
 
-struct Target
-{
+struct Target {
     std::string control; // socket paths
     std::string stream;
-    bool sdk = true;     // payload flavour: protobuf for the SDK, text for the raw server
+    bool sdk = true; // payload flavour: protobuf for the SDK, text for the raw server
 };
 
 // The same request bytes for every target (a get-presets request with a
@@ -26,19 +25,17 @@ int requestType(const Target &t, bool big);
 std::string commandPayload(const Target &t, const std::string &text);
 std::string subscribePayload(const Target &t, const std::string &device);
 
-struct RateResult
-{
+struct RateResult {
     long done = 0;
     double seconds = 0;
     double perSecond() const { return seconds > 0 ? double(done) / seconds : 0; }
 };
 
-struct StreamJob
-{
+struct StreamJob {
     std::string device; // unique per run
     long chunk = 0;
-    long total = 0;     // bytes per reader
-    int readers = 1;    // fast readers
+    long total = 0;       // bytes per reader
+    int readers = 1;      // fast readers
     bool stalled = false; // one more reader that never reads
     bool otherThread = false;
     long window = 8 << 20;

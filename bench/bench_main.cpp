@@ -36,17 +36,16 @@ using namespace bench;
 
 namespace {
 
-struct Settings
-{
+struct Settings {
     bool full = false;
     int rounds = 3;
-    int samples = 200;        // back-to-back round trips, per round
-    int spacedSamples = 60;   // round trips 1 ms apart, per round
+    int samples = 200;      // back-to-back round trips, per round
+    int spacedSamples = 60; // round trips 1 ms apart, per round
     double rateSeconds = 0.25;
-    long streamBytes = 32 << 20;  // per reader, 64 KiB and 1 MiB chunks
+    long streamBytes = 32 << 20;    // per reader, 64 KiB and 1 MiB chunks
     long smallChunkBytes = 8 << 20; // per reader, 4 KiB chunks
-    long fanoutBytes = 16 << 20;  // per reader with 4 readers (aggregate kept for 16)
-    long stallBytes = 64 << 20;   // per fast reader
+    long fanoutBytes = 16 << 20;    // per reader with 4 readers (aggregate kept for 16)
+    long stallBytes = 64 << 20;     // per fast reader
 };
 
 std::string binDir;
@@ -61,8 +60,7 @@ std::string uniqueDevice(const char *what) { return std::string(what) + "-" + st
 // ---------------------------------------------------------------------------
 // Servers
 
-struct Gateway
-{
+struct Gateway {
     Child process;
     Target target;
 };
@@ -96,7 +94,8 @@ std::unique_ptr<Gateway> startRaw(const std::string &name, size_t small, size_t 
     g->target.stream = g->target.control;
     g->target.sdk = false;
     std::vector<std::string> argv = wrapper;
-    for (const std::string &a : {bin("oru_bench_raw_server"), g->target.control, std::to_string(small), std::to_string(big)})
+    for (const std::string &a :
+         {bin("oru_bench_raw_server"), g->target.control, std::to_string(small), std::to_string(big)})
         argv.push_back(a);
     if (!g->process.start(argv) || !waitForSocket(g->target.control, wrapper.empty() ? 5000 : 60000)) {
         std::fprintf(stderr, "raw server did not start\n");
@@ -110,8 +109,7 @@ bool built(const std::string &name) { return access(bin(name).c_str(), X_OK) == 
 // ---------------------------------------------------------------------------
 // Results
 
-struct Latency
-{
+struct Latency {
     double p50 = 0, p99 = 0;
     bool ok = false;
 };
@@ -138,8 +136,7 @@ std::string fmt(double v, int decimals = 0)
 std::string fmtLatency(const Latency &l) { return l.ok ? fmt(l.p50) + " / " + fmt(l.p99) : "failed"; }
 std::string ratio(double a, double b) { return b > 0 && a > 0 ? fmt(a / b, 2) + "x" : "n/a"; }
 
-struct Row
-{
+struct Row {
     std::string metric, ours, raw, ratio, target, met, qtro, grpc;
 };
 
@@ -182,8 +179,8 @@ std::string machine()
             break;
         }
     }
-    return std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) + " CPUs, " + model + ", load average (1, 5, 15 min) " +
-           startLoad + " at the start, " + loadAverage() + " at the end";
+    return std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) + " CPUs, " + model + ", load average (1, 5, 15 min) "
+        + startLoad + " at the start, " + loadAverage() + " at the end";
 }
 
 // ---------------------------------------------------------------------------
@@ -206,8 +203,7 @@ std::string runHelper(const std::vector<std::string> &args)
 // ---------------------------------------------------------------------------
 // Scenarios
 
-struct Systems
-{
+struct Systems {
     std::unique_ptr<Gateway> trace, error, raw;
     Child qtro, grpc;
     std::string qtroName, grpcPath;
@@ -237,8 +233,7 @@ Latency medianLatency(const std::vector<Latency> &runs)
 void roundTrips(Systems &s, const Settings &set)
 {
     section("Control round trip, p50 / p99 in µs (lower is better)");
-    struct Case
-    {
+    struct Case {
         bool big, records;
         int spacing;
         std::string what;
@@ -262,9 +257,9 @@ void roundTrips(Systems &s, const Settings &set)
                 qtro.push_back(latency(qtroRoundTrip(s.qtroName, c.big, n, c.spacing)));
 #endif
             if (s.grpc.running()) {
-                const std::string out = runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "rtt", c.big ? "1" : "0",
-                                                   std::to_string(n), std::to_string(c.spacing),
-                                                   std::to_string(requestPayload(0, 0, c.big).size())});
+                const std::string out =
+                    runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "rtt", c.big ? "1" : "0", std::to_string(n),
+                               std::to_string(c.spacing), std::to_string(requestPayload(0, 0, c.big).size())});
                 Latency g;
                 g.ok = std::sscanf(out.c_str(), "%lf %lf", &g.p50, &g.p99) == 2;
                 grpc.push_back(g);
@@ -293,11 +288,11 @@ void roundTrips(Systems &s, const Settings &set)
 
 void rates(Systems &s, const Settings &set)
 {
-    section("Requests per second, 16 in flight per connection (higher is better); CPU ms of the serving process per 1,000 requests");
+    section("Requests per second, 16 in flight per connection (higher is better); CPU ms of the serving process per "
+            "1,000 requests");
     const int inFlight = 16;
     for (const int conns : {1, 8, 64}) {
-        struct Measure
-        {
+        struct Measure {
             std::vector<double> rate, cpu;
             double medianRate() const { return median(rate); }
             double medianCpu() const { return median(cpu); }
@@ -314,10 +309,14 @@ void rates(Systems &s, const Settings &set)
         };
         Measure raw, trace, error, diag, qtro, grpc;
         for (int round = 0; round < set.rounds; ++round) {
-            measure(raw, s.raw->process.pid(), [&] { return rawRate(s.raw->target, conns, inFlight, set.rateSeconds); });
-            measure(trace, s.trace->process.pid(), [&] { return sdkRate(s.trace->target, conns, inFlight, set.rateSeconds); });
-            measure(error, s.error->process.pid(), [&] { return sdkRate(s.error->target, conns, inFlight, set.rateSeconds); });
-            measure(diag, s.error->process.pid(), [&] { return rawRate(s.error->target, conns, inFlight, set.rateSeconds); });
+            measure(raw, s.raw->process.pid(),
+                    [&] { return rawRate(s.raw->target, conns, inFlight, set.rateSeconds); });
+            measure(trace, s.trace->process.pid(),
+                    [&] { return sdkRate(s.trace->target, conns, inFlight, set.rateSeconds); });
+            measure(error, s.error->process.pid(),
+                    [&] { return sdkRate(s.error->target, conns, inFlight, set.rateSeconds); });
+            measure(diag, s.error->process.pid(),
+                    [&] { return rawRate(s.error->target, conns, inFlight, set.rateSeconds); });
 #ifdef ORU_BENCH_QTRO
             if (s.qtro.running())
                 measure(qtro, s.qtro.pid(), [&] { return qtroRate(s.qtroName, conns, inFlight, set.rateSeconds); });
@@ -325,9 +324,10 @@ void rates(Systems &s, const Settings &set)
             if (s.grpc.running()) {
                 measure(grpc, s.grpc.pid(), [&] {
                     RateResult r;
-                    const std::string out = runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "rate", std::to_string(conns),
-                                                       std::to_string(inFlight), fmt(set.rateSeconds, 2),
-                                                       std::to_string(requestPayload(0, 0, false).size())});
+                    const std::string out =
+                        runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "rate", std::to_string(conns),
+                                   std::to_string(inFlight), fmt(set.rateSeconds, 2),
+                                   std::to_string(requestPayload(0, 0, false).size())});
                     std::sscanf(out.c_str(), "%ld %lf", &r.done, &r.seconds);
                     return r;
                 });
@@ -336,16 +336,20 @@ void rates(Systems &s, const Settings &set)
         const double rawRate = raw.medianRate();
         for (const bool errorLevel : {false, true}) {
             const Measure &ours = errorLevel ? error : trace;
-            const std::string what = std::to_string(conns) + (conns == 1 ? " connection" : " connections") + (errorLevel ? ", log error" : ", log trace (default)");
+            const std::string what = std::to_string(conns) + (conns == 1 ? " connection" : " connections")
+                + (errorLevel ? ", log error" : ", log trace (default)");
             add(Row{"req/s, " + what, fmt(ours.medianRate()), fmt(rawRate), ratio(ours.medianRate(), rawRate),
                     ">= 0.5x", yesNo(ours.medianRate() >= 0.5 * rawRate),
-                    qtro.rate.empty() ? "-" : fmt(qtro.medianRate()), grpc.rate.empty() ? "-" : fmt(grpc.medianRate())});
-            add(Row{"CPU ms / 1,000 req, " + what, fmt(ours.medianCpu(), 2), fmt(raw.medianCpu(), 2), ratio(ours.medianCpu(), raw.medianCpu()), "", "",
-                    qtro.cpu.empty() ? "-" : fmt(qtro.medianCpu(), 2), grpc.cpu.empty() ? "-" : fmt(grpc.medianCpu(), 2)});
+                    qtro.rate.empty() ? "-" : fmt(qtro.medianRate()),
+                    grpc.rate.empty() ? "-" : fmt(grpc.medianRate())});
+            add(Row{"CPU ms / 1,000 req, " + what, fmt(ours.medianCpu(), 2), fmt(raw.medianCpu(), 2),
+                    ratio(ours.medianCpu(), raw.medianCpu()), "", "", qtro.cpu.empty() ? "-" : fmt(qtro.medianCpu(), 2),
+                    grpc.cpu.empty() ? "-" : fmt(grpc.medianCpu(), 2)});
         }
         add(Row{"  ↳ req/s, SDK gateway (log error) with the raw client", fmt(diag.medianRate()), fmt(rawRate),
                 ratio(diag.medianRate(), rawRate), "", "", "", ""});
-        add(Row{"  ↳ CPU ms / 1,000 req, same", fmt(diag.medianCpu(), 2), fmt(raw.medianCpu(), 2), ratio(diag.medianCpu(), raw.medianCpu()), "", "", "", ""});
+        add(Row{"  ↳ CPU ms / 1,000 req, same", fmt(diag.medianCpu(), 2), fmt(raw.medianCpu(), 2),
+                ratio(diag.medianCpu(), raw.medianCpu()), "", "", "", ""});
     }
 }
 
@@ -354,8 +358,7 @@ double mibPerSecond(long bytes, double seconds) { return seconds > 0 ? double(by
 // Median MiB/s over the rounds of one stream job (a fresh device each time),
 // and the serving process's CPU per GiB delivered, which the machine's other
 // load disturbs far less than the rate.
-struct StreamRuns
-{
+struct StreamRuns {
     std::vector<double> mib, cpu;
     void run(const std::function<double(const StreamJob &)> &f, StreamJob job, long bytes, pid_t pid = 0)
     {
@@ -393,23 +396,29 @@ void streams(Systems &s, const Settings &set)
             thread.run(sdk(s.trace->target), job, job.total, gateway);
             job.otherThread = false;
             if (s.grpc.running()) {
-                grpc.run([&](const StreamJob &j) {
-                    return std::atof(runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "stream",
-                                                std::to_string(j.chunk), std::to_string(j.total)}).c_str());
-                }, job, job.total, s.grpc.pid());
+                grpc.run(
+                    [&](const StreamJob &j) {
+                        return std::atof(runHelper({bin("oru_bench_grpc_client"), s.grpcPath, "stream",
+                                                    std::to_string(j.chunk), std::to_string(j.total)})
+                                             .c_str());
+                    },
+                    job, job.total, s.grpc.pid());
             }
         }
         const bool targeted = chunk >= (64 << 10);
         for (const StreamRuns *r : {&lib, &thread}) {
-            add(Row{"1 socket, " + size + " chunks, written " + (r == &thread ? "from a host thread" : "on the library's thread"),
+            add(Row{"1 socket, " + size + " chunks, written "
+                        + (r == &thread ? "from a host thread" : "on the library's thread"),
                     fmt(r->value()), fmt(base.value()), ratio(r->value(), base.value()), targeted ? ">= 0.7x" : "",
-                    targeted ? yesNo(r->value() >= 0.7 * base.value()) : "", "-", grpc.mib.empty() ? "-" : fmt(grpc.value())});
+                    targeted ? yesNo(r->value() >= 0.7 * base.value()) : "", "-",
+                    grpc.mib.empty() ? "-" : fmt(grpc.value())});
         }
         add(Row{"  ↳ same (library's thread), SDK gateway with the raw reader", fmt(diag.value()), fmt(base.value()),
                 ratio(diag.value(), base.value()), "", "", "", ""});
         add(Row{"  gateway CPU ms per GiB, library's thread / host thread / raw reader",
-                fmt(lib.cpuPerGiB()) + " / " + fmt(thread.cpuPerGiB()) + " / " + fmt(diag.cpuPerGiB()), fmt(base.cpuPerGiB()),
-                ratio(lib.cpuPerGiB(), base.cpuPerGiB()), "", "", "-", grpc.cpu.empty() ? "-" : fmt(grpc.cpuPerGiB())});
+                fmt(lib.cpuPerGiB()) + " / " + fmt(thread.cpuPerGiB()) + " / " + fmt(diag.cpuPerGiB()),
+                fmt(base.cpuPerGiB()), ratio(lib.cpuPerGiB(), base.cpuPerGiB()), "", "", "-",
+                grpc.cpu.empty() ? "-" : fmt(grpc.cpuPerGiB())});
     }
 
     section("Fan-out of one stream, 64 KiB chunks, aggregate MiB/s (higher is better)");
@@ -425,11 +434,13 @@ void streams(Systems &s, const Settings &set)
             ours.run(sdk(s.trace->target), job, aggregate, s.trace->process.pid());
             diag.run(raw(s.trace->target), job, aggregate, s.trace->process.pid());
         }
-        add(Row{std::to_string(readers) + " sockets", fmt(ours.value()), fmt(base.value()), ratio(ours.value(), base.value()),
-                ">= 0.5x", yesNo(ours.value() >= 0.5 * base.value()), "-", "-"});
-        add(Row{"  ↳ same, SDK gateway with raw readers", fmt(diag.value()), fmt(base.value()), ratio(diag.value(), base.value()), "", "", "", ""});
-        add(Row{"  gateway CPU ms per GiB delivered (Connection readers / raw readers)", fmt(ours.cpuPerGiB()) + " / " + fmt(diag.cpuPerGiB()),
-                fmt(base.cpuPerGiB()), ratio(ours.cpuPerGiB(), base.cpuPerGiB()), "", "", "-", "-"});
+        add(Row{std::to_string(readers) + " sockets", fmt(ours.value()), fmt(base.value()),
+                ratio(ours.value(), base.value()), ">= 0.5x", yesNo(ours.value() >= 0.5 * base.value()), "-", "-"});
+        add(Row{"  ↳ same, SDK gateway with raw readers", fmt(diag.value()), fmt(base.value()),
+                ratio(diag.value(), base.value()), "", "", "", ""});
+        add(Row{"  gateway CPU ms per GiB delivered (Connection readers / raw readers)",
+                fmt(ours.cpuPerGiB()) + " / " + fmt(diag.cpuPerGiB()), fmt(base.cpuPerGiB()),
+                ratio(ours.cpuPerGiB(), base.cpuPerGiB()), "", "", "-", "-"});
     }
 }
 
@@ -453,10 +464,13 @@ void stalled(const Systems &s, const Settings &set)
     const double ours = mibPerSecond(job.total * 3, sdkStream(gateway->target, job));
     const long ourPeak = peakRssKiB(gateway->process.pid());
     add(Row{"fast readers' aggregate MiB/s", fmt(ours), fmt(rawRate), ratio(ours, rawRate), "", "", "-", "-"});
-    add(Row{"gateway peak RSS MiB (growth over idle)", fmt(ourPeak / 1024.0) + " (+" + fmt((ourPeak - ourBase) / 1024.0) + ")",
-            fmt(rawPeak / 1024.0) + " (+" + fmt((rawPeak - rawBase) / 1024.0) + ")", ratio(double(ourPeak), double(rawPeak)), "", "", "-", "-"});
-    notes.push_back("Stalled reader: each fast reader received " + fmt(job.total / double(1 << 20)) +
-                    " MiB; the stalled socket never reads, so everything written for it past the kernel's socket buffer stays queued in the gateway.");
+    add(Row{"gateway peak RSS MiB (growth over idle)",
+            fmt(ourPeak / 1024.0) + " (+" + fmt((ourPeak - ourBase) / 1024.0) + ")",
+            fmt(rawPeak / 1024.0) + " (+" + fmt((rawPeak - rawBase) / 1024.0) + ")",
+            ratio(double(ourPeak), double(rawPeak)), "", "", "-", "-"});
+    notes.push_back("Stalled reader: each fast reader received " + fmt(job.total / double(1 << 20))
+                    + " MiB; the stalled socket never reads, so everything written for it past the kernel's socket "
+                      "buffer stays queued in the gateway.");
 }
 
 void memory(const Systems &s)
@@ -474,19 +488,27 @@ void memory(const Systems &s)
         auto raw = startRaw("raw-mem", s.smallAnswer, s.bigAnswer);
         const int n = 1000;
         long ourDelta = 0, rawDelta = 0;
-        const long ourRss = measure(*ours, [&](const std::function<void()> &m) { rawHoldControl(ours->target, n, m); }, &ourDelta);
-        const long rawRss = measure(*raw, [&](const std::function<void()> &m) { rawHoldControl(raw->target, n, m); }, &rawDelta);
-        add(Row{"1,000 idle control connections: RSS MiB", fmt(ourRss / 1024.0, 1), fmt(rawRss / 1024.0, 1), ratio(double(ourRss), double(rawRss)), "", "", "-", "-"});
-        add(Row{"  bytes per control connection", fmt(ourDelta * 1024.0 / n), fmt(rawDelta * 1024.0 / n), ratio(double(ourDelta), double(rawDelta)), "", "", "-", "-"});
+        const long ourRss = measure(
+            *ours, [&](const std::function<void()> &m) { rawHoldControl(ours->target, n, m); }, &ourDelta);
+        const long rawRss = measure(
+            *raw, [&](const std::function<void()> &m) { rawHoldControl(raw->target, n, m); }, &rawDelta);
+        add(Row{"1,000 idle control connections: RSS MiB", fmt(ourRss / 1024.0, 1), fmt(rawRss / 1024.0, 1),
+                ratio(double(ourRss), double(rawRss)), "", "", "-", "-"});
+        add(Row{"  bytes per control connection", fmt(ourDelta * 1024.0 / n), fmt(rawDelta * 1024.0 / n),
+                ratio(double(ourDelta), double(rawDelta)), "", "", "-", "-"});
     }
     {
         auto ours = startGateway("mem2", false);
         auto raw = startRaw("raw-mem2", s.smallAnswer, s.bigAnswer);
         long ourDelta = 0, rawDelta = 0;
-        const long ourRss = measure(*ours, [&](const std::function<void()> &m) { rawHoldStreams(ours->target, 256, 2, m); }, &ourDelta);
-        const long rawRss = measure(*raw, [&](const std::function<void()> &m) { rawHoldStreams(raw->target, 256, 2, m); }, &rawDelta);
-        add(Row{"256 streams x 2 sockets: RSS MiB", fmt(ourRss / 1024.0, 1), fmt(rawRss / 1024.0, 1), ratio(double(ourRss), double(rawRss)), "", "", "-", "-"});
-        add(Row{"  bytes per stream socket", fmt(ourDelta * 1024.0 / 512), fmt(rawDelta * 1024.0 / 512), ratio(double(ourDelta), double(rawDelta)), "", "", "-", "-"});
+        const long ourRss = measure(
+            *ours, [&](const std::function<void()> &m) { rawHoldStreams(ours->target, 256, 2, m); }, &ourDelta);
+        const long rawRss = measure(
+            *raw, [&](const std::function<void()> &m) { rawHoldStreams(raw->target, 256, 2, m); }, &rawDelta);
+        add(Row{"256 streams x 2 sockets: RSS MiB", fmt(ourRss / 1024.0, 1), fmt(rawRss / 1024.0, 1),
+                ratio(double(ourRss), double(rawRss)), "", "", "-", "-"});
+        add(Row{"  bytes per stream socket", fmt(ourDelta * 1024.0 / 512), fmt(rawDelta * 1024.0 / 512),
+                ratio(double(ourDelta), double(rawDelta)), "", "", "-", "-"});
     }
 }
 
@@ -541,48 +563,61 @@ int profile(const std::string &tool, const std::string &dir, int requests)
         // differ only in the number of requests, so start-up cancels out.
         const std::vector<std::string> valgrind{"/usr/bin/valgrind", "--tool=callgrind", "--quiet"};
         const int counts[2] = {requests / 5, requests};
-        const auto perRequest = [&](const std::string &name, const std::function<std::unique_ptr<Gateway>(const std::vector<std::string> &)> &start) {
-            long ir[2] = {0, 0};
-            for (int k = 0; k < 2; ++k) {
-                const std::string out = dir + "/callgrind." + name + "." + std::to_string(counts[k]) + ".out";
-                std::vector<std::string> wrapper = valgrind;
-                wrapper.push_back("--callgrind-out-file=" + out);
-                auto g = start(wrapper);
-                rawRoundTrip(g->target, false, counts[k], 0);
-                quitGateway(*g);
-                ir[k] = callgrindTotal(out);
-            }
-            return double(ir[1] - ir[0]) / double(counts[1] - counts[0]);
-        };
-        const double trace = perRequest("trace", [](const std::vector<std::string> &w) { return startGateway("cg-trace", false, w); });
-        const double error = perRequest("error", [](const std::vector<std::string> &w) { return startGateway("cg-error", true, w); });
-        const double raw = perRequest("raw", [](const std::vector<std::string> &w) { return startRaw("cg-raw", 64, 64, w); });
-        std::printf("| Gateway instructions (callgrind Ir) | ours, log trace (default) | ours, log error | raw server | ours (trace) / raw |\n");
-        std::printf("|---|---:|---:|---:|---:|\n| per small round trip | %.0f | %.0f | %.0f | %.2fx |\n", trace, error, raw, trace / raw);
+        const auto perRequest =
+            [&](const std::string &name,
+                const std::function<std::unique_ptr<Gateway>(const std::vector<std::string> &)> &start) {
+                long ir[2] = {0, 0};
+                for (int k = 0; k < 2; ++k) {
+                    const std::string out = dir + "/callgrind." + name + "." + std::to_string(counts[k]) + ".out";
+                    std::vector<std::string> wrapper = valgrind;
+                    wrapper.push_back("--callgrind-out-file=" + out);
+                    auto g = start(wrapper);
+                    rawRoundTrip(g->target, false, counts[k], 0);
+                    quitGateway(*g);
+                    ir[k] = callgrindTotal(out);
+                }
+                return double(ir[1] - ir[0]) / double(counts[1] - counts[0]);
+            };
+        const double trace =
+            perRequest("trace", [](const std::vector<std::string> &w) { return startGateway("cg-trace", false, w); });
+        const double error =
+            perRequest("error", [](const std::vector<std::string> &w) { return startGateway("cg-error", true, w); });
+        const double raw =
+            perRequest("raw", [](const std::vector<std::string> &w) { return startRaw("cg-raw", 64, 64, w); });
+        std::printf("| Gateway instructions (callgrind Ir) | ours, log trace (default) | ours, log error | raw server "
+                    "| ours (trace) / raw |\n");
+        std::printf("|---|---:|---:|---:|---:|\n| per small round trip | %.0f | %.0f | %.0f | %.2fx |\n", trace, error,
+                    raw, trace / raw);
         std::fflush(stdout);
         // Per stream frame written on the library's thread to one raw reader.
         for (const long chunk : {4L << 10, 64L << 10}) {
             const long frames[2] = {requests / 10, requests / 2};
-            const auto perFrame = [&](const std::string &name, const std::function<std::unique_ptr<Gateway>(const std::vector<std::string> &)> &start) {
-                long ir[2] = {0, 0};
-                for (int k = 0; k < 2; ++k) {
-                    const std::string out = dir + "/callgrind." + name + ".stream" + std::to_string(chunk >> 10) + "k." + std::to_string(frames[k]) + ".out";
-                    std::vector<std::string> wrapper = valgrind;
-                    wrapper.push_back("--callgrind-out-file=" + out);
-                    auto g = start(wrapper);
-                    StreamJob job;
-                    job.chunk = chunk;
-                    job.total = chunk * frames[k];
-                    job.device = uniqueDevice("cg");
-                    rawStream(g->target, job);
-                    quitGateway(*g);
-                    ir[k] = callgrindTotal(out);
-                }
-                return double(ir[1] - ir[0]) / double(frames[1] - frames[0]);
-            };
-            const double ours = perFrame("trace", [](const std::vector<std::string> &w) { return startGateway("cg-trace", false, w); });
-            const double rawFrame = perFrame("raw", [](const std::vector<std::string> &w) { return startRaw("cg-raw", 64, 64, w); });
-            std::printf("| per %ld KiB stream frame, library's thread | %.0f | | %.0f | %.2fx |\n", chunk >> 10, ours, rawFrame, ours / rawFrame);
+            const auto perFrame =
+                [&](const std::string &name,
+                    const std::function<std::unique_ptr<Gateway>(const std::vector<std::string> &)> &start) {
+                    long ir[2] = {0, 0};
+                    for (int k = 0; k < 2; ++k) {
+                        const std::string out = dir + "/callgrind." + name + ".stream" + std::to_string(chunk >> 10)
+                            + "k." + std::to_string(frames[k]) + ".out";
+                        std::vector<std::string> wrapper = valgrind;
+                        wrapper.push_back("--callgrind-out-file=" + out);
+                        auto g = start(wrapper);
+                        StreamJob job;
+                        job.chunk = chunk;
+                        job.total = chunk * frames[k];
+                        job.device = uniqueDevice("cg");
+                        rawStream(g->target, job);
+                        quitGateway(*g);
+                        ir[k] = callgrindTotal(out);
+                    }
+                    return double(ir[1] - ir[0]) / double(frames[1] - frames[0]);
+                };
+            const double ours =
+                perFrame("trace", [](const std::vector<std::string> &w) { return startGateway("cg-trace", false, w); });
+            const double rawFrame =
+                perFrame("raw", [](const std::vector<std::string> &w) { return startRaw("cg-raw", 64, 64, w); });
+            std::printf("| per %ld KiB stream frame, library's thread | %.0f | | %.0f | %.2fx |\n", chunk >> 10, ours,
+                        rawFrame, ours / rawFrame);
             std::fflush(stdout);
         }
         return 0;
@@ -591,7 +626,8 @@ int profile(const std::string &tool, const std::string &dir, int requests)
         for (const bool errorLevel : {false, true}) {
             const std::string level = errorLevel ? "error" : "trace";
             auto g = startGateway("perf-" + level, errorLevel,
-                                  {"/usr/bin/perf", "record", "-q", "-e", "cpu-clock", "-F", "2000", "-g", "-o", dir + "/perf." + level + ".data"});
+                                  {"/usr/bin/perf", "record", "-q", "-e", "cpu-clock", "-F", "2000", "-g", "-o",
+                                   dir + "/perf." + level + ".data"});
             // Requests, then one stream to one reader, then one stream to 16 readers.
             const RateResult r = rawRate(g->target, 8, 16, 3);
             StreamJob job;
@@ -604,8 +640,8 @@ int profile(const std::string &tool, const std::string &dir, int requests)
             job.total = 32 << 20;
             rawStream(g->target, job);
             quitGateway(*g);
-            std::printf("perf %s: %.0f req/s under the profiler; data in %s/perf.%s.data\n", level.c_str(), r.perSecond(),
-                        dir.c_str(), level.c_str());
+            std::printf("perf %s: %.0f req/s under the profiler; data in %s/perf.%s.data\n", level.c_str(),
+                        r.perSecond(), dir.c_str(), level.c_str());
         }
         return 0;
     }
@@ -647,7 +683,10 @@ int main(int argc, char **argv)
         } else if (a == "--requests" && i + 1 < argc) {
             requests = std::atoi(argv[++i]);
         } else if (a != "--quick") {
-            std::fprintf(stderr, "usage: %s [--quick|--full] [--out FILE] [--only SECTIONS] [--gateway PATH] [--gateway-env NAME=VALUE] | --profile callgrind|perf --dir DIR [--requests N]\n", argv[0]);
+            std::fprintf(stderr,
+                         "usage: %s [--quick|--full] [--out FILE] [--only SECTIONS] [--gateway PATH] [--gateway-env "
+                         "NAME=VALUE] | --profile callgrind|perf --dir DIR [--requests N]\n",
+                         argv[0]);
             return 2;
         }
     }
@@ -682,25 +721,30 @@ int main(int argc, char **argv)
 #ifdef ORU_BENCH_QTRO
     if (built("oru_bench_qtro_server")) {
         s.qtroName = workDir + "/qtro";
-        s.qtro.start({bin("oru_bench_qtro_server"), s.qtroName, std::to_string(s.smallAnswer), std::to_string(s.bigAnswer)});
+        s.qtro.start(
+            {bin("oru_bench_qtro_server"), s.qtroName, std::to_string(s.smallAnswer), std::to_string(s.bigAnswer)});
         waitForSocket(s.qtroName, 5000);
     }
 #endif
     if (built("oru_bench_grpc_server") && built("oru_bench_grpc_client")) {
         s.grpcPath = workDir + "/grpc";
-        s.grpc.start({bin("oru_bench_grpc_server"), s.grpcPath, std::to_string(s.smallAnswer), std::to_string(s.bigAnswer)});
+        s.grpc.start(
+            {bin("oru_bench_grpc_server"), s.grpcPath, std::to_string(s.smallAnswer), std::to_string(s.bigAnswer)});
         waitForSocket(s.grpcPath, 5000);
     }
-    notes.push_back("Request " + std::to_string(requestPayload(0, 0, false).size()) + " payload bytes; answers " +
-                    std::to_string(s.smallAnswer) + " and " + std::to_string(s.bigAnswer) +
-                    " payload bytes; every system moves the same payload sizes.");
+    notes.push_back("Request " + std::to_string(requestPayload(0, 0, false).size()) + " payload bytes; answers "
+                    + std::to_string(s.smallAnswer) + " and " + std::to_string(s.bigAnswer)
+                    + " payload bytes; every system moves the same payload sizes.");
     if (!s.qtro.running())
         notes.push_back("Qt Remote Objects baseline not built (Qt5RemoteObjects not found).");
     if (!s.grpc.running())
         notes.push_back("gRPC baseline not built (gRPC not found).");
 
-    std::printf("%-58s %16s %16s %8s %10s %4s %16s %16s\n", "metric", "ours", "raw", "ours/raw", "target", "met", "QtRO", "gRPC");
-    const auto wanted = [&](const char *name) { return ("," + only + ",").find(std::string(",") + name + ",") != std::string::npos; };
+    std::printf("%-58s %16s %16s %8s %10s %4s %16s %16s\n", "metric", "ours", "raw", "ours/raw", "target", "met",
+                "QtRO", "gRPC");
+    const auto wanted = [&](const char *name) {
+        return ("," + only + ",").find(std::string(",") + name + ",") != std::string::npos;
+    };
     if (wanted("rtt"))
         roundTrips(s, set);
     if (wanted("rate"))

@@ -145,10 +145,7 @@ bool Child::start(const std::vector<std::string> &argv, const std::vector<std::s
     return true;
 }
 
-bool Child::running() const
-{
-    return pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == 0;
-}
+bool Child::running() const { return pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == 0; }
 
 bool Child::waitExit(int timeoutMs)
 {

@@ -15,18 +15,14 @@ namespace bench {
 
 using Clock = std::chrono::steady_clock;
 
-inline double secondsSince(Clock::time_point t)
-{
-    return std::chrono::duration<double>(Clock::now() - t).count();
-}
+inline double secondsSince(Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); }
 
 // Percentile (0..100) of microsecond samples; sorts a copy.
 double percentile(std::vector<double> samples, double p);
 
 // CPU time (user and system) of a process: nanoseconds summed over its live
 // threads, and the kernel's 10 ms ticks, which include threads that ended.
-struct CpuSample
-{
+struct CpuSample {
     double threads = -1;
     double ticks = 0;
 };
@@ -82,11 +78,11 @@ inline int headerType(const unsigned char *h) { return static_cast<signed char>(
 
 // Message codes the bench uses, the same on every target.
 enum Code : int {
-    kSmallReq = 58,   // get presets, small answer
+    kSmallReq = 58, // get presets, small answer
     kSmallRes = 59,
-    kBigReq = 60,     // raw server only: same request bytes, 64 KiB answer
+    kBigReq = 60, // raw server only: same request bytes, 64 KiB answer
     kBigRes = 61,
-    kCommand = 100,   // text command (CommonReq on the SDK)
+    kCommand = 100, // text command (CommonReq on the SDK)
     kCommandRes = 101,
     kStreamData = 102,
     kSubscribe = 104, // live video request (raw server: the device id as text)

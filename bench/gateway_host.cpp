@@ -35,8 +35,7 @@ PresetList presets(int count, int nameLength)
 
 // One stream being written, paced by its readers' acknowledgements so that
 // the SDK's buffers hold at most `window` bytes per fast reader.
-struct Job
-{
+struct Job {
     StreamId id = 0;
     QByteArray chunk;
     qint64 total = 0;

@@ -16,12 +16,12 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <memory>
-#include <mutex>
-#include <thread>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
 
 namespace bench {
 
@@ -30,8 +30,7 @@ namespace {
 size_t requestBytes = 0;
 std::string requestPayload(int, long, bool) { return std::string(requestBytes, 'q'); }
 
-struct RateResult
-{
+struct RateResult {
     long done = 0;
     double seconds = 0;
 };
@@ -75,8 +74,7 @@ std::vector<double> grpcRoundTrip(const std::string &path, bool big, int samples
 
 RateResult grpcRate(const std::string &path, int connections, int inFlight, double seconds)
 {
-    struct Call
-    {
+    struct Call {
         grpc::ClientContext context;
         oru_bench::CallRequest request;
         oru_bench::CallReply reply;

@@ -16,8 +16,7 @@ namespace bench {
 
 namespace {
 
-struct Replica
-{
+struct Replica {
     QRemoteObjectNode node;
     std::unique_ptr<QRemoteObjectDynamicReplica> replica;
 
@@ -35,8 +34,8 @@ struct Replica
     {
         QRemoteObjectPendingCall pending;
         if (!QMetaObject::invokeMethod(replica.get(), "call", Qt::DirectConnection,
-                                       Q_RETURN_ARG(QRemoteObjectPendingCall, pending),
-                                       Q_ARG(QByteArray, request), Q_ARG(bool, big)))
+                                       Q_RETURN_ARG(QRemoteObjectPendingCall, pending), Q_ARG(QByteArray, request),
+                                       Q_ARG(bool, big)))
             return false;
         auto *watcher = new QRemoteObjectPendingCallWatcher(pending, context);
         QObject::connect(watcher, &QRemoteObjectPendingCallWatcher::finished, context, [watcher, done] {

@@ -63,8 +63,7 @@ long readFrame(int fd, std::string *buffer)
 void setNonBlocking(int fd) { fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK); }
 
 // Counts whole frames in a byte stream without keeping the bytes.
-struct FrameCounter
-{
+struct FrameCounter {
     unsigned char header[kHeader];
     size_t headerHave = 0;
     size_t payloadLeft = 0;
@@ -143,8 +142,7 @@ std::vector<double> rawRoundTrip(const Target &t, bool big, int samples, int spa
 
 RateResult rawRate(const Target &t, int connections, int inFlight, double seconds)
 {
-    struct Conn
-    {
+    struct Conn {
         int fd = -1;
         long sent = 0;
         long outstanding = 0;

@@ -32,8 +32,7 @@ namespace {
 
 using Buffer = std::shared_ptr<const std::string>;
 
-struct Conn
-{
+struct Conn {
     int fd = -1;
     std::string in; // a partial frame
     std::deque<Buffer> out;
@@ -41,8 +40,7 @@ struct Conn
     bool pollingOut = false;
 };
 
-struct Job
-{
+struct Job {
     std::string device;
     std::string chunk;
     long total = 0;
@@ -148,8 +146,8 @@ void command(const std::string &text)
     char device[128] = {};
     long chunk = 0, total = 0, window = 0, reader = 0, bytes = 0;
     int thread = 0, readers = 0;
-    if (std::sscanf(text.c_str(), "write %127s %ld %ld %d %d %ld", device, &chunk, &total, &thread, &readers,
-                    &window) == 6) {
+    if (std::sscanf(text.c_str(), "write %127s %ld %ld %d %d %ld", device, &chunk, &total, &thread, &readers, &window)
+        == 6) {
         Job &j = jobs[device];
         j = Job{};
         j.device = device;

@@ -88,7 +88,8 @@ RateResult sdkRate(const Target &t, int connections, int inFlight, double second
     long outstanding = 0;
     Clock::time_point start;
     const auto sendOne = [&](int i) {
-        conns[size_t(i)]->sendFrame(MessageType(requestType(t, false)), bytes(requestPayload(i, sent[size_t(i)]++, false)));
+        conns[size_t(i)]->sendFrame(MessageType(requestType(t, false)),
+                                    bytes(requestPayload(i, sent[size_t(i)]++, false)));
         ++outstanding;
     };
     for (int i = 0; i < connections; ++i) {

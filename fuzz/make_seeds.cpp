@@ -69,43 +69,54 @@ QByteArray filled(const std::function<void(M &)> &more = {})
 QList<QPair<int, QByteArray>> controlPayloads()
 {
     return {
-        {1,
-         filled<proto::InitDgwReq>(
-             [](auto &m) {
-        m.set_ak("ak");
-        m.set_url("http://x");
+        {1, filled<proto::InitDgwReq>([](auto &m) {
+             m.set_ak("ak");
+             m.set_url("http://x");
          })},
-        {5,
-         filled<proto::SetSearchDevsConfigCmd>(
-             [](auto &m) {
-        m.set_begin_ip("10.0.0.1");
-        m.set_end_ip("10.0.0.9");
+        {5, filled<proto::SetSearchDevsConfigCmd>([](auto &m) {
+             m.set_begin_ip("10.0.0.1");
+             m.set_end_ip("10.0.0.9");
          })},
-        {6, QByteArray()}, {7, filled<proto::SetManagedDevsCmd>([](auto &m) { m.add_devs()->set_id("d1"); })},
-        {8, QByteArray()}, {9, filled<proto::AddManagedDevsCmd>([](auto &m) {
-                                auto *d = m.add_devs();
-                                d->set_id("d2");
-                                d->set_ip("1.2.3.4");
-                            })},
+        {6, QByteArray()},
+        {7, filled<proto::SetManagedDevsCmd>([](auto &m) { m.add_devs()->set_id("d1"); })},
+        {8, QByteArray()},
+        {9, filled<proto::AddManagedDevsCmd>([](auto &m) {
+             auto *d = m.add_devs();
+             d->set_id("d2");
+             d->set_ip("1.2.3.4");
+         })},
         {10, filled<proto::DevList>()},
         {11, filled<proto::EditManagedDevsCmd>([](auto &m) { m.add_devs()->set_name("n"); })},
         {12, filled<proto::DevTimingCmd>([](auto &m) { m.set_time("2024-01-02 03:04:05.006"); })},
-        {13, filled<proto::DevList>()}, {14, filled<proto::RestoreFactoryCmd>([](auto &m) { m.set_simple(true); })},
-        {15, filled<proto::DevList>()}, {16, filled<proto::DevActivateCmd>([](auto &m) {
-                                             m.add_devs_sn("sn1");
-                                             m.set_account("");
-                                             auto *s = m.add_secret_infos();
-                                             s->set_question("q");
-                                             s->set_answer("a");
-                                         })},
-        {17, QByteArray("dev-17\0tail", 11)}, {19, QByteArray("dev-19")}, {20, filled<proto::DevNetGetReq>()},
-        {22, filled<proto::DevNetSetReq>()}, {23, filled<proto::DevPlatformGetReq>()},
-        {25, filled<proto::DevPlatformSetReq>()}, {27, filled<proto::DeviceReq>()},
-        {29, filled<proto::DevPlatform_tavSetReq>()}, {31, filled<proto::DevCertImportReq>()},
-        {36, QByteArray("token")}, {37, QByteArray()}, {52, filled<proto::SearchVideoRecordingsReq>()},
-        {53, filled<proto::GetRtspUrlReq>()}, {56, filled<proto::PTZCtrlReq>()}, {58, filled<proto::ChannelReq>()},
-        {60, filled<proto::PresetOperReq>([](auto &m) { m.set_preset_name("p"); })}, {62, filled<proto::ChannelReq>()},
-        {64, filled<proto::PatrolOperReq>()}, {66, filled<proto::PatrolPresetOperReq>()},
+        {13, filled<proto::DevList>()},
+        {14, filled<proto::RestoreFactoryCmd>([](auto &m) { m.set_simple(true); })},
+        {15, filled<proto::DevList>()},
+        {16, filled<proto::DevActivateCmd>([](auto &m) {
+             m.add_devs_sn("sn1");
+             m.set_account("");
+             auto *s = m.add_secret_infos();
+             s->set_question("q");
+             s->set_answer("a");
+         })},
+        {17, QByteArray("dev-17\0tail", 11)},
+        {19, QByteArray("dev-19")},
+        {20, filled<proto::DevNetGetReq>()},
+        {22, filled<proto::DevNetSetReq>()},
+        {23, filled<proto::DevPlatformGetReq>()},
+        {25, filled<proto::DevPlatformSetReq>()},
+        {27, filled<proto::DeviceReq>()},
+        {29, filled<proto::DevPlatform_tavSetReq>()},
+        {31, filled<proto::DevCertImportReq>()},
+        {36, QByteArray("token")},
+        {37, QByteArray()},
+        {52, filled<proto::SearchVideoRecordingsReq>()},
+        {53, filled<proto::GetRtspUrlReq>()},
+        {56, filled<proto::PTZCtrlReq>()},
+        {58, filled<proto::ChannelReq>()},
+        {60, filled<proto::PresetOperReq>([](auto &m) { m.set_preset_name("p"); })},
+        {62, filled<proto::ChannelReq>()},
+        {64, filled<proto::PatrolOperReq>()},
+        {66, filled<proto::PatrolPresetOperReq>()},
         {68, filled<proto::SetPatrolPresetsReq>([](auto &m) { m.add_presets(); })},
         {70, filled<proto::SetOSDReq>([](auto &m) { m.set_osd("osd"); })},
         {71, filled<proto::ModifyDevNameReq>([](auto &m) { m.set_dev_name("name"); })},
@@ -114,15 +125,22 @@ QList<QPair<int, QByteArray>> controlPayloads()
              m.set_data_12(std::string("\0img", 4));
              m.add_organizations("o");
          })},
-        {75, filled<proto::GetFacesReq>()}, {77, filled<proto::DelFaceReq>()},
+        {75, filled<proto::GetFacesReq>()},
+        {77, filled<proto::DelFaceReq>()},
         {79, filled<proto::GetFaceDetectRecordsReq>()},
         {81, filled<proto::OpenRemoteConfigReq>([](auto &m) { m.set_language(2); })},
-        {82, filled<proto::DevUpgradeReq>()}, {85, filled<proto::DevUpgradeReq>()}, {86, filled<proto::DeviceReq>()},
-        {88, filled<proto::ModifyDevAccountReq>()}, {90, filled<proto::DevSecretQuestionsGetReq>()},
-        {92, filled<proto::DevPwdResetReq>()}, {94, filled<proto::TalkOperReq>()}, {96, filled<proto::TalkOperReq>()},
+        {82, filled<proto::DevUpgradeReq>()},
+        {85, filled<proto::DevUpgradeReq>()},
+        {86, filled<proto::DeviceReq>()},
+        {88, filled<proto::ModifyDevAccountReq>()},
+        {90, filled<proto::DevSecretQuestionsGetReq>()},
+        {92, filled<proto::DevPwdResetReq>()},
+        {94, filled<proto::TalkOperReq>()},
+        {96, filled<proto::TalkOperReq>()},
         {100, filled<proto::CommonReq>([](auto &m) { m.set_req_json("{\"a\":1}"); })},
-        {111, filled<proto::UploadFileReq>()}, {112, filled<proto::DownloadFileReq>()},
-        };
+        {111, filled<proto::UploadFileReq>()},
+        {112, filled<proto::DownloadFileReq>()},
+    };
 }
 
 QList<QPair<int, QByteArray>> streamPayloads()

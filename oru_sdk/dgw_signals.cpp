@@ -55,52 +55,124 @@ MessageSignals &out() { return MessageSignals::instance(); }
 void init_dgw_res(const Response &r) { emit out().signalInitDgwRes(r); }
 void activate_dev_res(const QString &devSn, int errorCode) { emit out().signalActivateDevRes(devSn, errorCode); }
 void get_dev_net_res(const Response &r, const DevNetInfo &info) { emit out().signalGetDevNetRes(r, info); }
-void set_dev_net_res(const Response &r, const QString &devId, const QString &devIp) { emit out().signalSetDevNetRes(r, devId, devIp); }
-void get_dev_platform_res(const Response &r, const DevPlatformInfo &info) { emit out().signalGetDevPlatformRes(r, info); }
+void set_dev_net_res(const Response &r, const QString &devId, const QString &devIp)
+{
+    emit out().signalSetDevNetRes(r, devId, devIp);
+}
+void get_dev_platform_res(const Response &r, const DevPlatformInfo &info)
+{
+    emit out().signalGetDevPlatformRes(r, info);
+}
 void set_dev_platform_res(const Response &r) { emit out().signalSetDevPlatformRes(r); }
-void get_dev_platform_tav_res(const Response &r, const DevPlatform_tavInfo &info) { emit out().signalGetDevPlatform_tavRes(r, info); }
+void get_dev_platform_tav_res(const Response &r, const DevPlatform_tavInfo &info)
+{
+    emit out().signalGetDevPlatform_tavRes(r, info);
+}
 void set_dev_platform_tav_res(const Response &r) { emit out().signalSetDevPlatform_tavRes(r); }
 void import_dev_cert_res(const Response &r) { emit out().signalImportDevCertRes(r); }
-void search_video_recordings_res(const Response &r, const QList<VideoRecInfo> &recs, bool byTime) { emit out().signalSearchVideoRecordingsRes(r, recs, byTime); }
+void search_video_recordings_res(const Response &r, const QList<VideoRecInfo> &recs, bool byTime)
+{
+    emit out().signalSearchVideoRecordingsRes(r, recs, byTime);
+}
 void get_rtsp_url_res(const Response &r, const QString &rtspUrl) { emit out().signalGetRtspUrlRes(r, rtspUrl); }
-void PTZ_ctrl_res(const Response &r, PTZOperation operation, PTZAction action) { emit out().signalPTZCtrlRes(r, operation, action); }
-void get_presets_res(const Response &r, const QList<PresetInfo> &presets) { emit out().signalGetPresetsRes(r, presets); }
+void PTZ_ctrl_res(const Response &r, PTZOperation operation, PTZAction action)
+{
+    emit out().signalPTZCtrlRes(r, operation, action);
+}
+void get_presets_res(const Response &r, const QList<PresetInfo> &presets)
+{
+    emit out().signalGetPresetsRes(r, presets);
+}
 void oper_preset_res(const Response &r, PresetOper oper) { emit out().signalOperPresetRes(r, oper); }
-void get_patrols_res(const Response &r, const QList<PatrolInfo> &patrols) { emit out().signalGetPatrolsRes(r, patrols); }
+void get_patrols_res(const Response &r, const QList<PatrolInfo> &patrols)
+{
+    emit out().signalGetPatrolsRes(r, patrols);
+}
 void oper_patrol_res(const Response &r, PatrolOper oper) { emit out().signalOperPatrolRes(r, oper); }
 void oper_patrol_preset_res(const Response &r, PatrolPresetOper oper) { emit out().signalOperPatrolPresetRes(r, oper); }
 void set_patrol_presets_res(const Response &r) { emit out().signalSetPatrolPresetsRes(r); }
 void dev_config_res(const Response &r) { emit out().signalDevConfigRes(r); }
 void add_face_res(const Response &r) { emit out().signalAddFaceRes(r); }
-void get_faces_res(const Response &r, const QList<FaceInfo> &faces, unsigned int totalCnt) { emit out().signalGetFacesRes(r, faces, totalCnt); }
+void get_faces_res(const Response &r, const QList<FaceInfo> &faces, unsigned int totalCnt)
+{
+    emit out().signalGetFacesRes(r, faces, totalCnt);
+}
 void del_face_res(const Response &r) { emit out().signalDelFaceRes(r); }
-void get_face_detect_records_res(const Response &r, const QList<FaceDetectRecordInfo> &recs, unsigned int totalCnt) { emit out().signalGetFaceDetectRecordsRes(r, recs, totalCnt); }
-void check_dev_upgrade_res(const Response &r, const DevUpgradeInfo &info) { emit out().signalCheckDevUpgradeRes(r, info); }
+void get_face_detect_records_res(const Response &r, const QList<FaceDetectRecordInfo> &recs, unsigned int totalCnt)
+{
+    emit out().signalGetFaceDetectRecordsRes(r, recs, totalCnt);
+}
+void check_dev_upgrade_res(const Response &r, const DevUpgradeInfo &info)
+{
+    emit out().signalCheckDevUpgradeRes(r, info);
+}
 void upload_upgrade_file_finished(const QString &devId) { emit out().signalUploadUpgradeFileFinished(devId); }
-void get_dev_upgrade_progress_res(const Response &r, const DevUpgradeInfo &info) { emit out().signalGetDevUpgradeProgressRes(r, info); }
+void get_dev_upgrade_progress_res(const Response &r, const DevUpgradeInfo &info)
+{
+    emit out().signalGetDevUpgradeProgressRes(r, info);
+}
 void modify_dev_account_res(const Response &r) { emit out().signalModifyDevAccountRes(r); }
-void get_dev_secret_questions_res(const QString &devSn, int errorCode, const QStringList &questions) { emit out().signalGetDevSecretQuestionsRes(devSn, errorCode, questions); }
+void get_dev_secret_questions_res(const QString &devSn, int errorCode, const QStringList &questions)
+{
+    emit out().signalGetDevSecretQuestionsRes(devSn, errorCode, questions);
+}
 void reset_dev_pwd_res(const QString &devSn, int errorCode) { emit out().signalResetDevPwdRes(devSn, errorCode); }
 void talk_oper_res(const Response &r) { emit out().signalTalkOperRes(r); }
 void speak_oper_res(const Response &r) { emit out().signalSpeakOperRes(r); }
 void common_res(const QString &requestId, const QString &resJson) { emit out().signalCommonRes(requestId, resJson); }
 void push_searched_devs_msg(const QList<DevInfo> &devs) { emit out().signalPushSearchedDevsMsg(devs); }
-void push_broadcast_searched_devs_msg(const QList<DevInfo> &devs) { emit out().signalPushBroadcastSearchedDevsMsg(devs); }
+void push_broadcast_searched_devs_msg(const QList<DevInfo> &devs)
+{
+    emit out().signalPushBroadcastSearchedDevsMsg(devs);
+}
 void push_dev_status_msg(const QString &devId, DevStatus status) { emit out().signalPushDevStatusMsg(devId, status); }
 void push_dev_p2p_success(const QString &devId) { emit out().signalPushDevP2PSuccess(devId); }
 void push_dev_info_msg(const DevInfoFromDgw &devInfo) { emit out().signalPushDevInfo(devInfo); }
-void push_dev_temp_user_code_msg(const QList<DevTempUserCode> &codes) { emit out().signalPushDevTempUserCodeMsg(codes); }
-void push_dev_channels_info_msg(const QString &devId, const QList<DevChannelInfo> &channels) { emit out().signalPushDevChannelsInfoMsg(devId, channels); }
-void push_face_detect_msg(const ChannelId &channelId, const FaceDetectRecordInfo &record) { emit out().signalPushFaceDetectMsg(channelId, record); }
-void push_face_temperature_count_msg(const ChannelId &channelId, const FaceCountInfo &count) { emit out().signalPushFaceTemperatureCountMsg(channelId, count); }
+void push_dev_temp_user_code_msg(const QList<DevTempUserCode> &codes)
+{
+    emit out().signalPushDevTempUserCodeMsg(codes);
+}
+void push_dev_channels_info_msg(const QString &devId, const QList<DevChannelInfo> &channels)
+{
+    emit out().signalPushDevChannelsInfoMsg(devId, channels);
+}
+void push_face_detect_msg(const ChannelId &channelId, const FaceDetectRecordInfo &record)
+{
+    emit out().signalPushFaceDetectMsg(channelId, record);
+}
+void push_face_temperature_count_msg(const ChannelId &channelId, const FaceCountInfo &count)
+{
+    emit out().signalPushFaceTemperatureCountMsg(channelId, count);
+}
 void push_alarm_msg(const AlarmInfo &alarm) { emit out().signalPushAlarmMsg(alarm); }
 void push_tlv_data(const QString &devId, const QByteArray &tlvData) { emit out().signalPushTlvData(devId, tlvData); }
-void push_talk_event_msg(const ChannelId &channelId, TalkEvent event) { emit out().signalPushTalkEventMsg(channelId, event); }
-void push_speak_event_msg(const ChannelId &channelId, TalkEvent event) { emit out().signalPushSpeakEventMsg(channelId, event); }
-void push_file_transfer_progress(const FileTransferProgress &progress) { emit out().signalPushFileTransferProgress(progress); }
-void write_stream_data(unsigned int streamId, const QByteArray &data) { emit out().signalWriteStreamData(streamId, data); }
-void push_stream_event_msg(unsigned int streamId, StreamEvent event) { emit out().signalPushStreamEventMsg(streamId, event); }
-void push_playback_by_file_progress_msg(unsigned int streamId, unsigned int offsetTime, unsigned int duration) { emit out().signalPushPlaybackByFileProgressMsg(streamId, offsetTime, duration); }
-void push_playback_by_time_progress_msg(unsigned int streamId, const QDateTime &curTime) { emit out().signalPushPlaybackByTimeProgressMsg(streamId, curTime); }
+void push_talk_event_msg(const ChannelId &channelId, TalkEvent event)
+{
+    emit out().signalPushTalkEventMsg(channelId, event);
+}
+void push_speak_event_msg(const ChannelId &channelId, TalkEvent event)
+{
+    emit out().signalPushSpeakEventMsg(channelId, event);
+}
+void push_file_transfer_progress(const FileTransferProgress &progress)
+{
+    emit out().signalPushFileTransferProgress(progress);
+}
+void write_stream_data(unsigned int streamId, const QByteArray &data)
+{
+    emit out().signalWriteStreamData(streamId, data);
+}
+void push_stream_event_msg(unsigned int streamId, StreamEvent event)
+{
+    emit out().signalPushStreamEventMsg(streamId, event);
+}
+void push_playback_by_file_progress_msg(unsigned int streamId, unsigned int offsetTime, unsigned int duration)
+{
+    emit out().signalPushPlaybackByFileProgressMsg(streamId, offsetTime, duration);
+}
+void push_playback_by_time_progress_msg(unsigned int streamId, const QDateTime &curTime)
+{
+    emit out().signalPushPlaybackByTimeProgressMsg(streamId, curTime);
+}
 
 } // namespace oru_sdk

@@ -88,61 +88,61 @@ void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, 
     case MessageType::LiveVideoConnReq:
         return parseThen<proto::LiveVideoConnReq>(message, "parse [client live video connect req] failure",
                                                   [&](const auto &m) {
-            LiveVideoConnCondition c;
-            fromWire(m, &c);
-            const StreamId id = liveStreamId(c);
-            streamServer->addStreamSocket(id, socket);
-            emit dgw().signalLiveVideoConnReq(id, c);
-            logInfo(openedText("live video connect", id, c.devId, c.channel));
-        });
+                                                      LiveVideoConnCondition c;
+                                                      fromWire(m, &c);
+                                                      const StreamId id = liveStreamId(c);
+                                                      streamServer->addStreamSocket(id, socket);
+                                                      emit dgw().signalLiveVideoConnReq(id, c);
+                                                      logInfo(openedText("live video connect", id, c.devId, c.channel));
+                                                  });
     case MessageType::PlaybackByFileReq:
         return parseThen<proto::PlaybackByFileReq>(message, "parse [client playback by file req] failure",
                                                    [&](const auto &m) {
-            PlaybackByFileCondition c;
-            fromWire(m, &c);
-            const StreamId id = playbackStreamId();
-            streamServer->addStreamSocket(id, socket);
-            emit dgw().signalPlaybackByFileReq(id, c);
-            logInfo(openedText("playback by file", id, c.devId, c.channel));
-        });
+                                                       PlaybackByFileCondition c;
+                                                       fromWire(m, &c);
+                                                       const StreamId id = playbackStreamId();
+                                                       streamServer->addStreamSocket(id, socket);
+                                                       emit dgw().signalPlaybackByFileReq(id, c);
+                                                       logInfo(openedText("playback by file", id, c.devId, c.channel));
+                                                   });
     case MessageType::PlaybackByTimeReq:
         return parseThen<proto::PlaybackByTimeReq>(message, "parse [client playback by time req] failure",
                                                    [&](const auto &m) {
-            PlaybackByTimeCondition c;
-            fromWire(m, &c);
-            const StreamId id = playbackStreamId();
-            streamServer->addStreamSocket(id, socket);
-            emit dgw().signalPlaybackByTimeReq(id, c);
-            logInfo(openedText("playback by time", id, c.devId, c.channel));
-        });
+                                                       PlaybackByTimeCondition c;
+                                                       fromWire(m, &c);
+                                                       const StreamId id = playbackStreamId();
+                                                       streamServer->addStreamSocket(id, socket);
+                                                       emit dgw().signalPlaybackByTimeReq(id, c);
+                                                       logInfo(openedText("playback by time", id, c.devId, c.channel));
+                                                   });
     case MessageType::SkipByOffsetTimeReq:
-        return parseThen<proto::SkipByPosReq>(message, "parse [client skip by offset time req] failure",
-                                              [&](const auto &m) {
-            const StreamId id = socketStreamId(socket);
-            emit dgw().signalSkipByOffsetTimeReq(id, m.offset_time());
-            logInfo(QStringLiteral("client request skip by offset time, stream id:%1").arg(id));
-        });
+        return parseThen<proto::SkipByPosReq>(
+            message, "parse [client skip by offset time req] failure", [&](const auto &m) {
+                const StreamId id = socketStreamId(socket);
+                emit dgw().signalSkipByOffsetTimeReq(id, m.offset_time());
+                logInfo(QStringLiteral("client request skip by offset time, stream id:%1").arg(id));
+            });
     case MessageType::SkipByAppointedTimeReq:
-        return parseThen<proto::SkipByTimeReq>(message, "parse [client skip by appointed time req] failure",
-                                               [&](const auto &m) {
-            const StreamId id = socketStreamId(socket);
-            emit dgw().signalSkipByAppointedTimeReq(id, wire::dateTime(m.skip_time()));
-            logInfo(QStringLiteral("client request skip by appointed time, stream id:%1").arg(id));
-        });
+        return parseThen<proto::SkipByTimeReq>(
+            message, "parse [client skip by appointed time req] failure", [&](const auto &m) {
+                const StreamId id = socketStreamId(socket);
+                emit dgw().signalSkipByAppointedTimeReq(id, wire::dateTime(m.skip_time()));
+                logInfo(QStringLiteral("client request skip by appointed time, stream id:%1").arg(id));
+            });
     case MessageType::PlaybackCtrlReq:
-        return parseThen<proto::PlaybackCtrlReq>(message, "parse [client playback ctrl req] failure",
-                                                 [&](const auto &m) {
-            const StreamId id = socketStreamId(socket);
-            emit dgw().signalPlaybackCtrlReq(id, static_cast<PlaybackCtrl>(m.ctrl()));
-            logInfo(QStringLiteral("client request playback ctrl, stream id:%1").arg(id));
-        });
+        return parseThen<proto::PlaybackCtrlReq>(
+            message, "parse [client playback ctrl req] failure", [&](const auto &m) {
+                const StreamId id = socketStreamId(socket);
+                emit dgw().signalPlaybackCtrlReq(id, static_cast<PlaybackCtrl>(m.ctrl()));
+                logInfo(QStringLiteral("client request playback ctrl, stream id:%1").arg(id));
+            });
     case MessageType::PlaybackSpeedSetReq:
-        return parseThen<proto::PlaybackSpeedSetReq>(message, "parse [client playback speed set req] failure",
-                                                     [&](const auto &m) {
-            emit dgw().signalPlaybackSpeedSetReq(socketStreamId(socket), wire::text(m.playback_speed()));
-            // The text has no place for the id.
-            logInfo(QStringLiteral("client request set playback speed"));
-        });
+        return parseThen<proto::PlaybackSpeedSetReq>(
+            message, "parse [client playback speed set req] failure", [&](const auto &m) {
+                emit dgw().signalPlaybackSpeedSetReq(socketStreamId(socket), wire::text(m.playback_speed()));
+                // The text has no place for the id.
+                logInfo(QStringLiteral("client request set playback speed"));
+            });
     default:
         return;
     }

@@ -9,14 +9,14 @@ namespace {
 
 // request_id + nested channel_id, the head of most channel requests.
 template <class M, class C>
-void readChannelHead(const M& m, C* c)
+void readChannelHead(const M &m, C *c)
 {
     c->requestId = text(m.request_id());
     readChannel(m, &c->devId, &c->channel);
 }
 
 template <class C, class M>
-void writeChannelHead(const C& c, M* m)
+void writeChannelHead(const C &c, M *m)
 {
     m->set_request_id(utf8(c.requestId));
     writeChannel(c.devId, c.channel, m);
@@ -24,14 +24,14 @@ void writeChannelHead(const C& c, M* m)
 
 // request_id + dev_id, the head of most device requests.
 template <class M, class C>
-void readDeviceHead(const M& m, C* c)
+void readDeviceHead(const M &m, C *c)
 {
     c->requestId = text(m.request_id());
     c->devId = text(m.dev_id());
 }
 
 template <class C, class M>
-void writeDeviceHead(const C& c, M* m)
+void writeDeviceHead(const C &c, M *m)
 {
     m->set_request_id(utf8(c.requestId));
     m->set_dev_id(utf8(c.devId));
@@ -39,14 +39,14 @@ void writeDeviceHead(const C& c, M* m)
 
 // Talk and speak share one wire message and one record shape.
 template <class C>
-void readTalk(const proto::TalkOperReq& m, C* r)
+void readTalk(const proto::TalkOperReq &m, C *r)
 {
     readChannelHead(m, r);
     r->param3 = m.param_3();
 }
 
 template <class C>
-void writeTalk(const C& r, proto::TalkOperReq* m)
+void writeTalk(const C &r, proto::TalkOperReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(r.param3);
@@ -56,55 +56,55 @@ void writeTalk(const C& r, proto::TalkOperReq* m)
 
 // ---- Shared rules ----
 
-QString text(const std::string& s) { return QString::fromUtf8(s.c_str()); }
-std::string utf8(const QString& s) { return s.toStdString(); }
-QByteArray bytes(const std::string& s) { return QByteArray::fromStdString(s); }
-std::string rawBytes(const QByteArray& b) { return b.toStdString(); }
-QDateTime dateTime(const std::string& s) { return QDateTime::fromString(text(s), kDateTimeFormat); }
-std::string dateTimeText(const QDateTime& t) { return utf8(t.toString(kDateTimeFormat)); }
+QString text(const std::string &s) { return QString::fromUtf8(s.c_str()); }
+std::string utf8(const QString &s) { return s.toStdString(); }
+QByteArray bytes(const std::string &s) { return QByteArray::fromStdString(s); }
+std::string rawBytes(const QByteArray &b) { return b.toStdString(); }
+QDateTime dateTime(const std::string &s) { return QDateTime::fromString(text(s), kDateTimeFormat); }
+std::string dateTimeText(const QDateTime &t) { return utf8(t.toString(kDateTimeFormat)); }
 double wireDouble(double d) { return d == 0.0 ? 0.0 : d; }
 
-QStringList texts(const Repeated<std::string>& in)
+QStringList texts(const Repeated<std::string> &in)
 {
     QStringList out;
     out.reserve(in.size());
-    for (const std::string& s : in)
+    for (const std::string &s : in)
         out.append(text(s));
     return out;
 }
 
-void setTexts(const QStringList& in, Repeated<std::string>* out)
+void setTexts(const QStringList &in, Repeated<std::string> *out)
 {
     out->Clear();
-    for (const QString& s : in)
+    for (const QString &s : in)
         out->Add(utf8(s));
 }
 
-QList<QByteArray> byteList(const Repeated<std::string>& in)
+QList<QByteArray> byteList(const Repeated<std::string> &in)
 {
     QList<QByteArray> out;
     out.reserve(in.size());
-    for (const std::string& s : in)
+    for (const std::string &s : in)
         out.append(bytes(s));
     return out;
 }
 
-void setByteList(const QList<QByteArray>& in, Repeated<std::string>* out)
+void setByteList(const QList<QByteArray> &in, Repeated<std::string> *out)
 {
     out->Clear();
-    for (const QByteArray& b : in)
+    for (const QByteArray &b : in)
         out->Add(rawBytes(b));
 }
 
 // ---- Channels ----
 
-void fromWire(const proto::ChannelId& m, ChannelId* r)
+void fromWire(const proto::ChannelId &m, ChannelId *r)
 {
     r->first = text(m.dev_id());
     r->second = static_cast<int>(m.channel());
 }
 
-void toWire(const ChannelId& r, proto::ChannelId* m)
+void toWire(const ChannelId &r, proto::ChannelId *m)
 {
     m->set_dev_id(utf8(r.first));
     m->set_channel(static_cast<uint32_t>(r.second));
@@ -112,7 +112,7 @@ void toWire(const ChannelId& r, proto::ChannelId* m)
 
 // ---- Request conditions ----
 
-void fromWire(const proto::InitDgwReq& m, InitDgwCondition* r)
+void fromWire(const proto::InitDgwReq &m, InitDgwCondition *r)
 {
     r->requestId = text(m.request_id());
     r->ak = text(m.ak());
@@ -126,7 +126,7 @@ void fromWire(const proto::InitDgwReq& m, InitDgwCondition* r)
     r->saasCer = text(m.saas_cer());
 }
 
-void toWire(const InitDgwCondition& r, proto::InitDgwReq* m)
+void toWire(const InitDgwCondition &r, proto::InitDgwReq *m)
 {
     m->set_request_id(utf8(r.requestId));
     m->set_ak(utf8(r.ak));
@@ -140,7 +140,7 @@ void toWire(const InitDgwCondition& r, proto::InitDgwReq* m)
     m->set_saas_cer(utf8(r.saasCer));
 }
 
-void fromWire(const proto::SetSearchDevsConfigCmd& m, SearchDevsConfig* r)
+void fromWire(const proto::SetSearchDevsConfigCmd &m, SearchDevsConfig *r)
 {
     r->param1 = m.param_1();
     r->beginIp = text(m.begin_ip());
@@ -148,7 +148,7 @@ void fromWire(const proto::SetSearchDevsConfigCmd& m, SearchDevsConfig* r)
     r->param4 = m.param_4();
 }
 
-void toWire(const SearchDevsConfig& r, proto::SetSearchDevsConfigCmd* m)
+void toWire(const SearchDevsConfig &r, proto::SetSearchDevsConfigCmd *m)
 {
     m->set_param_1(r.param1 != 0);
     m->set_begin_ip(utf8(r.beginIp));
@@ -156,19 +156,19 @@ void toWire(const SearchDevsConfig& r, proto::SetSearchDevsConfigCmd* m)
     m->set_param_4(r.param4);
 }
 
-void fromWire(const proto::SecretInfo& m, QPair<QString, QString>* r)
+void fromWire(const proto::SecretInfo &m, QPair<QString, QString> *r)
 {
     r->first = text(m.question());
     r->second = text(m.answer());
 }
 
-void toWire(const QPair<QString, QString>& r, proto::SecretInfo* m)
+void toWire(const QPair<QString, QString> &r, proto::SecretInfo *m)
 {
     m->set_question(utf8(r.first));
     m->set_answer(utf8(r.second));
 }
 
-void fromWire(const proto::DevActivateCmd& m, ActivateCondition* r)
+void fromWire(const proto::DevActivateCmd &m, ActivateCondition *r)
 {
     r->account = text(m.account());
     r->password = text(m.password());
@@ -176,7 +176,7 @@ void fromWire(const proto::DevActivateCmd& m, ActivateCondition* r)
     r->param5 = m.param_5();
 }
 
-void toWire(const ActivateCondition& r, proto::DevActivateCmd* m)
+void toWire(const ActivateCondition &r, proto::DevActivateCmd *m)
 {
     m->set_account(utf8(r.account));
     m->set_password(utf8(r.password));
@@ -184,19 +184,19 @@ void toWire(const ActivateCondition& r, proto::DevActivateCmd* m)
     m->set_param_5(r.param5);
 }
 
-void fromWire(const proto::DevSecretQuestionsGetReq& m, GetDevSecretQuestionsCondition* r)
+void fromWire(const proto::DevSecretQuestionsGetReq &m, GetDevSecretQuestionsCondition *r)
 {
     r->devSn = text(m.dev_sn());
     r->account = text(m.account());
 }
 
-void toWire(const GetDevSecretQuestionsCondition& r, proto::DevSecretQuestionsGetReq* m)
+void toWire(const GetDevSecretQuestionsCondition &r, proto::DevSecretQuestionsGetReq *m)
 {
     m->set_dev_sn(utf8(r.devSn));
     m->set_account(utf8(r.account));
 }
 
-void fromWire(const proto::DevPwdResetReq& m, ResetDevPwdCondition* r)
+void fromWire(const proto::DevPwdResetReq &m, ResetDevPwdCondition *r)
 {
     r->devSn = text(m.dev_sn());
     r->account = text(m.account());
@@ -204,7 +204,7 @@ void fromWire(const proto::DevPwdResetReq& m, ResetDevPwdCondition* r)
     r->secretInfos = listFromWire<QPair<QString, QString>>(m.secret_infos());
 }
 
-void toWire(const ResetDevPwdCondition& r, proto::DevPwdResetReq* m)
+void toWire(const ResetDevPwdCondition &r, proto::DevPwdResetReq *m)
 {
     m->set_dev_sn(utf8(r.devSn));
     m->set_account(utf8(r.account));
@@ -212,24 +212,24 @@ void toWire(const ResetDevPwdCondition& r, proto::DevPwdResetReq* m)
     listToWire(r.secretInfos, m->mutable_secret_infos());
 }
 
-void fromWire(const proto::DevPlatformGetReq& m, GetDevPlatformCondition* r)
+void fromWire(const proto::DevPlatformGetReq &m, GetDevPlatformCondition *r)
 {
     readDeviceHead(m, r);
     r->param3 = m.param_3();
     r->param4 = m.param_4();
 }
 
-void toWire(const GetDevPlatformCondition& r, proto::DevPlatformGetReq* m)
+void toWire(const GetDevPlatformCondition &r, proto::DevPlatformGetReq *m)
 {
     writeDeviceHead(r, m);
     m->set_param_3(r.param3);
     m->set_param_4(r.param4 != 0);
 }
 
-void fromWire(const proto::DevPlatformSetReq& m, SetDevPlatformCondition* r)
+void fromWire(const proto::DevPlatformSetReq &m, SetDevPlatformCondition *r)
 {
     readDeviceHead(m, r);
-    const proto::DevPlatformInfo& info = m.dev_platform_info();
+    const proto::DevPlatformInfo &info = m.dev_platform_info();
     r->param1 = info.param_1();
     r->platformAddr = text(info.platform_addr());
     r->param3 = info.param_3();
@@ -237,10 +237,10 @@ void fromWire(const proto::DevPlatformSetReq& m, SetDevPlatformCondition* r)
     r->param5 = info.param_5();
 }
 
-void toWire(const SetDevPlatformCondition& r, proto::DevPlatformSetReq* m)
+void toWire(const SetDevPlatformCondition &r, proto::DevPlatformSetReq *m)
 {
     writeDeviceHead(r, m);
-    proto::DevPlatformInfo* info = m->mutable_dev_platform_info();
+    proto::DevPlatformInfo *info = m->mutable_dev_platform_info();
     info->set_param_1(r.param1);
     info->set_platform_addr(utf8(r.platformAddr));
     info->set_param_3(r.param3);
@@ -248,25 +248,25 @@ void toWire(const SetDevPlatformCondition& r, proto::DevPlatformSetReq* m)
     info->set_param_5(r.param5);
 }
 
-void fromWire(const proto::DevPlatform_tavSetReq& m, SetDevPlatform_tavCondition* r)
+void fromWire(const proto::DevPlatform_tavSetReq &m, SetDevPlatform_tavCondition *r)
 {
     readDeviceHead(m, r);
-    const proto::DevPlatformInfo_tav& info = m.dev_platform_info();
+    const proto::DevPlatformInfo_tav &info = m.dev_platform_info();
     r->onlineServer = text(info.online_server());
     r->param4 = info.param_4();
     r->businessServer = text(info.bussiness_server());
 }
 
-void toWire(const SetDevPlatform_tavCondition& r, proto::DevPlatform_tavSetReq* m)
+void toWire(const SetDevPlatform_tavCondition &r, proto::DevPlatform_tavSetReq *m)
 {
     writeDeviceHead(r, m);
-    proto::DevPlatformInfo_tav* info = m->mutable_dev_platform_info();
+    proto::DevPlatformInfo_tav *info = m->mutable_dev_platform_info();
     info->set_online_server(utf8(r.onlineServer));
     info->set_param_4(r.param4);
     info->set_bussiness_server(utf8(r.businessServer));
 }
 
-void fromWire(const proto::DevCertImportReq& m, ImportDevCertCondition* r)
+void fromWire(const proto::DevCertImportReq &m, ImportDevCertCondition *r)
 {
     readDeviceHead(m, r);
     r->param3 = m.param_3();
@@ -276,7 +276,7 @@ void fromWire(const proto::DevCertImportReq& m, ImportDevCertCondition* r)
     r->secretKey = text(m.secret_key());
 }
 
-void toWire(const ImportDevCertCondition& r, proto::DevCertImportReq* m)
+void toWire(const ImportDevCertCondition &r, proto::DevCertImportReq *m)
 {
     writeDeviceHead(r, m);
     m->set_param_3(r.param3);
@@ -286,10 +286,10 @@ void toWire(const ImportDevCertCondition& r, proto::DevCertImportReq* m)
     m->set_secret_key(utf8(r.secretKey));
 }
 
-void fromWire(const proto::DevNetSetReq& m, SetDevNetCondition* r)
+void fromWire(const proto::DevNetSetReq &m, SetDevNetCondition *r)
 {
     readDeviceHead(m, r);
-    const proto::DevNetInfo& info = m.dev_net_info();
+    const proto::DevNetInfo &info = m.dev_net_info();
     r->ip = text(info.ip());
     r->subNetMask = text(info.sub_net_mask());
     r->defaultGateway = text(info.default_gateway());
@@ -300,10 +300,10 @@ void fromWire(const proto::DevNetSetReq& m, SetDevNetCondition* r)
     r->param8 = info.param_8();
 }
 
-void toWire(const SetDevNetCondition& r, proto::DevNetSetReq* m)
+void toWire(const SetDevNetCondition &r, proto::DevNetSetReq *m)
 {
     writeDeviceHead(r, m);
-    proto::DevNetInfo* info = m->mutable_dev_net_info();
+    proto::DevNetInfo *info = m->mutable_dev_net_info();
     info->set_ip(utf8(r.ip));
     info->set_sub_net_mask(utf8(r.subNetMask));
     info->set_default_gateway(utf8(r.defaultGateway));
@@ -314,7 +314,7 @@ void toWire(const SetDevNetCondition& r, proto::DevNetSetReq* m)
     info->set_param_8(r.param8);
 }
 
-void fromWire(const proto::SearchVideoRecordingsReq& m, RecsSearchCondition* r)
+void fromWire(const proto::SearchVideoRecordingsReq &m, RecsSearchCondition *r)
 {
     readChannelHead(m, r);
     r->param3 = m.param_3();
@@ -323,7 +323,7 @@ void fromWire(const proto::SearchVideoRecordingsReq& m, RecsSearchCondition* r)
     r->endTime = dateTime(m.end_time());
 }
 
-void toWire(const RecsSearchCondition& r, proto::SearchVideoRecordingsReq* m)
+void toWire(const RecsSearchCondition &r, proto::SearchVideoRecordingsReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(r.param3);
@@ -332,19 +332,19 @@ void toWire(const RecsSearchCondition& r, proto::SearchVideoRecordingsReq* m)
     m->set_end_time(dateTimeText(r.endTime));
 }
 
-void fromWire(const proto::GetRtspUrlReq& m, GetRtspUrlCondition* r)
+void fromWire(const proto::GetRtspUrlReq &m, GetRtspUrlCondition *r)
 {
     readChannelHead(m, r);
     r->streamType = m.param_3();
 }
 
-void toWire(const GetRtspUrlCondition& r, proto::GetRtspUrlReq* m)
+void toWire(const GetRtspUrlCondition &r, proto::GetRtspUrlReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(r.streamType);
 }
 
-void fromWire(const proto::PTZCtrlReq& m, PTZCtrlCondition* r)
+void fromWire(const proto::PTZCtrlReq &m, PTZCtrlCondition *r)
 {
     readChannelHead(m, r);
     r->operation = m.param_3();
@@ -353,7 +353,7 @@ void fromWire(const proto::PTZCtrlReq& m, PTZCtrlCondition* r)
     r->param6 = static_cast<int>(m.param_6());
 }
 
-void toWire(const PTZCtrlCondition& r, proto::PTZCtrlReq* m)
+void toWire(const PTZCtrlCondition &r, proto::PTZCtrlReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(r.operation);
@@ -362,10 +362,10 @@ void toWire(const PTZCtrlCondition& r, proto::PTZCtrlReq* m)
     m->set_param_6(static_cast<uint32_t>(r.param6));
 }
 
-void fromWire(const proto::ChannelReq& m, ChannelCondition* r) { readChannelHead(m, r); }
-void toWire(const ChannelCondition& r, proto::ChannelReq* m) { writeChannelHead(r, m); }
+void fromWire(const proto::ChannelReq &m, ChannelCondition *r) { readChannelHead(m, r); }
+void toWire(const ChannelCondition &r, proto::ChannelReq *m) { writeChannelHead(r, m); }
 
-void fromWire(const proto::PresetOperReq& m, PresetOperCondition* r)
+void fromWire(const proto::PresetOperReq &m, PresetOperCondition *r)
 {
     readChannelHead(m, r);
     r->presetNumber = static_cast<int>(m.param_3());
@@ -373,7 +373,7 @@ void fromWire(const proto::PresetOperReq& m, PresetOperCondition* r)
     r->oper = m.param_5();
 }
 
-void toWire(const PresetOperCondition& r, proto::PresetOperReq* m)
+void toWire(const PresetOperCondition &r, proto::PresetOperReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(static_cast<uint32_t>(r.presetNumber));
@@ -382,21 +382,21 @@ void toWire(const PresetOperCondition& r, proto::PresetOperReq* m)
 }
 
 // The record has two ints; param_5 of the wire has no counterpart.
-void fromWire(const proto::PatrolOperReq& m, PatrolOperCondition* r)
+void fromWire(const proto::PatrolOperReq &m, PatrolOperCondition *r)
 {
     readChannelHead(m, r);
     r->param3 = m.param_3();
     r->param4 = m.param_4();
 }
 
-void toWire(const PatrolOperCondition& r, proto::PatrolOperReq* m)
+void toWire(const PatrolOperCondition &r, proto::PatrolOperReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(r.param3);
     m->set_param_4(r.param4);
 }
 
-void fromWire(const proto::PatrolPresetOperReq& m, PatrolPresetOperCondition* r)
+void fromWire(const proto::PatrolPresetOperReq &m, PatrolPresetOperCondition *r)
 {
     readChannelHead(m, r);
     r->param3 = m.param_3();
@@ -405,7 +405,7 @@ void fromWire(const proto::PatrolPresetOperReq& m, PatrolPresetOperCondition* r)
     r->param6 = m.param_6();
 }
 
-void toWire(const PatrolPresetOperCondition& r, proto::PatrolPresetOperReq* m)
+void toWire(const PatrolPresetOperCondition &r, proto::PatrolPresetOperReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(r.param3);
@@ -414,57 +414,57 @@ void toWire(const PatrolPresetOperCondition& r, proto::PatrolPresetOperReq* m)
     m->set_param_6(r.param6);
 }
 
-void fromWire(const proto::SetPatrolPresetsReq::PresetInfo& m, PatrolPresetEntry* r)
+void fromWire(const proto::SetPatrolPresetsReq::PresetInfo &m, PatrolPresetEntry *r)
 {
     r->presetNumber = static_cast<int>(m.param_1());
     r->stayTime = static_cast<int>(m.param_2());
 }
 
-void toWire(const PatrolPresetEntry& r, proto::SetPatrolPresetsReq::PresetInfo* m)
+void toWire(const PatrolPresetEntry &r, proto::SetPatrolPresetsReq::PresetInfo *m)
 {
     m->set_param_1(static_cast<uint32_t>(r.presetNumber));
     m->set_param_2(static_cast<uint32_t>(r.stayTime));
 }
 
-void fromWire(const proto::SetPatrolPresetsReq& m, SetPatrolPresetsCondition* r)
+void fromWire(const proto::SetPatrolPresetsReq &m, SetPatrolPresetsCondition *r)
 {
     readChannelHead(m, r);
     r->param3 = m.param_3();
     r->presets = listFromWire<PatrolPresetEntry>(m.presets());
 }
 
-void toWire(const SetPatrolPresetsCondition& r, proto::SetPatrolPresetsReq* m)
+void toWire(const SetPatrolPresetsCondition &r, proto::SetPatrolPresetsReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(r.param3);
     listToWire(r.presets, m->mutable_presets());
 }
 
-void fromWire(const proto::SetOSDReq& m, SetOSDCondition* r)
+void fromWire(const proto::SetOSDReq &m, SetOSDCondition *r)
 {
     readChannelHead(m, r);
     r->osd = text(m.osd());
 }
 
-void toWire(const SetOSDCondition& r, proto::SetOSDReq* m)
+void toWire(const SetOSDCondition &r, proto::SetOSDReq *m)
 {
     writeChannelHead(r, m);
     m->set_osd(utf8(r.osd));
 }
 
-void fromWire(const proto::ModifyDevNameReq& m, ModifyDevNameCondition* r)
+void fromWire(const proto::ModifyDevNameReq &m, ModifyDevNameCondition *r)
 {
     readDeviceHead(m, r);
     r->devName = text(m.dev_name());
 }
 
-void toWire(const ModifyDevNameCondition& r, proto::ModifyDevNameReq* m)
+void toWire(const ModifyDevNameCondition &r, proto::ModifyDevNameReq *m)
 {
     writeDeviceHead(r, m);
     m->set_dev_name(utf8(r.devName));
 }
 
-void fromWire(const proto::DevUpgradeReq& m, DevUpgradeCondtition* r)
+void fromWire(const proto::DevUpgradeReq &m, DevUpgradeCondtition *r)
 {
     readDeviceHead(m, r);
     r->mode = text(m.mode());
@@ -474,7 +474,7 @@ void fromWire(const proto::DevUpgradeReq& m, DevUpgradeCondtition* r)
     r->verFile = text(m.ver_file());
 }
 
-void toWire(const DevUpgradeCondtition& r, proto::DevUpgradeReq* m)
+void toWire(const DevUpgradeCondtition &r, proto::DevUpgradeReq *m)
 {
     writeDeviceHead(r, m);
     m->set_mode(utf8(r.mode));
@@ -484,7 +484,7 @@ void toWire(const DevUpgradeCondtition& r, proto::DevUpgradeReq* m)
     m->set_ver_file(utf8(r.verFile));
 }
 
-void fromWire(const proto::ModifyDevAccountReq& m, ModifyDevAccountCondition* r)
+void fromWire(const proto::ModifyDevAccountReq &m, ModifyDevAccountCondition *r)
 {
     readDeviceHead(m, r);
     r->account = text(m.account());
@@ -493,7 +493,7 @@ void fromWire(const proto::ModifyDevAccountReq& m, ModifyDevAccountCondition* r)
     r->level = text(m.level());
 }
 
-void toWire(const ModifyDevAccountCondition& r, proto::ModifyDevAccountReq* m)
+void toWire(const ModifyDevAccountCondition &r, proto::ModifyDevAccountReq *m)
 {
     writeDeviceHead(r, m);
     m->set_account(utf8(r.account));
@@ -502,7 +502,7 @@ void toWire(const ModifyDevAccountCondition& r, proto::ModifyDevAccountReq* m)
     m->set_level(utf8(r.level));
 }
 
-void fromWire(const proto::AddFaceReq& m, ModifyFaceCondition* r)
+void fromWire(const proto::AddFaceReq &m, ModifyFaceCondition *r)
 {
     readChannelHead(m, r);
     r->serialNum = text(m.serial_num());
@@ -517,7 +517,7 @@ void fromWire(const proto::AddFaceReq& m, ModifyFaceCondition* r)
     r->organizations = texts(m.organizations());
 }
 
-void toWire(const ModifyFaceCondition& r, proto::AddFaceReq* m)
+void toWire(const ModifyFaceCondition &r, proto::AddFaceReq *m)
 {
     writeChannelHead(r, m);
     m->set_serial_num(utf8(r.serialNum));
@@ -532,7 +532,7 @@ void toWire(const ModifyFaceCondition& r, proto::AddFaceReq* m)
     m->set_data_12(rawBytes(r.faceImage));
 }
 
-void fromWire(const proto::GetFacesReq& m, GetFacesCondition* r)
+void fromWire(const proto::GetFacesReq &m, GetFacesCondition *r)
 {
     readChannelHead(m, r);
     r->param3 = static_cast<int>(m.param_3());
@@ -541,7 +541,7 @@ void fromWire(const proto::GetFacesReq& m, GetFacesCondition* r)
     r->param6 = m.param_6();
 }
 
-void toWire(const GetFacesCondition& r, proto::GetFacesReq* m)
+void toWire(const GetFacesCondition &r, proto::GetFacesReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(static_cast<uint32_t>(r.param3));
@@ -550,60 +550,60 @@ void toWire(const GetFacesCondition& r, proto::GetFacesReq* m)
     m->set_param_6(r.param6 != 0);
 }
 
-void fromWire(const proto::DelFaceReq& m, DelFaceCondition* r)
+void fromWire(const proto::DelFaceReq &m, DelFaceCondition *r)
 {
     readChannelHead(m, r);
     r->param3 = m.param_3();
 }
 
-void toWire(const DelFaceCondition& r, proto::DelFaceReq* m)
+void toWire(const DelFaceCondition &r, proto::DelFaceReq *m)
 {
     writeChannelHead(r, m);
     m->set_param_3(r.param3);
 }
 
 // The record has no counterpart for param_3 and param_4 of the wire.
-void fromWire(const proto::GetFaceDetectRecordsReq& m, GetFaceDetectRecordsCondition* r)
+void fromWire(const proto::GetFaceDetectRecordsReq &m, GetFaceDetectRecordsCondition *r)
 {
     readChannelHead(m, r);
     r->beginTime = dateTime(m.begin_time());
     r->endTime = dateTime(m.end_time());
 }
 
-void toWire(const GetFaceDetectRecordsCondition& r, proto::GetFaceDetectRecordsReq* m)
+void toWire(const GetFaceDetectRecordsCondition &r, proto::GetFaceDetectRecordsReq *m)
 {
     writeChannelHead(r, m);
     m->set_begin_time(dateTimeText(r.beginTime));
     m->set_end_time(dateTimeText(r.endTime));
 }
 
-void fromWire(const proto::TalkOperReq& m, TalkOperCondition* r) { readTalk(m, r); }
-void toWire(const TalkOperCondition& r, proto::TalkOperReq* m) { writeTalk(r, m); }
-void fromWire(const proto::TalkOperReq& m, SpeakOperCondition* r) { readTalk(m, r); }
-void toWire(const SpeakOperCondition& r, proto::TalkOperReq* m) { writeTalk(r, m); }
+void fromWire(const proto::TalkOperReq &m, TalkOperCondition *r) { readTalk(m, r); }
+void toWire(const TalkOperCondition &r, proto::TalkOperReq *m) { writeTalk(r, m); }
+void fromWire(const proto::TalkOperReq &m, SpeakOperCondition *r) { readTalk(m, r); }
+void toWire(const SpeakOperCondition &r, proto::TalkOperReq *m) { writeTalk(r, m); }
 
-void fromWire(const proto::UploadFileReq& m, UploadFileCondition* r)
+void fromWire(const proto::UploadFileReq &m, UploadFileCondition *r)
 {
     readDeviceHead(m, r);
     r->fileName = text(m.file_name());
     r->purpose = text(m.purpose());
 }
 
-void toWire(const UploadFileCondition& r, proto::UploadFileReq* m)
+void toWire(const UploadFileCondition &r, proto::UploadFileReq *m)
 {
     writeDeviceHead(r, m);
     m->set_file_name(utf8(r.fileName));
     m->set_purpose(utf8(r.purpose));
 }
 
-void fromWire(const proto::DownloadFileReq& m, DownloadFileCondition* r)
+void fromWire(const proto::DownloadFileReq &m, DownloadFileCondition *r)
 {
     readDeviceHead(m, r);
     r->srcFileName = text(m.src_file_name());
     r->desFileName = text(m.des_file_name());
 }
 
-void toWire(const DownloadFileCondition& r, proto::DownloadFileReq* m)
+void toWire(const DownloadFileCondition &r, proto::DownloadFileReq *m)
 {
     writeDeviceHead(r, m);
     m->set_src_file_name(utf8(r.srcFileName));
@@ -612,19 +612,19 @@ void toWire(const DownloadFileCondition& r, proto::DownloadFileReq* m)
 
 // ---- Stream conditions ----
 
-void fromWire(const proto::LiveVideoConnReq& m, LiveVideoConnCondition* r)
+void fromWire(const proto::LiveVideoConnReq &m, LiveVideoConnCondition *r)
 {
     readChannel(m, &r->devId, &r->channel);
     r->streamType = m.param_2();
 }
 
-void toWire(const LiveVideoConnCondition& r, proto::LiveVideoConnReq* m)
+void toWire(const LiveVideoConnCondition &r, proto::LiveVideoConnReq *m)
 {
     writeChannel(r.devId, r.channel, m);
     m->set_param_2(r.streamType);
 }
 
-void fromWire(const proto::PlaybackByFileReq& m, PlaybackByFileCondition* r)
+void fromWire(const proto::PlaybackByFileReq &m, PlaybackByFileCondition *r)
 {
     readChannel(m, &r->devId, &r->channel);
     r->fileName = text(m.file_name());
@@ -632,7 +632,7 @@ void fromWire(const proto::PlaybackByFileReq& m, PlaybackByFileCondition* r)
     r->param4 = m.param_4();
 }
 
-void toWire(const PlaybackByFileCondition& r, proto::PlaybackByFileReq* m)
+void toWire(const PlaybackByFileCondition &r, proto::PlaybackByFileReq *m)
 {
     writeChannel(r.devId, r.channel, m);
     m->set_file_name(utf8(r.fileName));
@@ -640,14 +640,14 @@ void toWire(const PlaybackByFileCondition& r, proto::PlaybackByFileReq* m)
     m->set_param_4(r.param4);
 }
 
-void fromWire(const proto::PlaybackByTimeReq& m, PlaybackByTimeCondition* r)
+void fromWire(const proto::PlaybackByTimeReq &m, PlaybackByTimeCondition *r)
 {
     readChannel(m, &r->devId, &r->channel);
     r->startTime = dateTime(m.start_time());
     r->param3 = m.param_3();
 }
 
-void toWire(const PlaybackByTimeCondition& r, proto::PlaybackByTimeReq* m)
+void toWire(const PlaybackByTimeCondition &r, proto::PlaybackByTimeReq *m)
 {
     writeChannel(r.devId, r.channel, m);
     m->set_start_time(dateTimeText(r.startTime));
@@ -656,7 +656,7 @@ void toWire(const PlaybackByTimeCondition& r, proto::PlaybackByTimeReq* m)
 
 // ---- Results and events ----
 
-void fromWire(const proto::DevInfo& m, DevInfo* r)
+void fromWire(const proto::DevInfo &m, DevInfo *r)
 {
     r->id = text(m.id());
     r->name = text(m.name());
@@ -678,7 +678,7 @@ void fromWire(const proto::DevInfo& m, DevInfo* r)
     r->param18 = m.param_18();
 }
 
-void toWire(const DevInfo& r, proto::DevInfo* m)
+void toWire(const DevInfo &r, proto::DevInfo *m)
 {
     m->set_id(utf8(r.id));
     m->set_name(utf8(r.name));
@@ -700,7 +700,7 @@ void toWire(const DevInfo& r, proto::DevInfo* m)
     m->set_param_18(r.param18);
 }
 
-void fromWire(const proto::AiAbilityInfo& m, AiAbilityInfo* r)
+void fromWire(const proto::AiAbilityInfo &m, AiAbilityInfo *r)
 {
     r->package = text(m.package());
     r->param2 = m.param_2();
@@ -709,7 +709,7 @@ void fromWire(const proto::AiAbilityInfo& m, AiAbilityInfo* r)
     r->param5 = m.param_5();
 }
 
-void toWire(const AiAbilityInfo& r, proto::AiAbilityInfo* m)
+void toWire(const AiAbilityInfo &r, proto::AiAbilityInfo *m)
 {
     m->set_package(utf8(r.package));
     m->set_param_2(r.param2);
@@ -718,21 +718,21 @@ void toWire(const AiAbilityInfo& r, proto::AiAbilityInfo* m)
     m->set_param_5(r.param5);
 }
 
-void fromWire(const AbilityMap& m, QMap<int, AiAbilityInfo>* r)
+void fromWire(const AbilityMap &m, QMap<int, AiAbilityInfo> *r)
 {
     r->clear();
-    for (const auto& entry : m)
+    for (const auto &entry : m)
         fromWire(entry.second, &(*r)[entry.first]);
 }
 
-void toWire(const QMap<int, AiAbilityInfo>& r, AbilityMap* m)
+void toWire(const QMap<int, AiAbilityInfo> &r, AbilityMap *m)
 {
     m->clear();
     for (auto it = r.cbegin(); it != r.cend(); ++it)
         toWire(it.value(), &(*m)[it.key()]);
 }
 
-void fromWire(const proto::DevInfoFromDgw& m, DevInfoFromDgw* r)
+void fromWire(const proto::DevInfoFromDgw &m, DevInfoFromDgw *r)
 {
     r->id = text(m.id());
     r->sn = text(m.sn());
@@ -749,7 +749,7 @@ void fromWire(const proto::DevInfoFromDgw& m, DevInfoFromDgw* r)
     fromWire(m.ability_details(), &r->abilityDetails);
 }
 
-void toWire(const DevInfoFromDgw& r, proto::DevInfoFromDgw* m)
+void toWire(const DevInfoFromDgw &r, proto::DevInfoFromDgw *m)
 {
     m->set_id(utf8(r.id));
     m->set_sn(utf8(r.sn));
@@ -766,7 +766,7 @@ void toWire(const DevInfoFromDgw& r, proto::DevInfoFromDgw* m)
     toWire(r.abilityDetails, m->mutable_ability_details());
 }
 
-void fromWire(const proto::DevChannInfo& m, DevChannelInfo* r)
+void fromWire(const proto::DevChannInfo &m, DevChannelInfo *r)
 {
     readChannel(m, &r->devId, &r->channel);
     r->osd = text(m.osd());
@@ -782,7 +782,7 @@ void fromWire(const proto::DevChannInfo& m, DevChannelInfo* r)
     fromWire(m.ability_details(), &r->abilityDetails);
 }
 
-void toWire(const DevChannelInfo& r, proto::DevChannInfo* m)
+void toWire(const DevChannelInfo &r, proto::DevChannInfo *m)
 {
     writeChannel(r.devId, r.channel, m);
     m->set_osd(utf8(r.osd));
@@ -798,7 +798,7 @@ void toWire(const DevChannelInfo& r, proto::DevChannInfo* m)
     toWire(r.abilityDetails, m->mutable_ability_details());
 }
 
-void fromWire(const proto::DevNetInfo& m, DevNetInfo* r)
+void fromWire(const proto::DevNetInfo &m, DevNetInfo *r)
 {
     r->ip = text(m.ip());
     r->subNetMask = text(m.sub_net_mask());
@@ -810,7 +810,7 @@ void fromWire(const proto::DevNetInfo& m, DevNetInfo* r)
     r->param8 = m.param_8();
 }
 
-void toWire(const DevNetInfo& r, proto::DevNetInfo* m)
+void toWire(const DevNetInfo &r, proto::DevNetInfo *m)
 {
     m->set_ip(utf8(r.ip));
     m->set_sub_net_mask(utf8(r.subNetMask));
@@ -822,7 +822,7 @@ void toWire(const DevNetInfo& r, proto::DevNetInfo* m)
     m->set_param_8(r.param8);
 }
 
-void fromWire(const proto::DevPlatformInfo& m, DevPlatformInfo* r)
+void fromWire(const proto::DevPlatformInfo &m, DevPlatformInfo *r)
 {
     r->param1 = m.param_1();
     r->platformAddr = text(m.platform_addr());
@@ -831,7 +831,7 @@ void fromWire(const proto::DevPlatformInfo& m, DevPlatformInfo* r)
     r->param5 = m.param_5();
 }
 
-void toWire(const DevPlatformInfo& r, proto::DevPlatformInfo* m)
+void toWire(const DevPlatformInfo &r, proto::DevPlatformInfo *m)
 {
     m->set_param_1(r.param1);
     m->set_platform_addr(utf8(r.platformAddr));
@@ -840,7 +840,7 @@ void toWire(const DevPlatformInfo& r, proto::DevPlatformInfo* m)
     m->set_param_5(r.param5);
 }
 
-void fromWire(const proto::DevPlatformInfo_tav& m, DevPlatform_tavInfo* r)
+void fromWire(const proto::DevPlatformInfo_tav &m, DevPlatform_tavInfo *r)
 {
     r->param1 = m.param_1();
     r->param2 = m.param_2();
@@ -849,7 +849,7 @@ void fromWire(const proto::DevPlatformInfo_tav& m, DevPlatform_tavInfo* r)
     r->businessServer = text(m.bussiness_server());
 }
 
-void toWire(const DevPlatform_tavInfo& r, proto::DevPlatformInfo_tav* m)
+void toWire(const DevPlatform_tavInfo &r, proto::DevPlatformInfo_tav *m)
 {
     m->set_param_1(r.param1);
     m->set_param_2(r.param2);
@@ -858,19 +858,19 @@ void toWire(const DevPlatform_tavInfo& r, proto::DevPlatformInfo_tav* m)
     m->set_bussiness_server(utf8(r.businessServer));
 }
 
-void fromWire(const proto::DevTempUserCode& m, DevTempUserCode* r)
+void fromWire(const proto::DevTempUserCode &m, DevTempUserCode *r)
 {
     r->sn = text(m.sn());
     r->code = text(m.code());
 }
 
-void toWire(const DevTempUserCode& r, proto::DevTempUserCode* m)
+void toWire(const DevTempUserCode &r, proto::DevTempUserCode *m)
 {
     m->set_sn(utf8(r.sn));
     m->set_code(utf8(r.code));
 }
 
-void fromWire(const proto::VideoRecInfo& m, VideoRecInfo* r)
+void fromWire(const proto::VideoRecInfo &m, VideoRecInfo *r)
 {
     r->begin = dateTime(m.begin_time());
     r->end = dateTime(m.end_time());
@@ -879,7 +879,7 @@ void fromWire(const proto::VideoRecInfo& m, VideoRecInfo* r)
     r->param5 = m.param_5();
 }
 
-void toWire(const VideoRecInfo& r, proto::VideoRecInfo* m)
+void toWire(const VideoRecInfo &r, proto::VideoRecInfo *m)
 {
     m->set_begin_time(dateTimeText(r.begin));
     m->set_end_time(dateTimeText(r.end));
@@ -888,33 +888,33 @@ void toWire(const VideoRecInfo& r, proto::VideoRecInfo* m)
     m->set_param_5(r.param5);
 }
 
-void fromWire(const proto::PresetInfo& m, PresetInfo* r)
+void fromWire(const proto::PresetInfo &m, PresetInfo *r)
 {
     r->number = static_cast<int>(m.param_1());
     r->name = text(m.preset_name());
 }
 
-void toWire(const PresetInfo& r, proto::PresetInfo* m)
+void toWire(const PresetInfo &r, proto::PresetInfo *m)
 {
     m->set_param_1(static_cast<uint32_t>(r.number));
     m->set_preset_name(utf8(r.name));
 }
 
-void fromWire(const proto::PatrolPresetInfo& m, PatrolPresetInfo* r)
+void fromWire(const proto::PatrolPresetInfo &m, PatrolPresetInfo *r)
 {
     fromWire(m.preset(), &r->preset);
     r->param2 = m.param_2();
     r->param3 = m.param_3();
 }
 
-void toWire(const PatrolPresetInfo& r, proto::PatrolPresetInfo* m)
+void toWire(const PatrolPresetInfo &r, proto::PatrolPresetInfo *m)
 {
     toWire(r.preset, m->mutable_preset());
     m->set_param_2(r.param2);
     m->set_param_3(r.param3);
 }
 
-void fromWire(const proto::PatrolInfo& m, PatrolInfo* r)
+void fromWire(const proto::PatrolInfo &m, PatrolInfo *r)
 {
     r->number = m.param_1();
     r->presets = listFromWire<PatrolPresetInfo>(m.presets());
@@ -922,7 +922,7 @@ void fromWire(const proto::PatrolInfo& m, PatrolInfo* r)
     r->param4 = m.param_4();
 }
 
-void toWire(const PatrolInfo& r, proto::PatrolInfo* m)
+void toWire(const PatrolInfo &r, proto::PatrolInfo *m)
 {
     m->set_param_1(r.number);
     listToWire(r.presets, m->mutable_presets());
@@ -930,7 +930,7 @@ void toWire(const PatrolInfo& r, proto::PatrolInfo* m)
     m->set_param_4(r.param4);
 }
 
-void fromWire(const proto::FaceInfo& m, FaceInfo* r)
+void fromWire(const proto::FaceInfo &m, FaceInfo *r)
 {
     r->param1 = m.param_1();
     r->serialNum = text(m.serial_num());
@@ -945,7 +945,7 @@ void fromWire(const proto::FaceInfo& m, FaceInfo* r)
     r->organizations = texts(m.organizations());
 }
 
-void toWire(const FaceInfo& r, proto::FaceInfo* m)
+void toWire(const FaceInfo &r, proto::FaceInfo *m)
 {
     m->set_param_1(r.param1);
     m->set_serial_num(utf8(r.serialNum));
@@ -960,7 +960,7 @@ void toWire(const FaceInfo& r, proto::FaceInfo* m)
     setTexts(r.organizations, m->mutable_organizations());
 }
 
-void fromWire(const proto::FaceDetectRecordInfo& m, FaceDetectRecordInfo* r)
+void fromWire(const proto::FaceDetectRecordInfo &m, FaceDetectRecordInfo *r)
 {
     r->serialNum = text(m.serial_num());
     r->name = text(m.name());
@@ -977,7 +977,7 @@ void fromWire(const proto::FaceDetectRecordInfo& m, FaceDetectRecordInfo* r)
     r->data13 = bytes(m.data_13());
 }
 
-void toWire(const FaceDetectRecordInfo& r, proto::FaceDetectRecordInfo* m)
+void toWire(const FaceDetectRecordInfo &r, proto::FaceDetectRecordInfo *m)
 {
     m->set_serial_num(utf8(r.serialNum));
     m->set_name(utf8(r.name));
@@ -994,21 +994,21 @@ void toWire(const FaceDetectRecordInfo& r, proto::FaceDetectRecordInfo* m)
     m->set_data_13(rawBytes(r.data13));
 }
 
-void fromWire(const proto::FaceCountInfo& m, FaceCountInfo* r)
+void fromWire(const proto::FaceCountInfo &m, FaceCountInfo *r)
 {
     r->param2 = m.param_2();
     r->param3 = m.param_3();
     r->param4 = m.param_4();
 }
 
-void toWire(const FaceCountInfo& r, proto::FaceCountInfo* m)
+void toWire(const FaceCountInfo &r, proto::FaceCountInfo *m)
 {
     m->set_param_2(r.param2);
     m->set_param_3(r.param3);
     m->set_param_4(r.param4);
 }
 
-void fromWire(const proto::AlarmInfo& m, AlarmInfo* r)
+void fromWire(const proto::AlarmInfo &m, AlarmInfo *r)
 {
     r->alarmId = text(m.alarm_id());
     fromWire(m.channel_id(), &r->channel);
@@ -1022,7 +1022,7 @@ void fromWire(const proto::AlarmInfo& m, AlarmInfo* r)
     r->data10 = bytes(m.data_10());
 }
 
-void toWire(const AlarmInfo& r, proto::AlarmInfo* m)
+void toWire(const AlarmInfo &r, proto::AlarmInfo *m)
 {
     m->set_alarm_id(utf8(r.alarmId));
     toWire(r.channel, m->mutable_channel_id());
@@ -1036,7 +1036,7 @@ void toWire(const AlarmInfo& r, proto::AlarmInfo* m)
     m->set_data_10(rawBytes(r.data10));
 }
 
-void fromWire(const proto::DevUpgradeRes& m, DevUpgradeInfo* r)
+void fromWire(const proto::DevUpgradeRes &m, DevUpgradeInfo *r)
 {
     r->param3 = m.param_3();
     r->newVersionName = text(m.new_version_name());
@@ -1045,7 +1045,7 @@ void fromWire(const proto::DevUpgradeRes& m, DevUpgradeInfo* r)
     r->param7 = m.param_7();
 }
 
-void toWire(const DevUpgradeInfo& r, proto::DevUpgradeRes* m)
+void toWire(const DevUpgradeInfo &r, proto::DevUpgradeRes *m)
 {
     m->set_param_3(r.param3);
     m->set_new_version_name(utf8(r.newVersionName));
@@ -1054,14 +1054,14 @@ void toWire(const DevUpgradeInfo& r, proto::DevUpgradeRes* m)
     m->set_param_7(r.param7);
 }
 
-void fromWire(const proto::FileTransferProgress& m, FileTransferProgress* r)
+void fromWire(const proto::FileTransferProgress &m, FileTransferProgress *r)
 {
     r->requestId = text(m.request_id());
     r->param2 = m.param_2();
     r->param3 = m.param_3();
 }
 
-void toWire(const FileTransferProgress& r, proto::FileTransferProgress* m)
+void toWire(const FileTransferProgress &r, proto::FileTransferProgress *m)
 {
     m->set_request_id(utf8(r.requestId));
     m->set_param_2(r.param2);

@@ -68,37 +68,16 @@ qint64 intFromEnv(const char *name, qint64 fallback, qint64 minimum)
 #ifdef _WIN32
 using NativePath = std::wstring;
 
-NativePath toNative(const QString &path)
-{
-    return QDir::toNativeSeparators(path).toStdWString();
-}
-NativePath numbered(const NativePath &path, int n)
-{
-    return path + L"." + std::to_wstring(n);
-}
-std::FILE *openAppend(const NativePath &path)
-{
-    return _wfopen(path.c_str(), L"ab");
-}
-void removeFile(const NativePath &path)
-{
-    _wremove(path.c_str());
-}
-void renameFile(const NativePath &from, const NativePath &to)
-{
-    _wrename(from.c_str(), to.c_str());
-}
+NativePath toNative(const QString &path) { return QDir::toNativeSeparators(path).toStdWString(); }
+NativePath numbered(const NativePath &path, int n) { return path + L"." + std::to_wstring(n); }
+std::FILE *openAppend(const NativePath &path) { return _wfopen(path.c_str(), L"ab"); }
+void removeFile(const NativePath &path) { _wremove(path.c_str()); }
+void renameFile(const NativePath &from, const NativePath &to) { _wrename(from.c_str(), to.c_str()); }
 #else
 using NativePath = std::string;
 
-NativePath toNative(const QString &path)
-{
-    return QFile::encodeName(path).toStdString();
-}
-NativePath numbered(const NativePath &path, int n)
-{
-    return path + "." + std::to_string(n);
-}
+NativePath toNative(const QString &path) { return QFile::encodeName(path).toStdString(); }
+NativePath numbered(const NativePath &path, int n) { return path + "." + std::to_string(n); }
 std::FILE *openAppend(const NativePath &path)
 {
 #ifdef __linux__
@@ -107,14 +86,8 @@ std::FILE *openAppend(const NativePath &path)
     return std::fopen(path.c_str(), "ab");
 #endif
 }
-void removeFile(const NativePath &path)
-{
-    std::remove(path.c_str());
-}
-void renameFile(const NativePath &from, const NativePath &to)
-{
-    std::rename(from.c_str(), to.c_str());
-}
+void removeFile(const NativePath &path) { std::remove(path.c_str()); }
+void renameFile(const NativePath &from, const NativePath &to) { std::rename(from.c_str(), to.c_str()); }
 #endif
 
 // ---------------------------------------------------------------------------
@@ -247,8 +220,7 @@ private:
     std::vector<std::size_t> pendingEnds_; // end offset of every line in pending_
     // Until init the category is unknown, so lines are queued without it and
     // these remember where it goes (one entry per pending line).
-    struct EarlyLine
-    {
+    struct EarlyLine {
         std::size_t categoryPos;
         int level;
     };
@@ -553,10 +525,7 @@ void Logger::rotate()
 
 } // namespace
 
-void init_oru_log(const QString &path, const QString &category)
-{
-    Logger::instance().init(path, category);
-}
+void init_oru_log(const QString &path, const QString &category) { Logger::instance().init(path, category); }
 
 void log_info(const QString &text, const QString &tag)
 {
@@ -579,7 +548,4 @@ void log_trace(const QString &text, const QString &tag)
     Logger::instance().write(LevelTrace, text, tag);
 }
 
-void flush_oru_log()
-{
-    Logger::instance().flush();
-}
+void flush_oru_log() { Logger::instance().flush(); }

@@ -50,7 +50,10 @@ public:
             });
         });
     }
-    bool waitForFrames(int n) { return QTest::qWaitFor([&] { return frames.size() >= n; }, 3000); }
+    bool waitForFrames(int n)
+    {
+        return QTest::qWaitFor([&] { return frames.size() >= n; }, 3000);
+    }
     template <class M>
     QString requestId(int i) const
     {
@@ -107,8 +110,8 @@ private:
             p.waitForFinished(2000);
             return {-1, QString(), QStringLiteral("oru-client did not finish")};
         }
-        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, QString::fromUtf8(p.readAllStandardOutput()),
-                QString::fromUtf8(p.readAllStandardError())};
+        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
+                QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
     }
 
     static QJsonObject jsonOf(const Run &r) { return QJsonDocument::fromJson(r.out.toUtf8()).object(); }
@@ -121,15 +124,18 @@ private slots:
         env.insert(QStringLiteral("XDG_DATA_HOME"), dir.path()); // its log goes here
         sim.setProcessEnvironment(env);
         sim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        sim.start(QStringLiteral(ORU_SIM_BIN), {QStringLiteral("--message-server"), messageServer, QStringLiteral("--stream-server"),
-                                               streamServer, QStringLiteral("--alarm-interval"), QStringLiteral("1"),
-                                               QStringLiteral("--fps"), QStringLiteral("20"), QStringLiteral("--quiet")});
+        sim.start(QStringLiteral(ORU_SIM_BIN),
+                  {QStringLiteral("--message-server"), messageServer, QStringLiteral("--stream-server"), streamServer,
+                   QStringLiteral("--alarm-interval"), QStringLiteral("1"), QStringLiteral("--fps"),
+                   QStringLiteral("20"), QStringLiteral("--quiet")});
         QVERIFY(sim.waitForStarted());
-        QVERIFY(QTest::qWaitFor([&] {
-            QLocalSocket probe;
-            probe.connectToServer(messageServer);
-            return probe.waitForConnected(100);
-        }, 10000));
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                QLocalSocket probe;
+                probe.connectToServer(messageServer);
+                return probe.waitForConnected(100);
+            },
+            10000));
     }
 
     // The gateway stops, cleanly, when a main client says hello then exit.
@@ -153,13 +159,17 @@ private slots:
         row("presets", "presets|--dev|cam1|--channel|1", 0, "number=1 name=Home\nnumber=2 name=Gate\n");
         row("presets as JSON", "presets|--dev|cam1|--json", 0, R"("name":"Gate","number":2)");
         row("ptz start then stop", "ptz|--dev|cam1|--op|left|--for|200", 0, "operation=2 action=2");
-        row("recordings", "recordings|--dev|cam1|--from|-3h|--to|now", 0, R"(recordings, playback by time possible\n(begin=.* fileName=cam1_ch1_\d{8}-\d{6}_600s\.mp4.*\n){5,7}$)");
-        row("rtsp of a sub stream", "rtsp|--dev|nvr1|--channel|3|--stream-type|1", 0, "^rtsp://admin@192.0.2.20:554/Streaming/Channels/302\n$");
+        row("recordings", "recordings|--dev|cam1|--from|-3h|--to|now", 0,
+            R"(recordings, playback by time possible\n(begin=.* fileName=cam1_ch1_\d{8}-\d{6}_600s\.mp4.*\n){5,7}$)");
+        row("rtsp of a sub stream", "rtsp|--dev|nvr1|--channel|3|--stream-type|1", 0,
+            "^rtsp://admin@192.0.2.20:554/Streaming/Channels/302\n$");
         row("network", "net|get|--dev|cam2", 0, "ip=192.0.2.12 subNetMask=255.255.255.0");
         row("search pushes the devices", "search", 0, "id=cam1 .*\nid=cam2 .*\nid=nvr1 .*\nid=cam3 .*status=3");
         row("channels are pushed", "channels|--dev|nvr1", 0, "(devId=nvr1 channel=\\d.*\n){4}");
-        row("common request echoed", R"(common|--dev|cam1|--json|{"probe":[1,2]})", 0, R"(\{"echo":\{"probe":\[1,2\]\},"result":0\})");
-        row("secret questions to all, matched by serial", "secret-questions|--sn|SIM-IPC-0002", 0, "Name of your first pet");
+        row("common request echoed", R"(common|--dev|cam1|--json|{"probe":[1,2]})", 0,
+            R"(\{"echo":\{"probe":\[1,2\]\},"result":0\})");
+        row("secret questions to all, matched by serial", "secret-questions|--sn|SIM-IPC-0002", 0,
+            "Name of your first pet");
         row("upgrade check", "upgrade|check|--dev|cam2", 0, "hasUpdate=1 newVersionName=V5.8.0");
         row("unknown device", "presets|--dev|nope", 1, "error 1001 \\(unknown device 'nope'\\)");
         row("channel out of range", "presets|--dev|cam1|--channel|7", 1, "error 1003");
@@ -194,7 +204,8 @@ private slots:
     // Requests change the simulated devices; later reads show it.
     void changesAreSeenByLaterReads()
     {
-        QCOMPARE(client({"preset", "add", "--dev", "cam1", "--channel", "2", "--number", "7", "--name", "Probe"}).code, 0);
+        QCOMPARE(client({"preset", "add", "--dev", "cam1", "--channel", "2", "--number", "7", "--name", "Probe"}).code,
+                 0);
         QVERIFY(client({"presets", "--dev", "cam1", "--channel", "2"}).out.contains("number=7 name=Probe"));
         QCOMPARE(client({"preset", "delete", "--dev", "cam1", "--channel", "2", "--number", "7"}).code, 0);
         QVERIFY(!client({"presets", "--dev", "cam1", "--channel", "2"}).out.contains("Probe"));
@@ -202,7 +213,8 @@ private slots:
 
         QCOMPARE(client({"rename", "--dev", "nvr1", "--name", "Back office"}).code, 0);
         QVERIFY(client({"search"}).out.contains(R"(id=nvr1 name="Back office")"));
-        QCOMPARE(client({"net", "set", "--dev", "cam2", "--ip", "192.0.2.77"}).out, QString("devId=cam2 devIp=192.0.2.77\n"));
+        QCOMPARE(client({"net", "set", "--dev", "cam2", "--ip", "192.0.2.77"}).out,
+                 QString("devId=cam2 devIp=192.0.2.77\n"));
         QVERIFY(client({"net", "get", "--dev", "cam2"}).out.startsWith("ip=192.0.2.77 "));
     }
 
@@ -233,7 +245,8 @@ private slots:
 
     void playbackHonoursSkip()
     {
-        const Run r = client({"playback", "--dev", "cam1", "--seconds", "2", "--skip-to", "420", "--skip-after", "1", "--json"});
+        const Run r =
+            client({"playback", "--dev", "cam1", "--seconds", "2", "--skip-to", "420", "--skip-after", "1", "--json"});
         QCOMPARE(r.code, 0);
         const QJsonObject stats = jsonOf(r);
         QVERIFY(stats.value("frames").toInt() > 0);
@@ -252,13 +265,15 @@ private slots:
     {
         const Run r = client({"presets", "--dev", "cam1", "--server", "oru_cli_test_nobody_" + id}, false);
         QCOMPARE(r.code, 3);
-        QCOMPARE(r.err, QStringLiteral("oru-client presets: no gateway listening on 'oru_cli_test_nobody_%1'\n").arg(id));
+        QCOMPARE(r.err,
+                 QStringLiteral("oru-client presets: no gateway listening on 'oru_cli_test_nobody_%1'\n").arg(id));
     }
 
     void silentGatewayTimesOut()
     {
         FakeGateway fake(QStringLiteral("oru_cli_test_silent_") + id);
-        const Run r = client({"presets", "--dev", "cam1", "--server", fake.server.serverName(), "--timeout", "300"}, false);
+        const Run r =
+            client({"presets", "--dev", "cam1", "--server", fake.server.serverName(), "--timeout", "300"}, false);
         QCOMPARE(r.code, 4);
         QCOMPARE(r.err, QStringLiteral("oru-client presets: get presets: no answer within 300 ms\n"));
     }
@@ -318,9 +333,11 @@ private slots:
         QString seenLater; // then() on a call that has not finished yet
         first.then(this, [&](const oru_client::Reply<PresetList> &r) { seenLater = r.value().value(0).name; });
         QVERIFY(fake.waitForFrames(2));
-        const QString id1 = fake.requestId<oru_sdk_proto::ChannelReq>(0), id2 = fake.requestId<oru_sdk_proto::ChannelReq>(1);
+        const QString id1 = fake.requestId<oru_sdk_proto::ChannelReq>(0),
+                      id2 = fake.requestId<oru_sdk_proto::ChannelReq>(1);
         QVERIFY(id1 != id2);
-        fake.send(MessageType::GetPresetsRes, presetsAnswer(QStringLiteral("somebody-else"), QStringLiteral("stranger")));
+        fake.send(MessageType::GetPresetsRes,
+                  presetsAnswer(QStringLiteral("somebody-else"), QStringLiteral("stranger")));
         fake.send(MessageType::GetPresetsRes, presetsAnswer(id2, QStringLiteral("second")));
         QVERIFY(second.wait(3000));
         QVERIFY(!first.isFinished());

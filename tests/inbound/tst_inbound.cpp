@@ -172,8 +172,14 @@ const HostAnswer kAnswers[] = {
     {94, 95, [](const Response &r) { talk_oper_res(r); }},
     {96, 97, [](const Response &r) { speak_oper_res(r); }},
     {100, 101, [](const Response &r) { common_res(r.requestId, "{}"); }},
-    {111, 113, [](const Response &r) { push_file_transfer_progress(FileTransferProgress{r.requestId, 1, 2}); }},
-    {112, 113, [](const Response &r) { push_file_transfer_progress(FileTransferProgress{r.requestId, 1, 2}); }},
+    {111, 113,
+     [](const Response &r) {
+         push_file_transfer_progress(FileTransferProgress{r.requestId, 1, 2});
+     }},
+    {112, 113,
+     [](const Response &r) {
+         push_file_transfer_progress(FileTransferProgress{r.requestId, 1, 2});
+     }},
 };
 
 // Answers a request with the given id; returns the code of the answer frame,

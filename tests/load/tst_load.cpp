@@ -135,7 +135,10 @@ class HostThreads
 public:
     ~HostThreads() { join(); }
     template <typename Run>
-    void start(Run run) { threads.emplace_back(run); }
+    void start(Run run)
+    {
+        threads.emplace_back(run);
+    }
     void join()
     {
         stopping = true;
@@ -160,9 +163,10 @@ Response ok(const QString &requestId)
 // Answers presets and common requests from the pool's threads.
 void answerFromPool(QObject *context, Workers *pool)
 {
-    QObject::connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, context, [pool](const ChannelCondition &c) {
-        pool->post([id = c.requestId] { get_presets_res(ok(id), {PresetInfo{7, id}}); });
-    });
+    QObject::connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, context,
+                     [pool](const ChannelCondition &c) {
+                         pool->post([id = c.requestId] { get_presets_res(ok(id), {PresetInfo{7, id}}); });
+                     });
     QObject::connect(&DgwSignals::instance(), &DgwSignals::signalCommonReq, context,
                      [pool](const ChannelId &, const QString &id, const QString &json) {
                          pool->post([id, json] { common_res(id, json); });
@@ -308,7 +312,8 @@ private slots:
         // The memory figures leave the log out: its buffers follow bursts of
         // lines, not connections, and would drown what is measured.
         const QStringList args = QCoreApplication::arguments();
-        if (args.contains(QLatin1String("connectHelloLeaveCycles")) || args.contains(QLatin1String("socketsKeptBeforeHello")))
+        if (args.contains(QLatin1String("connectHelloLeaveCycles"))
+            || args.contains(QLatin1String("socketsKeptBeforeHello")))
             qputenv("ORU_LOG_LEVEL", "off");
         oru_test::startSdk();
     }
@@ -355,7 +360,8 @@ void tst_Load::manyClientsManyRequests()
     const qint64 elapsed = clock.elapsed();
     settle(200); // a duplicate would show up now
     for (int i = 0; i < clients; ++i) {
-        const QString problem = answerProblem(connections[size_t(i)]->collectFrames(0), QStringLiteral("c%1-").arg(i), requests);
+        const QString problem =
+            answerProblem(connections[size_t(i)]->collectFrames(0), QStringLiteral("c%1-").arg(i), requests);
         QVERIFY2(problem.isEmpty(), qPrintable(problem));
     }
     qInfo("%d requests on %d connections answered by 4 threads in %lld ms", clients * requests, clients, elapsed);
@@ -439,10 +445,11 @@ void tst_Load::streamFanOut()
     QObject host;
     StreamId stream = 0;
     int opened = 0, stopped = 0;
-    connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host, [&](StreamId id, const LiveVideoConnCondition &) {
-        stream = id;
-        ++opened;
-    });
+    connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host,
+            [&](StreamId id, const LiveVideoConnCondition &) {
+                stream = id;
+                ++opened;
+            });
     connect(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream, &host, [&] { ++stopped; });
     const auto join = [](Connection *c) {
         if (!oru_test::connectStream(c))
@@ -553,8 +560,8 @@ void tst_Load::misbehavingClients()
     hugeLength.replace(0, 8, QByteArray("\x40\x00\x00\x00\x00\x00\x00\x00", 8)); // 2^62
     QByteArray hugePayload = valid;
     hugePayload.replace(9, 4, QByteArray("\xff\xff\xff\xf0", 4));
-    const QList<QByteArray> faults{garbage(64), valid.left(valid.size() / 2), hugeLength, hugePayload,
-                                   valid + valid.left(11), garbage(4096)};
+    const QList<QByteArray> faults{garbage(64), valid.left(valid.size() / 2), hugeLength,
+                                   hugePayload, valid + valid.left(11),       garbage(4096)};
 
     Connections bad;
     int misbehaved = 0;
@@ -585,15 +592,16 @@ void tst_Load::misbehavingClients()
     QVERIFY(spin([&] { return pending(clients) >= good * requests && watcher.pendingFrames() >= frames; }, 60000));
     settle(200);
     for (int i = 0; i < good; ++i) {
-        const QString problem = answerProblem(clients[size_t(i)]->collectFrames(0), QStringLiteral("g%1-").arg(i), requests);
+        const QString problem =
+            answerProblem(clients[size_t(i)]->collectFrames(0), QStringLiteral("g%1-").arg(i), requests);
         QVERIFY2(problem.isEmpty(), qPrintable(problem));
     }
     QMap<int, QList<int>> bySeq;
     QVERIFY(readStream(watcher.collectFrames(0), &bySeq));
     QCOMPARE(bySeq.value(0), upTo(frames));
     QVERIFY(main.isConnected());
-    qInfo("%d good clients, %d requests answered, %d stream frames, beside %d misbehaving clients", good, good * requests,
-          frames, misbehaved);
+    qInfo("%d good clients, %d requests answered, %d stream frames, beside %d misbehaving clients", good,
+          good * requests, frames, misbehaved);
 }
 
 // 5,000 times: a fresh connection says hello (taking the main client's role)
@@ -603,8 +611,9 @@ void tst_Load::connectHelloLeaveCycles()
     ORU_REQUIRE_OWN_PROCESS();
     const int warmUp = 300, cycles = 5000;
     QObject host;
-    connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, &host,
-            [](const ChannelCondition &c) { get_presets_res(ok(c.requestId), {PresetInfo{7, c.requestId}}); });
+    connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, &host, [](const ChannelCondition &c) {
+        get_presets_res(ok(c.requestId), {PresetInfo{7, c.requestId}});
+    });
     std::unique_ptr<Connection> previous;
     const auto cycle = [&](int i) {
         auto next = std::make_unique<Connection>();
@@ -693,8 +702,10 @@ void tst_Load::acceptFailureRecovers()
     const QString server = stream ? oru_test::startSdk().streamServer : oru_test::startSdk().messageServer;
     QObject host;
     int served = 0;
-    connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, &host,
-            [&](const ChannelCondition &c) { ++served; get_presets_res(ok(c.requestId), {PresetInfo{7, c.requestId}}); });
+    connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, &host, [&](const ChannelCondition &c) {
+        ++served;
+        get_presets_res(ok(c.requestId), {PresetInfo{7, c.requestId}});
+    });
     connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host, [&] { ++served; });
     const auto serves = [&](Connection *c) {
         const int before = served;

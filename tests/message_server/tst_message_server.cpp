@@ -81,7 +81,8 @@ void tst_MessageServer::exitBeforeHelloDoesNothing()
     QVERIFY(oru_test::connectControl(&client));
     oru_test::LogCursor cursor;
     // The exit is not acted on, and what follows it waits for the next notification.
-    client.sendRaw(oru_sdk::encodeFrame(MessageType::MainClientExit, {}) + oru_sdk::encodeFrame(MessageType::SearchDevsCmd, {}));
+    client.sendRaw(oru_sdk::encodeFrame(MessageType::MainClientExit, {})
+                   + oru_sdk::encodeFrame(MessageType::SearchDevsCmd, {}));
     QTest::qWait(200);
     QCOMPARE(searches.count(), 0);
     // The next notification reads the waiting frame along with the new one.
@@ -121,11 +122,11 @@ void tst_MessageServer::exitByDisconnect()
     main.disconnectFromServer();
     QTRY_COMPARE(exits.count(), 1);
     QTest::qWait(100);
-    QCOMPARE(cursor.lines(), (QStringList{QStringLiteral("message socket disconnected"),
-                                          QStringLiteral("main client socket exist now"),
-                                          QStringLiteral("start emit main client exit signal"),
-                                          QStringLiteral("end emit main client exit signal"),
-                                          QStringLiteral("socket disconnect from server: ") + name}));
+    QCOMPARE(cursor.lines(),
+             (QStringList{QStringLiteral("message socket disconnected"), QStringLiteral("main client socket exist now"),
+                          QStringLiteral("start emit main client exit signal"),
+                          QStringLiteral("end emit main client exit signal"),
+                          QStringLiteral("socket disconnect from server: ") + name}));
     QVERIFY(refusesConnections(oru_test::startSdk().messageServer));
     QVERIFY(refusesConnections(oru_test::startSdk().streamServer));
 
@@ -151,11 +152,12 @@ void tst_MessageServer::exitByFrame()
     // The library lets go of the socket; its late disconnect finds no main client.
     QVERIFY(main.waitForDisconnected());
     QTest::qWait(100);
-    QCOMPARE(cursor.lines(), (QStringList{QStringLiteral("main client exit message"),
-                                          QStringLiteral("start emit main client exit signal"),
-                                          QStringLiteral("end emit main client exit signal"),
-                                          QStringLiteral("socket disconnect from server: ") + name,
-                                          QStringLiteral("message socket disconnected")}));
+    QCOMPARE(
+        cursor.lines(),
+        (QStringList{QStringLiteral("main client exit message"), QStringLiteral("start emit main client exit signal"),
+                     QStringLiteral("end emit main client exit signal"),
+                     QStringLiteral("socket disconnect from server: ") + name,
+                     QStringLiteral("message socket disconnected")}));
     QCOMPARE(exits.count(), 1);
     QVERIFY(refusesConnections(oru_test::startSdk().messageServer));
     QVERIFY(refusesConnections(oru_test::startSdk().streamServer));
@@ -174,9 +176,9 @@ void tst_MessageServer::secondHelloMovesRole()
     oru_test::LogCursor cursor;
     first.disconnectFromServer();
     QTRY_COMPARE(cursor.lines().size(), 3);
-    QCOMPARE(cursor.lines(), (QStringList{QStringLiteral("message socket disconnected"),
-                                          QStringLiteral("main client socket exist now"),
-                                          QStringLiteral("socket disconnect from server: ") + firstName}));
+    QCOMPARE(cursor.lines(),
+             (QStringList{QStringLiteral("message socket disconnected"), QStringLiteral("main client socket exist now"),
+                          QStringLiteral("socket disconnect from server: ") + firstName}));
     QCOMPARE(exits.count(), 0);
     Connection late;
     QVERIFY(oru_test::connectControl(&late));

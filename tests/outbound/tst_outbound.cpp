@@ -27,8 +27,14 @@ namespace {
 QString q(const std::string &utf8) { return QString::fromStdString(utf8); }
 QByteArray b(const std::string &s) { return QByteArray::fromStdString(s); }
 std::string n(long long v) { return std::to_string(v); }
-QDateTime at(int y, int mo, int d, int h, int mi, int s, int ms) { return QDateTime(QDate(y, mo, d), QTime(h, mi, s, ms)); }
-Response R(const std::string &id, int code = 0, const std::string &text = std::string()) { return Response{q(id), code, q(text)}; }
+QDateTime at(int y, int mo, int d, int h, int mi, int s, int ms)
+{
+    return QDateTime(QDate(y, mo, d), QTime(h, mi, s, ms));
+}
+Response R(const std::string &id, int code = 0, const std::string &text = std::string())
+{
+    return Response{q(id), code, q(text)};
+}
 
 // Field values as bytes, so one QCOMPARE of two lists checks many fields and
 // names the index of the first that differs. Numbers keep their full value.
@@ -49,7 +55,10 @@ QByteArray f(T v)
         return QByteArray::number(qulonglong(v));
 }
 template <class... A>
-QByteArrayList F(const A &...a) { return {f(a)...}; }
+QByteArrayList F(const A &...a)
+{
+    return {f(a)...};
+}
 
 // Every request message carries its id in field 1; only the id matters here.
 template <class M>
@@ -71,7 +80,10 @@ M channelRequest(const std::string &id, const std::string &devId, unsigned chann
 }
 
 template <class M>
-bool parse(M *m, const QByteArray &payload) { return m->ParseFromString(payload.toStdString()); }
+bool parse(M *m, const QByteArray &payload)
+{
+    return m->ParseFromString(payload.toStdString());
+}
 
 // Spies on a DgwSignals signal given by name.
 std::unique_ptr<QSignalSpy> spyOn(const char *name)
@@ -103,17 +115,17 @@ bool connectAccepted(Connection *connection, bool hello, QString *name = nullptr
     return seen;
 }
 
-#define PARSED(Type, var)                                                                                            \
-    Type var;                                                                                                        \
+#define PARSED(Type, var)                                                                                              \
+    Type var;                                                                                                          \
     QVERIFY2(parse(&var, payload), #Type)
 
 // request_id, and an error that is there even on success (then the two bytes 0A 00 lead the payload).
-#define CHECK_ENVELOPE(m, code, text)                                                                                \
-    do {                                                                                                             \
-        QCOMPARE(F((m).has_error(), (m).request_id(), (m).error().err_code(), (m).error().err_msg()),                \
-                 F(true, id, (code), std::string(text)));                                                            \
-        if ((code) == 0)                                                                                             \
-            QVERIFY(payload.startsWith(QByteArray("\x0a\x00", 2)));                                                  \
+#define CHECK_ENVELOPE(m, code, text)                                                                                  \
+    do {                                                                                                               \
+        QCOMPARE(F((m).has_error(), (m).request_id(), (m).error().err_code(), (m).error().err_msg()),                  \
+                 F(true, id, (code), std::string(text)));                                                              \
+        if ((code) == 0)                                                                                               \
+            QVERIFY(payload.startsWith(QByteArray("\x0a\x00", 2)));                                                    \
     } while (false)
 
 // ---- Records with a distinct value in every member, and their expected wire form ----
@@ -121,9 +133,24 @@ bool connectAccepted(Connection *connection, bool hello, QString *name = nullptr
 DevInfo devInfo(int k)
 {
     const QString s = QString::number(k);
-    return DevInfo{q("dev-ü-") + s, q("Kamera Süd ") + s, q("SN") + s, 4000000000u + unsigned(k), q("10.1.0.") + s,
-                   8000u + unsigned(k), q("user") + s, q("pässwort") + s, q("V") + s, q("series") + s, -11 - k, 12 + k,
-                   3000000000u + unsigned(k), -14 * k, true, 16 + k, -17 - k, 18 * k};
+    return DevInfo{q("dev-ü-") + s,
+                   q("Kamera Süd ") + s,
+                   q("SN") + s,
+                   4000000000u + unsigned(k),
+                   q("10.1.0.") + s,
+                   8000u + unsigned(k),
+                   q("user") + s,
+                   q("pässwort") + s,
+                   q("V") + s,
+                   q("series") + s,
+                   -11 - k,
+                   12 + k,
+                   3000000000u + unsigned(k),
+                   -14 * k,
+                   true,
+                   16 + k,
+                   -17 - k,
+                   18 * k};
 }
 
 void checkDevInfo(const proto::DevInfo &m, int k)
@@ -148,16 +175,27 @@ void checkAbilities(const google::protobuf::Map<int32_t, proto::AiAbilityInfo> &
     QCOMPARE(int(m.size()), 2);
     QVERIFY(m.count(k) && m.count(-1));
     const proto::AiAbilityInfo &a = m.at(k), &minus = m.at(-1);
-    QCOMPARE(F(a.package(), a.param_2(), a.name(), a.param_4(), a.param_5()), F("pkg.ü." + n(k), -k, "face", 40 + k, true));
+    QCOMPARE(F(a.package(), a.param_2(), a.name(), a.param_4(), a.param_5()),
+             F("pkg.ü." + n(k), -k, "face", 40 + k, true));
     QCOMPARE(F(minus.package(), minus.param_2(), minus.name(), minus.param_5()), F("pkg.minus", 2, "count", false));
 }
 
 DevChannelInfo channelInfo(int k)
 {
     const QString s = QString::number(k);
-    return DevChannelInfo{q("nvr-ü-") + s, k, q("OSD Tür ") + s, 3000000000u + unsigned(k), -4 - k,
-                          q("chsn") + s, q("10.2.0.") + s, 9000u + unsigned(k), q("chuser") + s, q("chpw") + s,
-                          -10 - k, 11 + k, abilities(k)};
+    return DevChannelInfo{q("nvr-ü-") + s,
+                          k,
+                          q("OSD Tür ") + s,
+                          3000000000u + unsigned(k),
+                          -4 - k,
+                          q("chsn") + s,
+                          q("10.2.0.") + s,
+                          9000u + unsigned(k),
+                          q("chuser") + s,
+                          q("chpw") + s,
+                          -10 - k,
+                          11 + k,
+                          abilities(k)};
 }
 
 void checkChannelInfo(const proto::DevChannInfo &m, int k)
@@ -187,8 +225,16 @@ const QByteArray &bigImage()
 FaceInfo faceInfo(int k)
 {
     const QString s = QString::number(k);
-    return FaceInfo{-k, q("face-") + s, q("Jürgen ") + s, q("white"), q("http://faces/ü/") + s, 600 + k, -700 - k,
-                    kImage + char(k), at(2024, 1, 2, 3, 4, 5, k), at(2025, 12, 31, 23, 59, 58, 999),
+    return FaceInfo{-k,
+                    q("face-") + s,
+                    q("Jürgen ") + s,
+                    q("white"),
+                    q("http://faces/ü/") + s,
+                    600 + k,
+                    -700 - k,
+                    kImage + char(k),
+                    at(2024, 1, 2, 3, 4, 5, k),
+                    at(2025, 12, 31, 23, 59, 58, 999),
                     {q("Büro"), QString(), q("org") + s}};
 }
 
@@ -206,9 +252,19 @@ void checkFaceInfo(const proto::FaceInfo &m, int k)
 FaceDetectRecordInfo detectRecord(int k, double param9)
 {
     const QString s = QString::number(k);
-    return FaceDetectRecordInfo{q("det-") + s, q("Zoë ") + s, q("Firma ") + s, q("Abteilung ") + s, q("Chef ") + s,
-                                at(2023, 4, 5, 6, 7, 8, 90 + k), 4000000000u + unsigned(k), -8 - k, param9,
-                                10 + k, -11 - k, QByteArray("\0\x01\x02", 3) + char(k), QByteArray("\xff\0\xfe", 3)};
+    return FaceDetectRecordInfo{q("det-") + s,
+                                q("Zoë ") + s,
+                                q("Firma ") + s,
+                                q("Abteilung ") + s,
+                                q("Chef ") + s,
+                                at(2023, 4, 5, 6, 7, 8, 90 + k),
+                                4000000000u + unsigned(k),
+                                -8 - k,
+                                param9,
+                                10 + k,
+                                -11 - k,
+                                QByteArray("\0\x01\x02", 3) + char(k),
+                                QByteArray("\xff\0\xfe", 3)};
 }
 
 void checkDetectRecord(const proto::FaceDetectRecordInfo &m, int k, double param9)
@@ -223,7 +279,8 @@ void checkDetectRecord(const proto::FaceDetectRecordInfo &m, int k, double param
 
 DevUpgradeInfo upgradeInfo(int k)
 {
-    return DevUpgradeInfo{k * 100 + 3, q("V-ü-") + QString::number(k), true, q("phase") + QString::number(k), -k * 100 - 7};
+    return DevUpgradeInfo{k * 100 + 3, q("V-ü-") + QString::number(k), true, q("phase") + QString::number(k),
+                          -k * 100 - 7};
 }
 
 void checkUpgrade(const proto::DevUpgradeRes &m, int k)
@@ -234,9 +291,16 @@ void checkUpgrade(const proto::DevUpgradeRes &m, int k)
 
 AlarmInfo alarm(const QString &alarmId)
 {
-    return AlarmInfo{alarmId, ChannelId(q("cam-ä"), 5), ChannelId(q("cam-second"), 6), q("Auslöser"),
-                     at(2023, 7, 8, 9, 10, 11, 12), {QByteArray("\x01\0\x02", 3), QByteArray(), QByteArray("\xff\xfe")},
-                     q("motion"), -50, q("Bewegung ü"), QByteArray("\0\0\x10", 3)};
+    return AlarmInfo{alarmId,
+                     ChannelId(q("cam-ä"), 5),
+                     ChannelId(q("cam-second"), 6),
+                     q("Auslöser"),
+                     at(2023, 7, 8, 9, 10, 11, 12),
+                     {QByteArray("\x01\0\x02", 3), QByteArray(), QByteArray("\xff\xfe")},
+                     q("motion"),
+                     -50,
+                     q("Bewegung ü"),
+                     QByteArray("\0\0\x10", 3)};
 }
 
 void checkAlarmBody(const proto::AlarmInfo &m)
@@ -254,17 +318,16 @@ void checkAlarmBody(const proto::AlarmInfo &m)
 using Call = std::function<void(const std::string &id)>;
 using Check = std::function<void(const QByteArray &payload, const std::string &id)>;
 
-struct Row
-{
+struct Row {
     const char *tag;
     MessageType type;
-    const char *log;       // trace text; null when the slot logs nothing
-    MessageType request;   // the request answered; 0 for frames sent to everyone
+    const char *log;     // trace text; null when the slot logs nothing
+    MessageType request; // the request answered; 0 for frames sent to everyone
     QByteArray (*requestPayload)(const std::string &id);
     const char *requestSignal;
     Call call;
     Check check;
-    int calls = 1;         // sends to everyone may be repeated
+    int calls = 1; // sends to everyone may be repeated
 };
 
 constexpr MessageType kEveryone = MessageType(0);
@@ -274,7 +337,12 @@ template <class Req>
 Row resultRow(const char *tag, MessageType type, const char *log, MessageType request, const char *signal,
               void (*function)(const Response &), int code, const char *text)
 {
-    return Row{tag, type, log, request, &requestWithId<Req>, signal,
+    return Row{tag,
+               type,
+               log,
+               request,
+               &requestWithId<Req>,
+               signal,
                [=](const std::string &id) { function(R(id, code, text)); },
                [=](const QByteArray &payload, const std::string &id) {
                    PARSED(proto::Response, m);
@@ -309,97 +377,158 @@ const QVector<Row> &rows()
     using I = const std::string &;
     static QSet<QString> uuids;
     static const QVector<Row> all{
-        resultRow<proto::InitDgwReq>("2 init_dgw_res", T::InitDgwRes, "init dgw res", T::InitDgwReq, "signalInitDgwReq", &init_dgw_res, 0, ""),
+        resultRow<proto::InitDgwReq>("2 init_dgw_res", T::InitDgwRes, "init dgw res", T::InitDgwReq, "signalInitDgwReq",
+                                     &init_dgw_res, 0, ""),
         {"18 activate_dev_res", T::ActivateDevRes, "server response activate device", kEveryone, nullptr, nullptr,
-         [](I) { activate_dev_res(q("SN-ä-18"), -1801); },
-         push<proto::ActivateDevRes>([](const auto &m, I) { QCOMPARE(F(m.dev_sn(), m.err_code()), F("SN-ä-18", -1801)); })},
-        {"21 get_dev_net_res", T::GetDevNetRes, "server response client get device net req", T::GetDevNetReq, &requestWithId<proto::DevNetGetReq>, "signalGetDevNetReq",
-         [](I id) { get_dev_net_res(R(id, 2101, "Netz kaputt ü"), DevNetInfo{q("10.0.21.1"), q("255.255.240.0"), q("10.0.0.254"), q("8.8.4.4"), true, 6, -7, 8}); },
-         expect<proto::DevNetGetRes>(2101, "Netz kaputt ü", [](const auto &m, I) {
-             const proto::DevNetInfo &i = m.dev_net_info();
-             QCOMPARE(F(i.ip(), i.sub_net_mask(), i.default_gateway(), i.dns(), i.param_5(), i.param_6(), i.param_7(), i.param_8()),
-                      F("10.0.21.1", "255.255.240.0", "10.0.0.254", "8.8.4.4", true, 6, -7, 8));
+         [](I) { activate_dev_res(q("SN-ä-18"), -1801); }, push<proto::ActivateDevRes>([](const auto &m, I) {
+             QCOMPARE(F(m.dev_sn(), m.err_code()), F("SN-ä-18", -1801));
          })},
-        {"24 get_dev_platform_res", T::GetDevPlatformRes, "server response client get device platform req", T::GetDevPlatformReq, &requestWithId<proto::DevPlatformGetReq>, "signalGetDevPlatformReq",
-         [](I id) { get_dev_platform_res(R(id), DevPlatformInfo{true, q("plattform.ü:24"), false, 2404, -2405}); },
-         expect<proto::DevPlatformGetRes>(0, "", [](const auto &m, I) {
-             const proto::DevPlatformInfo &i = m.dev_platform_info();
-             QCOMPARE(F(m.has_dev_platform_info(), i.param_1(), i.platform_addr(), i.param_3(), i.param_4(), i.param_5()),
-                      F(true, true, "plattform.ü:24", false, 2404, -2405));
-         })},
-        resultRow<proto::DevPlatformSetReq>("26 set_dev_platform_res", T::SetDevPlatformRes, "server response client set device platform req", T::SetDevPlatformReq, "signalSetDevPlatformReq", &set_dev_platform_res, 2601, "abgelehnt ü"),
-        {"28 get_dev_platform_tav_res", T::GetDevPlatformTavRes, "server response client get device platform_tav req", T::GetDevPlatformTavReq, &requestWithId<proto::DeviceReq>, "signalGetDevPlatform_tavReq",
-         [](I id) { get_dev_platform_tav_res(R(id, -28, "tav"), DevPlatform_tavInfo{false, true, q("online-ü:28"), true, q("business:28")}); },
-         expect<proto::DevPlatform_tavGetRes>(-28, "tav", [](const auto &m, I) { const proto::DevPlatformInfo_tav &i = m.dev_platform_info(); QCOMPARE(F(i.param_1(), i.param_2(), i.online_server(), i.param_4(), i.bussiness_server()), F(false, true, "online-ü:28", true, "business:28")); })},
-        resultRow<proto::DevPlatform_tavSetReq>("30 set_dev_platform_tav_res", T::SetDevPlatformTavRes, "server response client set device platform_tav req", T::SetDevPlatformTavReq, "signalSetDevPlatform_tavReq", &set_dev_platform_tav_res, 0, ""),
-        resultRow<proto::DevCertImportReq>("32 import_dev_cert_res", T::ImportDevCertRes, "server response client import device cert req", T::ImportDevCertReq, "signalImportDevCertReq", &import_dev_cert_res, 3201, "Zertifikat ungültig"),
-        {"33 set_dev_net_res", T::SetDevNetRes, "server response client set device net req", T::SetDevNetReq, &requestWithId<proto::DevNetSetReq>, "signalSetDevNetReq",
+        {"21 get_dev_net_res", T::GetDevNetRes, "server response client get device net req", T::GetDevNetReq,
+         &requestWithId<proto::DevNetGetReq>, "signalGetDevNetReq",
+         [](I id) {
+             get_dev_net_res(
+                 R(id, 2101, "Netz kaputt ü"),
+                 DevNetInfo{q("10.0.21.1"), q("255.255.240.0"), q("10.0.0.254"), q("8.8.4.4"), true, 6, -7, 8});
+         },
+         expect<proto::DevNetGetRes>(2101, "Netz kaputt ü",
+                                     [](const auto &m, I) {
+                                         const proto::DevNetInfo &i = m.dev_net_info();
+                                         QCOMPARE(
+                                             F(i.ip(), i.sub_net_mask(), i.default_gateway(), i.dns(), i.param_5(),
+                                               i.param_6(), i.param_7(), i.param_8()),
+                                             F("10.0.21.1", "255.255.240.0", "10.0.0.254", "8.8.4.4", true, 6, -7, 8));
+                                     })},
+        {"24 get_dev_platform_res", T::GetDevPlatformRes, "server response client get device platform req",
+         T::GetDevPlatformReq, &requestWithId<proto::DevPlatformGetReq>, "signalGetDevPlatformReq",
+         [](I id) {
+             get_dev_platform_res(R(id), DevPlatformInfo{true, q("plattform.ü:24"), false, 2404, -2405});
+         },
+         expect<proto::DevPlatformGetRes>(0, "",
+                                          [](const auto &m, I) {
+                                              const proto::DevPlatformInfo &i = m.dev_platform_info();
+                                              QCOMPARE(F(m.has_dev_platform_info(), i.param_1(), i.platform_addr(),
+                                                         i.param_3(), i.param_4(), i.param_5()),
+                                                       F(true, true, "plattform.ü:24", false, 2404, -2405));
+                                          })},
+        resultRow<proto::DevPlatformSetReq>("26 set_dev_platform_res", T::SetDevPlatformRes,
+                                            "server response client set device platform req", T::SetDevPlatformReq,
+                                            "signalSetDevPlatformReq", &set_dev_platform_res, 2601, "abgelehnt ü"),
+        {"28 get_dev_platform_tav_res", T::GetDevPlatformTavRes, "server response client get device platform_tav req",
+         T::GetDevPlatformTavReq, &requestWithId<proto::DeviceReq>, "signalGetDevPlatform_tavReq",
+         [](I id) {
+             get_dev_platform_tav_res(R(id, -28, "tav"),
+                                      DevPlatform_tavInfo{false, true, q("online-ü:28"), true, q("business:28")});
+         },
+         expect<proto::DevPlatform_tavGetRes>(-28, "tav",
+                                              [](const auto &m, I) {
+                                                  const proto::DevPlatformInfo_tav &i = m.dev_platform_info();
+                                                  QCOMPARE(F(i.param_1(), i.param_2(), i.online_server(), i.param_4(),
+                                                             i.bussiness_server()),
+                                                           F(false, true, "online-ü:28", true, "business:28"));
+                                              })},
+        resultRow<proto::DevPlatform_tavSetReq>("30 set_dev_platform_tav_res", T::SetDevPlatformTavRes,
+                                                "server response client set device platform_tav req",
+                                                T::SetDevPlatformTavReq, "signalSetDevPlatform_tavReq",
+                                                &set_dev_platform_tav_res, 0, ""),
+        resultRow<proto::DevCertImportReq>("32 import_dev_cert_res", T::ImportDevCertRes,
+                                           "server response client import device cert req", T::ImportDevCertReq,
+                                           "signalImportDevCertReq", &import_dev_cert_res, 3201, "Zertifikat ungültig"),
+        {"33 set_dev_net_res", T::SetDevNetRes, "server response client set device net req", T::SetDevNetReq,
+         &requestWithId<proto::DevNetSetReq>, "signalSetDevNetReq",
          [](I id) { set_dev_net_res(R(id), q("dev-ü-33"), q("192.168.33.3")); },
-         expect<proto::DevNetSetRes>(0, "", [](const auto &m, I) { QCOMPARE(F(m.dev_id(), m.dev_ip()), F("dev-ü-33", "192.168.33.3")); })},
-        {"38 push_searched_devs_msg", T::PushSearchedDevsMsg, "server push searched devs to client", kEveryone, nullptr, nullptr,
-         [](I) { push_searched_devs_msg({devInfo(1), devInfo(2)}); },
+         expect<proto::DevNetSetRes>(
+             0, "", [](const auto &m, I) { QCOMPARE(F(m.dev_id(), m.dev_ip()), F("dev-ü-33", "192.168.33.3")); })},
+        {"38 push_searched_devs_msg", T::PushSearchedDevsMsg, "server push searched devs to client", kEveryone, nullptr,
+         nullptr,
+         [](I) {
+             push_searched_devs_msg({devInfo(1), devInfo(2)});
+         },
          push<proto::SearchedDevsPush>([](const auto &m, I) {
              QCOMPARE(m.devs_size(), 2);
              checkDevInfo(m.devs(0), 1);
              checkDevInfo(m.devs(1), 2);
          })},
-        {"39 push_broadcast_searched_devs_msg", T::PushBroadcastSearchedDevsMsg, "server push broadcast searched devs to client", kEveryone, nullptr, nullptr,
+        {"39 push_broadcast_searched_devs_msg", T::PushBroadcastSearchedDevsMsg,
+         "server push broadcast searched devs to client", kEveryone, nullptr, nullptr,
          [](I) { push_broadcast_searched_devs_msg({devInfo(39)}); },
-         push<proto::SearchedDevsPush>([](const auto &m, I) { QCOMPARE(m.devs_size(), 1); checkDevInfo(m.devs(0), 39); })},
+         push<proto::SearchedDevsPush>([](const auto &m, I) {
+             QCOMPARE(m.devs_size(), 1);
+             checkDevInfo(m.devs(0), 39);
+         })},
         {"40 push_dev_status_msg", T::PushDevStatusMsg, "server push dev status to client", kEveryone, nullptr, nullptr,
          [](I) { push_dev_status_msg(q("dev-ü-40"), DevStatus::NotActivated); },
          push<proto::DevStatusPush>([](const auto &m, I) { QCOMPARE(F(m.dev_id(), m.status()), F("dev-ü-40", 3)); })},
-        {"41 push_dev_p2p_success", T::PushDevP2PSuccess, "server push dev p2p success to client", kEveryone, nullptr, nullptr,
-         [](I) { push_dev_p2p_success(q("设备-41-ü")); }, [](P payload, I) { QCOMPARE(payload, b("设备-41-ü")); }},
+        {"41 push_dev_p2p_success", T::PushDevP2PSuccess, "server push dev p2p success to client", kEveryone, nullptr,
+         nullptr, [](I) { push_dev_p2p_success(q("设备-41-ü")); },
+         [](P payload, I) { QCOMPARE(payload, b("设备-41-ü")); }},
         {"42 push_dev_info_msg", T::PushDevInfo, "server push dev info to client", kEveryone, nullptr, nullptr,
          [](I) {
              push_dev_info_msg(DevInfoFromDgw{q("dgw-ü-42"), q("SN42"), q("10.4.2.1"), 4000000042u, 3000000042u, -6,
-                                              q("V4.2"), q("serie-ö"), 2900000009u, -10, q("code-42"), 12, abilities(42)});
+                                              q("V4.2"), q("serie-ö"), 2900000009u, -10, q("code-42"), 12,
+                                              abilities(42)});
          },
          push<proto::DevInfoFromDgw>([](const auto &m, I) {
-             QCOMPARE(F(m.id(), m.sn(), m.ip(), m.param_4(), m.param_5(), m.param_6(), m.version(), m.series_name(), m.param_9(),
-                        m.param_10(), m.dev_code(), m.param_12()),
-                      F("dgw-ü-42", "SN42", "10.4.2.1", 4000000042u, 3000000042u, -6, "V4.2", "serie-ö", 2900000009u, -10, "code-42", 12));
+             QCOMPARE(F(m.id(), m.sn(), m.ip(), m.param_4(), m.param_5(), m.param_6(), m.version(), m.series_name(),
+                        m.param_9(), m.param_10(), m.dev_code(), m.param_12()),
+                      F("dgw-ü-42", "SN42", "10.4.2.1", 4000000042u, 3000000042u, -6, "V4.2", "serie-ö", 2900000009u,
+                        -10, "code-42", 12));
              checkAbilities(m.ability_details(), 42);
          })},
-        {"44 push_dev_temp_user_code_msg", T::PushDevTempUserCodeMsg, "server push dev temp user code to client", kEveryone, nullptr, nullptr,
-         [](I) { push_dev_temp_user_code_msg({DevTempUserCode{q("SN-44a"), q("code-ä")}, DevTempUserCode{q("SN-44b"), q("4444")}}); },
+        {"44 push_dev_temp_user_code_msg", T::PushDevTempUserCodeMsg, "server push dev temp user code to client",
+         kEveryone, nullptr, nullptr,
+         [](I) {
+             push_dev_temp_user_code_msg(
+                 {DevTempUserCode{q("SN-44a"), q("code-ä")}, DevTempUserCode{q("SN-44b"), q("4444")}});
+         },
          push<proto::DevTempUserCodePush>([](const auto &m, I) {
              QCOMPARE(m.code_list_size(), 2);
              QCOMPARE(F(m.code_list(0).sn(), m.code_list(0).code(), m.code_list(1).sn(), m.code_list(1).code()),
                       F("SN-44a", "code-ä", "SN-44b", "4444"));
          })},
-        {"45 push_dev_channels_info_msg", T::PushDevChannelsInfoMsg, "server push dev channels info to client", kEveryone, nullptr, nullptr,
-         [](I) { push_dev_channels_info_msg(q("nvr-ü-45"), {channelInfo(1), channelInfo(2)}); },
+        {"45 push_dev_channels_info_msg", T::PushDevChannelsInfoMsg, "server push dev channels info to client",
+         kEveryone, nullptr, nullptr,
+         [](I) {
+             push_dev_channels_info_msg(q("nvr-ü-45"), {channelInfo(1), channelInfo(2)});
+         },
          push<proto::DevChannelsInfoPush>([](const auto &m, I) {
              QCOMPARE(F(m.dev_id(), m.channels_info_size()), F("nvr-ü-45", 2));
              checkChannelInfo(m.channels_info(0), 1);
              checkChannelInfo(m.channels_info(1), 2);
          })},
-        {"48 push_face_detect_msg", T::PushFaceDetectMsg, "server push face detect to client", kEveryone, nullptr, nullptr,
-         [](I) { push_face_detect_msg(ChannelId(q("cam-ü-48"), 4), detectRecord(4, 36.625)); },
-         push<proto::FaceDetectLiveInfo>([](const auto &m, I) { QCOMPARE(F(m.channel_id().dev_id(), m.channel_id().channel()), F("cam-ü-48", 4u)); checkDetectRecord(m.record(), 4, 36.625); })},
-        {"48 push_face_detect_msg with -0.0", T::PushFaceDetectMsg, "server push face detect to client", kEveryone, nullptr, nullptr,
-         [](I) { push_face_detect_msg(ChannelId(q("cam-48"), 0), detectRecord(5, -0.0)); },
+        {"48 push_face_detect_msg", T::PushFaceDetectMsg, "server push face detect to client", kEveryone, nullptr,
+         nullptr, [](I) { push_face_detect_msg(ChannelId(q("cam-ü-48"), 4), detectRecord(4, 36.625)); },
+         push<proto::FaceDetectLiveInfo>([](const auto &m, I) {
+             QCOMPARE(F(m.channel_id().dev_id(), m.channel_id().channel()), F("cam-ü-48", 4u));
+             checkDetectRecord(m.record(), 4, 36.625);
+         })},
+        {"48 push_face_detect_msg with -0.0", T::PushFaceDetectMsg, "server push face detect to client", kEveryone,
+         nullptr, nullptr, [](I) { push_face_detect_msg(ChannelId(q("cam-48"), 0), detectRecord(5, -0.0)); },
          push<proto::FaceDetectLiveInfo>([](const auto &m, I) {
              // A written -0.0 would read back with its sign.
              QVERIFY(!std::signbit(m.record().param_9()));
              checkDetectRecord(m.record(), 5, 0.0);
          })},
-        {"49 push_face_temperature_count_msg", T::PushFaceTemperatureCountMsg, "server push face temperature count to client", kEveryone, nullptr, nullptr,
-         [](I) { push_face_temperature_count_msg(ChannelId(q("cam-ü-49"), 9), FaceCountInfo{4000000049u, 49, 0x80000000u}); },
+        {"49 push_face_temperature_count_msg", T::PushFaceTemperatureCountMsg,
+         "server push face temperature count to client", kEveryone, nullptr, nullptr,
+         [](I) {
+             push_face_temperature_count_msg(ChannelId(q("cam-ü-49"), 9), FaceCountInfo{4000000049u, 49, 0x80000000u});
+         },
          push<proto::FaceCountInfo>([](const auto &m, I) {
              QCOMPARE(F(m.channel_id().dev_id(), m.channel_id().channel(), m.param_2(), m.param_3(), m.param_4()),
                       F("cam-ü-49", 9u, 4000000049u, 49u, 0x80000000u));
          })},
         {"50 push_alarm_msg keeps its id", T::PushAlarmMsg, "server push alarm to client", kEveryone, nullptr, nullptr,
-         [](I) { push_alarm_msg(alarm(q("alarm-ü-50"))); },
-         push<proto::AlarmInfo>([](const auto &m, I) { QCOMPARE(b(m.alarm_id()), b("alarm-ü-50")); checkAlarmBody(m); })},
+         [](I) { push_alarm_msg(alarm(q("alarm-ü-50"))); }, push<proto::AlarmInfo>([](const auto &m, I) {
+             QCOMPARE(b(m.alarm_id()), b("alarm-ü-50"));
+             checkAlarmBody(m);
+         })},
         {"50 push_alarm_msg without id", T::PushAlarmMsg, "server push alarm to client", kEveryone, nullptr, nullptr,
-         [](I) { push_alarm_msg(alarm(QString())); },
-         push<proto::AlarmInfo>([](const auto &m, I) {
+         [](I) { push_alarm_msg(alarm(QString())); }, push<proto::AlarmInfo>([](const auto &m, I) {
              const QString id = q(m.alarm_id());
-             QVERIFY2(QRegularExpression(QStringLiteral("^\\{[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\\}$")).match(id).hasMatch(), qPrintable(id));
+             QVERIFY2(QRegularExpression(QStringLiteral("^\\{[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\\}$"))
+                          .match(id)
+                          .hasMatch(),
+                      qPrintable(id));
              // Each push gets a fresh one.
              QVERIFY(!uuids.contains(id));
              uuids.insert(id);
@@ -408,25 +537,37 @@ const QVector<Row> &rows()
          2},
         {"51 push_tlv_data", T::PushTlvData, nullptr, kEveryone, nullptr, nullptr,
          [](I) { push_tlv_data(q("tlv-ü-51"), QByteArray("\0\x01\xff\0T", 5)); },
-         push<proto::TlvInfo>([](const auto &m, I) { QCOMPARE(F(m.dev_id(), m.tlv_data()), F("tlv-ü-51", QByteArray("\0\x01\xff\0T", 5))); })},
-        {"54 get_rtsp_url_res", T::GetRtspUrlRes, "server response client get rtsp url req", T::GetRtspUrlReq, &requestWithId<proto::GetRtspUrlReq>, "signalGetRtspUrlReq",
+         push<proto::TlvInfo>([](const auto &m, I) {
+             QCOMPARE(F(m.dev_id(), m.tlv_data()), F("tlv-ü-51", QByteArray("\0\x01\xff\0T", 5)));
+         })},
+        {"54 get_rtsp_url_res", T::GetRtspUrlRes, "server response client get rtsp url req", T::GetRtspUrlReq,
+         &requestWithId<proto::GetRtspUrlReq>, "signalGetRtspUrlReq",
          [](I id) { get_rtsp_url_res(R(id, 5401, "kein Strom"), q("rtsp://10.0.0.54:554/ü?x=1")); },
-         expect<proto::GetRtspUrlRes>(5401, "kein Strom", [](const auto &m, I) { QCOMPARE(b(m.rtsp_url()), b("rtsp://10.0.0.54:554/ü?x=1")); })},
-        {"55 search_video_recordings_res", T::SearchVideoRecordingsRes, "server response client search video recordings req", T::SearchVideoRecordingsReq, &requestWithId<proto::SearchVideoRecordingsReq>, "signalSearchVideoRecsReq",
+         expect<proto::GetRtspUrlRes>(
+             5401, "kein Strom", [](const auto &m, I) { QCOMPARE(b(m.rtsp_url()), b("rtsp://10.0.0.54:554/ü?x=1")); })},
+        {"55 search_video_recordings_res", T::SearchVideoRecordingsRes,
+         "server response client search video recordings req", T::SearchVideoRecordingsReq,
+         &requestWithId<proto::SearchVideoRecordingsReq>, "signalSearchVideoRecsReq",
          [](I id) {
-             search_video_recordings_res(R(id), {VideoRecInfo{at(2024, 1, 2, 3, 4, 5, 6), at(2024, 12, 31, 23, 59, 58, 999), q("aufnahme-ü.mp4"), 55, -56},
-                                                 VideoRecInfo{QDateTime(), at(2000, 2, 29, 0, 0, 0, 0), q("b.mp4"), -1, 1}},
+             search_video_recordings_res(R(id),
+                                         {VideoRecInfo{at(2024, 1, 2, 3, 4, 5, 6), at(2024, 12, 31, 23, 59, 58, 999),
+                                                       q("aufnahme-ü.mp4"), 55, -56},
+                                          VideoRecInfo{QDateTime(), at(2000, 2, 29, 0, 0, 0, 0), q("b.mp4"), -1, 1}},
                                          true);
          },
-         expect<proto::SearchVideoRecordingsRes>(0, "", [](const auto &m, I) {
-             QCOMPARE(F(m.playback_by_time_enable(), m.recordings_size()), F(true, 2));
-             const proto::VideoRecInfo &r = m.recordings(0), &r1 = m.recordings(1);
-             QCOMPARE(F(r.begin_time(), r.end_time(), r.file_name(), r.param_4(), r.param_5()),
-                      F("2024-01-02 03:04:05.006", "2024-12-31 23:59:58.999", "aufnahme-ü.mp4", 55, -56));
-             // An invalid date-time travels as empty text.
-             QCOMPARE(F(r1.begin_time(), r1.end_time(), r1.param_4()), F("", "2000-02-29 00:00:00.000", -1));
-         })},
-        {"55 search_video_recordings_res, nothing found", T::SearchVideoRecordingsRes, "server response client search video recordings req", T::SearchVideoRecordingsReq, &requestWithId<proto::SearchVideoRecordingsReq>, "signalSearchVideoRecsReq",
+         expect<proto::SearchVideoRecordingsRes>(
+             0, "",
+             [](const auto &m, I) {
+                 QCOMPARE(F(m.playback_by_time_enable(), m.recordings_size()), F(true, 2));
+                 const proto::VideoRecInfo &r = m.recordings(0), &r1 = m.recordings(1);
+                 QCOMPARE(F(r.begin_time(), r.end_time(), r.file_name(), r.param_4(), r.param_5()),
+                          F("2024-01-02 03:04:05.006", "2024-12-31 23:59:58.999", "aufnahme-ü.mp4", 55, -56));
+                 // An invalid date-time travels as empty text.
+                 QCOMPARE(F(r1.begin_time(), r1.end_time(), r1.param_4()), F("", "2000-02-29 00:00:00.000", -1));
+             })},
+        {"55 search_video_recordings_res, nothing found", T::SearchVideoRecordingsRes,
+         "server response client search video recordings req", T::SearchVideoRecordingsReq,
+         &requestWithId<proto::SearchVideoRecordingsReq>, "signalSearchVideoRecsReq",
          [](I id) { search_video_recordings_res(R(id), {}, false); },
          [](P payload, I id) {
              PARSED(proto::SearchVideoRecordingsRes, m);
@@ -434,99 +575,170 @@ const QVector<Row> &rows()
              // Only error and request_id.
              QCOMPARE(payload, QByteArray("\x0a\x00\x12", 3) + char(id.size()) + b(id));
          }},
-        {"57 PTZ_ctrl_res", T::PTZCtrlRes, "server response client ptz ctrl req", T::PTZCtrlReq, &requestWithId<proto::PTZCtrlReq>, "signalPTZCtrlReq",
+        {"57 PTZ_ctrl_res", T::PTZCtrlRes, "server response client ptz ctrl req", T::PTZCtrlReq,
+         &requestWithId<proto::PTZCtrlReq>, "signalPTZCtrlReq",
          [](I id) { PTZ_ctrl_res(R(id), PTZOperation::Right, PTZAction::Stop); },
          expect<proto::PTZCtrlRes>(0, "", [](const auto &m, I) { QCOMPARE(F(m.operation(), m.action()), F(3, 3)); })},
-        {"59 get_presets_res", T::GetPresetsRes, "server response client get presets req", T::GetPresetsReq, &requestWithId<proto::ChannelReq>, "signalGetPresetsReq",
-         [](I id) { get_presets_res(R(id, 5901, "PTZ ü"), {PresetInfo{59, q("Tor ü")}, PresetInfo{7, q("Hof")}}); },
-         expect<proto::GetPresetRes>(5901, "PTZ ü", [](const auto &m, I) {
-             QCOMPARE(m.presets_size(), 2);
-             QCOMPARE(F(m.presets(0).param_1(), m.presets(0).preset_name(), m.presets(1).param_1(), m.presets(1).preset_name()),
-                      F(59u, "Tor ü", 7u, "Hof"));
-         })},
-        {"61 oper_preset_res", T::OperPresetRes, "server response client oper preset req", T::OperPresetReq, &requestWithId<proto::PresetOperReq>, "signalOperPresetReq",
+        {"59 get_presets_res", T::GetPresetsRes, "server response client get presets req", T::GetPresetsReq,
+         &requestWithId<proto::ChannelReq>, "signalGetPresetsReq",
+         [](I id) {
+             get_presets_res(R(id, 5901, "PTZ ü"), {PresetInfo{59, q("Tor ü")}, PresetInfo{7, q("Hof")}});
+         },
+         expect<proto::GetPresetRes>(5901, "PTZ ü",
+                                     [](const auto &m, I) {
+                                         QCOMPARE(m.presets_size(), 2);
+                                         QCOMPARE(F(m.presets(0).param_1(), m.presets(0).preset_name(),
+                                                    m.presets(1).param_1(), m.presets(1).preset_name()),
+                                                  F(59u, "Tor ü", 7u, "Hof"));
+                                     })},
+        {"61 oper_preset_res", T::OperPresetRes, "server response client oper preset req", T::OperPresetReq,
+         &requestWithId<proto::PresetOperReq>, "signalOperPresetReq",
          [](I id) { oper_preset_res(R(id), PresetOper::Call); },
          expect<proto::PresetOperRes>(0, "", [](const auto &m, I) { QCOMPARE(m.oper(), 2); })},
-        {"63 get_patrols_res", T::GetPatrolsRes, "server response client get patrol req", T::GetPatrolsReq, &requestWithId<proto::ChannelReq>, "signalGetPatrolsReq",
+        {"63 get_patrols_res", T::GetPatrolsRes, "server response client get patrol req", T::GetPatrolsReq,
+         &requestWithId<proto::ChannelReq>, "signalGetPatrolsReq",
          [](I id) {
-             get_patrols_res(R(id), {PatrolInfo{63, {PatrolPresetInfo{PresetInfo{1, q("Eins ü")}, 11, 12}, PatrolPresetInfo{PresetInfo{2, q("Zwei")}, 21, 22}}, -3, 4},
-                                     PatrolInfo{64, {}, 5, -6}});
+             get_patrols_res(R(id),
+                             {PatrolInfo{63,
+                                         {PatrolPresetInfo{PresetInfo{1, q("Eins ü")}, 11, 12},
+                                          PatrolPresetInfo{PresetInfo{2, q("Zwei")}, 21, 22}},
+                                         -3,
+                                         4},
+                              PatrolInfo{64, {}, 5, -6}});
          },
-         expect<proto::GetPatrolRes>(0, "", [](const auto &m, I) {
-             QCOMPARE(m.patrols_size(), 2);
-             const proto::PatrolInfo &p = m.patrols(0), &p1 = m.patrols(1);
-             QCOMPARE(p.presets_size(), 2);
-             const proto::PatrolPresetInfo &a = p.presets(0), &z = p.presets(1);
-             QCOMPARE(F(p.param_1(), a.preset().param_1(), a.preset().preset_name(), a.param_2(), a.param_3(), z.preset().param_1(),
-                        z.preset().preset_name(), z.param_2(), z.param_3(), p.param_3(), p.param_4()),
-                      F(63, 1u, "Eins ü", 11u, 12u, 2u, "Zwei", 21u, 22u, -3, 4));
-             QCOMPARE(F(p1.param_1(), p1.presets_size(), p1.param_3(), p1.param_4()), F(64, 0, 5, -6));
-         })},
-        {"65 oper_patrol_res", T::OperPatrolRes, "server response client oper patrol req", T::OperPatrolReq, &requestWithId<proto::PatrolOperReq>, "signalOperPatrolReq",
+         expect<proto::GetPatrolRes>(
+             0, "",
+             [](const auto &m, I) {
+                 QCOMPARE(m.patrols_size(), 2);
+                 const proto::PatrolInfo &p = m.patrols(0), &p1 = m.patrols(1);
+                 QCOMPARE(p.presets_size(), 2);
+                 const proto::PatrolPresetInfo &a = p.presets(0), &z = p.presets(1);
+                 QCOMPARE(F(p.param_1(), a.preset().param_1(), a.preset().preset_name(), a.param_2(), a.param_3(),
+                            z.preset().param_1(), z.preset().preset_name(), z.param_2(), z.param_3(), p.param_3(),
+                            p.param_4()),
+                          F(63, 1u, "Eins ü", 11u, 12u, 2u, "Zwei", 21u, 22u, -3, 4));
+                 QCOMPARE(F(p1.param_1(), p1.presets_size(), p1.param_3(), p1.param_4()), F(64, 0, 5, -6));
+             })},
+        {"65 oper_patrol_res", T::OperPatrolRes, "server response client oper patrol req", T::OperPatrolReq,
+         &requestWithId<proto::PatrolOperReq>, "signalOperPatrolReq",
          [](I id) { oper_patrol_res(R(id, 6501, "läuft"), PatrolOper::Stop); },
          expect<proto::PatrolOperRes>(6501, "läuft", [](const auto &m, I) { QCOMPARE(m.oper(), 3); })},
-        {"67 oper_patrol_preset_res", T::OperPatrolPresetRes, "server response client oper patrol preset req", T::OperPatrolPresetReq, &requestWithId<proto::PatrolPresetOperReq>, "signalOperPatrolPresetReq",
+        {"67 oper_patrol_preset_res", T::OperPatrolPresetRes, "server response client oper patrol preset req",
+         T::OperPatrolPresetReq, &requestWithId<proto::PatrolPresetOperReq>, "signalOperPatrolPresetReq",
          [](I id) { oper_patrol_preset_res(R(id), PatrolPresetOper::Modify); },
          expect<proto::PatrolPresetOperRes>(0, "", [](const auto &m, I) { QCOMPARE(m.oper(), 2); })},
-        resultRow<proto::SetPatrolPresetsReq>("69 set_patrol_presets_res", T::SetPatrolPresetsRes, "server response client set patrol presets req", T::SetPatrolPresetsReq, "signalSetPatrolPresetsReq", &set_patrol_presets_res, 6901, "zu viele"),
-        resultRow<proto::SetOSDReq>("72 dev_config_res to set osd", T::DevConfigRes, "server response device config req", T::SetOSDReq, "signalSetOSDReq", &dev_config_res, 0, ""),
-        resultRow<proto::ModifyDevNameReq>("72 dev_config_res to modify name", T::DevConfigRes, "server response device config req", T::ModifyDevNameReq, "signalModifyDevNameReq", &dev_config_res, 7201, "Name vergeben"),
-        resultRow<proto::AddFaceReq>("74 add_face_res", T::AddFaceRes, "server response client add face req", T::AddFaceReq, "signalAddFaceReq", &add_face_res, 7401, "Gesicht ü"),
-        {"76 get_faces_res", T::GetFacesRes, "server response client get faces req", T::GetFacesReq, &requestWithId<proto::GetFacesReq>, "signalGetFacesReq",
-         [](I id) { get_faces_res(R(id), {faceInfo(1), faceInfo(2)}, 4000000076u); },
-         expect<proto::GetFacesRes>(0, "", [](const auto &m, I) {
-             QCOMPARE(F(m.faces_size(), m.total_cnt()), F(2, 4000000076u));
-             checkFaceInfo(m.faces(0), 1);
-             checkFaceInfo(m.faces(1), 2);
-         })},
-        {"76 get_faces_res with a 3 MB image", T::GetFacesRes, "server response client get faces req", T::GetFacesReq, &requestWithId<proto::GetFacesReq>, "signalGetFacesReq",
+        resultRow<proto::SetPatrolPresetsReq>("69 set_patrol_presets_res", T::SetPatrolPresetsRes,
+                                              "server response client set patrol presets req", T::SetPatrolPresetsReq,
+                                              "signalSetPatrolPresetsReq", &set_patrol_presets_res, 6901, "zu viele"),
+        resultRow<proto::SetOSDReq>("72 dev_config_res to set osd", T::DevConfigRes,
+                                    "server response device config req", T::SetOSDReq, "signalSetOSDReq",
+                                    &dev_config_res, 0, ""),
+        resultRow<proto::ModifyDevNameReq>("72 dev_config_res to modify name", T::DevConfigRes,
+                                           "server response device config req", T::ModifyDevNameReq,
+                                           "signalModifyDevNameReq", &dev_config_res, 7201, "Name vergeben"),
+        resultRow<proto::AddFaceReq>("74 add_face_res", T::AddFaceRes, "server response client add face req",
+                                     T::AddFaceReq, "signalAddFaceReq", &add_face_res, 7401, "Gesicht ü"),
+        {"76 get_faces_res", T::GetFacesRes, "server response client get faces req", T::GetFacesReq,
+         &requestWithId<proto::GetFacesReq>, "signalGetFacesReq",
+         [](I id) {
+             get_faces_res(R(id), {faceInfo(1), faceInfo(2)}, 4000000076u);
+         },
+         expect<proto::GetFacesRes>(0, "",
+                                    [](const auto &m, I) {
+                                        QCOMPARE(F(m.faces_size(), m.total_cnt()), F(2, 4000000076u));
+                                        checkFaceInfo(m.faces(0), 1);
+                                        checkFaceInfo(m.faces(1), 2);
+                                    })},
+        {"76 get_faces_res with a 3 MB image", T::GetFacesRes, "server response client get faces req", T::GetFacesReq,
+         &requestWithId<proto::GetFacesReq>, "signalGetFacesReq",
          [](I id) {
              FaceInfo face = faceInfo(3);
              face.faceImage = bigImage();
              get_faces_res(R(id), {face}, 1);
          },
-         push<proto::GetFacesRes>([](const auto &m, I) { QCOMPARE(F(m.faces_size(), m.total_cnt()), F(1, 1u)); QVERIFY(b(m.faces(0).data_8()) == bigImage()); })},
-        resultRow<proto::DelFaceReq>("78 del_face_res", T::DelFaceRes, "server response client delete face req", T::DelFaceReq, "signalDelFaceReq", &del_face_res, 0, ""),
-        {"80 get_face_detect_records_res", T::GetFaceDetectRecordsRes, "server response client get face detect records req", T::GetFaceDetectRecordsReq, &requestWithId<proto::GetFaceDetectRecordsReq>, "signalGetFaceDetectRecordsReq",
-         [](I id) { get_face_detect_records_res(R(id, 8001, "teilweise"), {detectRecord(1, -2.5e-300), detectRecord(2, 1e300)}, 80); },
-         expect<proto::GetFaceDetectRecordsRes>(8001, "teilweise", [](const auto &m, I) {
-             QCOMPARE(F(m.records_size(), m.total_cnt()), F(2, 80u));
-             checkDetectRecord(m.records(0), 1, -2.5e-300);
-             checkDetectRecord(m.records(1), 2, 1e300);
+         push<proto::GetFacesRes>([](const auto &m, I) {
+             QCOMPARE(F(m.faces_size(), m.total_cnt()), F(1, 1u));
+             QVERIFY(b(m.faces(0).data_8()) == bigImage());
          })},
-        {"83 check_dev_upgrade_res", T::CheckDevUpgradeRes, "server response client check device upgrade req", T::CheckDevUpgradeReq, &requestWithId<proto::DevUpgradeReq>, "signalCheckDevUpgradeReq",
+        resultRow<proto::DelFaceReq>("78 del_face_res", T::DelFaceRes, "server response client delete face req",
+                                     T::DelFaceReq, "signalDelFaceReq", &del_face_res, 0, ""),
+        {"80 get_face_detect_records_res", T::GetFaceDetectRecordsRes,
+         "server response client get face detect records req", T::GetFaceDetectRecordsReq,
+         &requestWithId<proto::GetFaceDetectRecordsReq>, "signalGetFaceDetectRecordsReq",
+         [](I id) {
+             get_face_detect_records_res(R(id, 8001, "teilweise"), {detectRecord(1, -2.5e-300), detectRecord(2, 1e300)},
+                                         80);
+         },
+         expect<proto::GetFaceDetectRecordsRes>(8001, "teilweise",
+                                                [](const auto &m, I) {
+                                                    QCOMPARE(F(m.records_size(), m.total_cnt()), F(2, 80u));
+                                                    checkDetectRecord(m.records(0), 1, -2.5e-300);
+                                                    checkDetectRecord(m.records(1), 2, 1e300);
+                                                })},
+        {"83 check_dev_upgrade_res", T::CheckDevUpgradeRes, "server response client check device upgrade req",
+         T::CheckDevUpgradeReq, &requestWithId<proto::DevUpgradeReq>, "signalCheckDevUpgradeReq",
          [](I id) { check_dev_upgrade_res(R(id), upgradeInfo(83)); },
          expect<proto::DevUpgradeRes>(0, "", [](const auto &m, I) { checkUpgrade(m, 83); })},
-        {"84 upload_upgrade_file_finished", T::UploadUpgradeFileFinished, "server push upload upgrade file finished message", kEveryone, nullptr, nullptr,
-         [](I) { upload_upgrade_file_finished(q("升级-ü-84")); }, [](P payload, I) { QCOMPARE(payload, b("升级-ü-84")); }},
-        {"87 get_dev_upgrade_progress_res", T::GetDevUpgradeProgressRes, "server response client get device upgrade progress req", T::GetDevUpgradeProgressReq, &requestWithId<proto::DeviceReq>, "signalGetDevUpgradeProgressReq",
+        {"84 upload_upgrade_file_finished", T::UploadUpgradeFileFinished,
+         "server push upload upgrade file finished message", kEveryone, nullptr, nullptr,
+         [](I) { upload_upgrade_file_finished(q("升级-ü-84")); },
+         [](P payload, I) { QCOMPARE(payload, b("升级-ü-84")); }},
+        {"87 get_dev_upgrade_progress_res", T::GetDevUpgradeProgressRes,
+         "server response client get device upgrade progress req", T::GetDevUpgradeProgressReq,
+         &requestWithId<proto::DeviceReq>, "signalGetDevUpgradeProgressReq",
          [](I id) { get_dev_upgrade_progress_res(R(id, 8701, "Fortschritt ü"), upgradeInfo(87)); },
          expect<proto::DevUpgradeRes>(8701, "Fortschritt ü", [](const auto &m, I) { checkUpgrade(m, 87); })},
-        resultRow<proto::ModifyDevAccountReq>("89 modify_dev_account_res", T::ModifyDevAccountRes, "server response client modify device account req", T::ModifyDevAccountReq, "signalModifyDevAccountReq", &modify_dev_account_res, 0, ""),
-        {"91 get_dev_secret_questions_res", T::GetDevSecretQuestionsRes, "server response client get device secret questions", kEveryone, nullptr, nullptr,
-         [](I) { get_dev_secret_questions_res(q("SN-91"), -91, {q("Frage ü?"), QString(), q("q3")}); },
-         push<proto::DevSecretQuestionsGetRes>([](const auto &m, I) { QCOMPARE(m.questions_size(), 3); QCOMPARE(F(m.dev_sn(), m.err_code(), m.questions(0), m.questions(1), m.questions(2)), F("SN-91", -91, "Frage ü?", "", "q3")); })},
-        {"93 reset_dev_pwd_res", T::ResetDevPwdRes, "server response client reset device password", kEveryone, nullptr, nullptr,
-         [](I) { reset_dev_pwd_res(q("SN-ü-93"), 93); },
-         push<proto::ResetDevPwdRes>([](const auto &m, I) { QCOMPARE(F(m.dev_sn(), m.err_code()), F("SN-ü-93", 93)); })},
-        resultRow<proto::TalkOperReq>("95 talk_oper_res", T::TalkOperRes, "server response talk oper req", T::TalkOperReq, "signalTalkOperReq", &talk_oper_res, 9501, "besetzt"),
-        resultRow<proto::TalkOperReq>("97 speak_oper_res", T::SpeakOperRes, "server response speak oper req", T::SpeakOperReq, "signalSpeakOperReq", &speak_oper_res, 0, ""),
+        resultRow<proto::ModifyDevAccountReq>(
+            "89 modify_dev_account_res", T::ModifyDevAccountRes, "server response client modify device account req",
+            T::ModifyDevAccountReq, "signalModifyDevAccountReq", &modify_dev_account_res, 0, ""),
+        {"91 get_dev_secret_questions_res", T::GetDevSecretQuestionsRes,
+         "server response client get device secret questions", kEveryone, nullptr, nullptr,
+         [](I) {
+             get_dev_secret_questions_res(q("SN-91"), -91, {q("Frage ü?"), QString(), q("q3")});
+         },
+         push<proto::DevSecretQuestionsGetRes>([](const auto &m, I) {
+             QCOMPARE(m.questions_size(), 3);
+             QCOMPARE(F(m.dev_sn(), m.err_code(), m.questions(0), m.questions(1), m.questions(2)),
+                      F("SN-91", -91, "Frage ü?", "", "q3"));
+         })},
+        {"93 reset_dev_pwd_res", T::ResetDevPwdRes, "server response client reset device password", kEveryone, nullptr,
+         nullptr, [](I) { reset_dev_pwd_res(q("SN-ü-93"), 93); }, push<proto::ResetDevPwdRes>([](const auto &m, I) {
+             QCOMPARE(F(m.dev_sn(), m.err_code()), F("SN-ü-93", 93));
+         })},
+        resultRow<proto::TalkOperReq>("95 talk_oper_res", T::TalkOperRes, "server response talk oper req",
+                                      T::TalkOperReq, "signalTalkOperReq", &talk_oper_res, 9501, "besetzt"),
+        resultRow<proto::TalkOperReq>("97 speak_oper_res", T::SpeakOperRes, "server response speak oper req",
+                                      T::SpeakOperReq, "signalSpeakOperReq", &speak_oper_res, 0, ""),
         {"98 push_talk_event_msg", T::PushTalkEventMsg, "server push talk event to client", kEveryone, nullptr, nullptr,
          [](I) { push_talk_event_msg(ChannelId(q("cam-ü-98"), 98), TalkEvent::DevBusy); },
-         push<proto::TalkEventPush>([](const auto &m, I) { QCOMPARE(F(m.channel_id().dev_id(), m.channel_id().channel(), m.event()), F("cam-ü-98", 98u, 3)); })},
-        {"99 push_speak_event_msg", T::PushSpeakEventMsg, "server push speak event to client", kEveryone, nullptr, nullptr,
-         [](I) { push_speak_event_msg(ChannelId(q("cam-99"), 99), TalkEvent::TalkError); },
-         push<proto::TalkEventPush>([](const auto &m, I) { QCOMPARE(F(m.channel_id().dev_id(), m.channel_id().channel(), m.event()), F("cam-99", 99u, 2)); })},
-        {"101 common_res", T::CommonRes, "server response common req", T::CommonReq, &requestWithId<proto::CommonReq>, "signalCommonReq",
-         [](I id) { common_res(q(id), q("{\"ü\":101}")); },
-         push<proto::CommonRes>([](const auto &m, I id) { QCOMPARE(F(m.request_id(), m.res_json()), F(id, "{\"ü\":101}")); })},
+         push<proto::TalkEventPush>([](const auto &m, I) {
+             QCOMPARE(F(m.channel_id().dev_id(), m.channel_id().channel(), m.event()), F("cam-ü-98", 98u, 3));
+         })},
+        {"99 push_speak_event_msg", T::PushSpeakEventMsg, "server push speak event to client", kEveryone, nullptr,
+         nullptr, [](I) { push_speak_event_msg(ChannelId(q("cam-99"), 99), TalkEvent::TalkError); },
+         push<proto::TalkEventPush>([](const auto &m, I) {
+             QCOMPARE(F(m.channel_id().dev_id(), m.channel_id().channel(), m.event()), F("cam-99", 99u, 2));
+         })},
+        {"101 common_res", T::CommonRes, "server response common req", T::CommonReq, &requestWithId<proto::CommonReq>,
+         "signalCommonReq", [](I id) { common_res(q(id), q("{\"ü\":101}")); },
+         push<proto::CommonRes>(
+             [](const auto &m, I id) { QCOMPARE(F(m.request_id(), m.res_json()), F(id, "{\"ü\":101}")); })},
         // Matched by the progress record's id, logged with the face-detect-records text.
-        {"113 progress of an upload", T::PushFileTransferProgress, "server response client get face detect records req", T::UploadFileReq, &requestWithId<proto::UploadFileReq>, "signalUploadFileReq",
-         [](I id) { push_file_transfer_progress(FileTransferProgress{q(id), 11302, -11303}); },
-         push<proto::FileTransferProgress>([](const auto &m, I id) { QCOMPARE(F(m.request_id(), m.param_2(), m.param_3()), F(id, 11302, -11303)); })},
-        {"113 progress of a download", T::PushFileTransferProgress, "server response client get face detect records req", T::DownloadFileReq, &requestWithId<proto::DownloadFileReq>, "signalDownloadFileReq",
-         [](I id) { push_file_transfer_progress(FileTransferProgress{q(id), 100, 1}); },
-         push<proto::FileTransferProgress>([](const auto &m, I id) { QCOMPARE(F(m.request_id(), m.param_2(), m.param_3()), F(id, 100, 1)); })},
+        {"113 progress of an upload", T::PushFileTransferProgress, "server response client get face detect records req",
+         T::UploadFileReq, &requestWithId<proto::UploadFileReq>, "signalUploadFileReq",
+         [](I id) {
+             push_file_transfer_progress(FileTransferProgress{q(id), 11302, -11303});
+         },
+         push<proto::FileTransferProgress>(
+             [](const auto &m, I id) { QCOMPARE(F(m.request_id(), m.param_2(), m.param_3()), F(id, 11302, -11303)); })},
+        {"113 progress of a download", T::PushFileTransferProgress,
+         "server response client get face detect records req", T::DownloadFileReq,
+         &requestWithId<proto::DownloadFileReq>, "signalDownloadFileReq",
+         [](I id) {
+             push_file_transfer_progress(FileTransferProgress{q(id), 100, 1});
+         },
+         push<proto::FileTransferProgress>(
+             [](const auto &m, I id) { QCOMPARE(F(m.request_id(), m.param_2(), m.param_3()), F(id, 100, 1)); })},
     };
     return all;
 }
@@ -551,8 +763,7 @@ private slots:
     void hostSlotsAnswerEndToEnd();
 
 private:
-    struct Received
-    {
+    struct Received {
         QList<Frame> asked, others, toMain;
         int strays() const { return others.size() + toMain.size(); }
     };
@@ -575,7 +786,8 @@ bool tst_Outbound::ensureClients()
     mainClient = std::make_unique<Connection>();
     asker = std::make_unique<Connection>();
     bystander = std::make_unique<Connection>();
-    if (!connectAccepted(mainClient.get(), true) || !connectAccepted(asker.get(), false) || !connectAccepted(bystander.get(), false))
+    if (!connectAccepted(mainClient.get(), true) || !connectAccepted(asker.get(), false)
+        || !connectAccepted(bystander.get(), false))
         return false;
     QTest::qWait(50); // let the hello be read
     return true;
@@ -599,11 +811,13 @@ QByteArray askWith(Connection *from, MessageType type, const QByteArray &payload
 // The presets request, the one the routing tests ask.
 QByteArray tst_Outbound::ask(const std::string &id, Connection *from)
 {
-    return askWith(from ? from : asker.get(), MessageType::GetPresetsReq, requestWithId<proto::ChannelReq>(id), "signalGetPresetsReq");
+    return askWith(from ? from : asker.get(), MessageType::GetPresetsReq, requestWithId<proto::ChannelReq>(id),
+                   "signalGetPresetsReq");
 }
 
 template <class M>
-bool tst_Outbound::roundTrip(Connection *from, MessageType request, const QByteArray &payload, MessageType type, M *answer)
+bool tst_Outbound::roundTrip(Connection *from, MessageType request, const QByteArray &payload, MessageType type,
+                             M *answer)
 {
     Frame frame;
     from->sendFrame(request, payload);
@@ -618,8 +832,9 @@ void tst_Outbound::pushWithNoClientStillLogs()
     push_dev_status_msg(q("nobody"), DevStatus::Online);
     upload_upgrade_file_finished(q("nobody"));
     push_tlv_data(q("nobody"), QByteArray("x"));
-    QCOMPARE(cursor.levelLines(), (QStringList{QStringLiteral("trace server push dev status to client"),
-                                               QStringLiteral("trace server push upload upgrade file finished message")}));
+    QCOMPARE(cursor.levelLines(),
+             (QStringList{QStringLiteral("trace server push dev status to client"),
+                          QStringLiteral("trace server push upload upgrade file finished message")}));
 }
 
 void tst_Outbound::everySlot_data()
@@ -754,7 +969,8 @@ void tst_Outbound::answerFromAnotherThreadReachesAsker()
     Frame frame;
     proto::GetPresetRes m;
     QVERIFY(asker->waitForFrame(&frame) && parse(&m, frame.payload));
-    QCOMPARE(F(frame.type, m.request_id(), m.error().err_code(), m.error().err_msg(), m.presets_size(), m.presets(0).preset_name()),
+    QCOMPARE(F(frame.type, m.request_id(), m.error().err_code(), m.error().err_msg(), m.presets_size(),
+               m.presets(0).preset_name()),
              F(MessageType::GetPresetsRes, "from-thread", 17, "spät", 1, "thread"));
     const Received got = collect();
     QCOMPARE(got.asked.size() + got.strays(), 0);
@@ -767,37 +983,44 @@ void tst_Outbound::hostSlotsAnswerEndToEnd()
     DgwSignals *d = &DgwSignals::instance();
     connect(d, &DgwSignals::signalGetPresetsReq, &host, [](const ChannelCondition &c) {
         get_presets_res(Response{c.requestId, 0, QString()},
-                        {PresetInfo{c.channel, c.devId + QStringLiteral("-a")}, PresetInfo{c.channel + 1, c.devId + QStringLiteral("-b")}});
+                        {PresetInfo{c.channel, c.devId + QStringLiteral("-a")},
+                         PresetInfo{c.channel + 1, c.devId + QStringLiteral("-b")}});
     });
     connect(d, &DgwSignals::signalGetRtspUrlReq, &host, [](const GetRtspUrlCondition &c) {
-        get_rtsp_url_res(Response{c.requestId, 0, QString()}, QStringLiteral("rtsp://%1/%2/%3").arg(c.devId).arg(c.channel).arg(c.streamType));
+        get_rtsp_url_res(Response{c.requestId, 0, QString()},
+                         QStringLiteral("rtsp://%1/%2/%3").arg(c.devId).arg(c.channel).arg(c.streamType));
     });
-    connect(d, &DgwSignals::signalCommonReq, &host, [](const ChannelId &channel, const QString &requestId, const QString &json) {
-        common_res(requestId, json + QLatin1Char('@') + channel.first);
-    });
+    connect(d, &DgwSignals::signalCommonReq, &host,
+            [](const ChannelId &channel, const QString &requestId, const QString &json) {
+                common_res(requestId, json + QLatin1Char('@') + channel.first);
+            });
 
     oru_test::LogCursor cursor;
     proto::GetPresetRes presets;
-    QVERIFY(roundTrip(bystander.get(), MessageType::GetPresetsReq, b(channelRequest<proto::ChannelReq>("e2e-presets", "cam-ü", 3).SerializeAsString()),
+    QVERIFY(roundTrip(bystander.get(), MessageType::GetPresetsReq,
+                      b(channelRequest<proto::ChannelReq>("e2e-presets", "cam-ü", 3).SerializeAsString()),
                       MessageType::GetPresetsRes, &presets));
     QCOMPARE(presets.presets_size(), 2);
-    QCOMPARE(F(presets.request_id(), presets.has_error(), presets.presets(0).param_1(), presets.presets(0).preset_name(),
-               presets.presets(1).param_1(), presets.presets(1).preset_name()),
+    QCOMPARE(F(presets.request_id(), presets.has_error(), presets.presets(0).param_1(),
+               presets.presets(0).preset_name(), presets.presets(1).param_1(), presets.presets(1).preset_name()),
              F("e2e-presets", true, 3u, "cam-ü-a", 4u, "cam-ü-b"));
     // The host answered inside the signal, before the request's own line.
-    QCOMPARE(cursor.levelLines(), (QStringList{QStringLiteral("trace server response client get presets req"),
-                                               QStringLiteral("trace client get presets req")}));
+    QCOMPARE(cursor.levelLines(),
+             (QStringList{QStringLiteral("trace server response client get presets req"),
+                          QStringLiteral("trace client get presets req")}));
 
     auto rtspReq = channelRequest<proto::GetRtspUrlReq>("e2e-rtsp", "nvr", 2);
     rtspReq.set_param_3(1);
     proto::GetRtspUrlRes rtsp;
-    QVERIFY(roundTrip(asker.get(), MessageType::GetRtspUrlReq, b(rtspReq.SerializeAsString()), MessageType::GetRtspUrlRes, &rtsp));
+    QVERIFY(roundTrip(asker.get(), MessageType::GetRtspUrlReq, b(rtspReq.SerializeAsString()),
+                      MessageType::GetRtspUrlRes, &rtsp));
     QCOMPARE(F(rtsp.request_id(), rtsp.rtsp_url()), F("e2e-rtsp", "rtsp://nvr/2/1"));
 
     auto commonReq = channelRequest<proto::CommonReq>("e2e-common", "dev-ä", 0);
     commonReq.set_req_json("{\"a\":1}");
     proto::CommonRes common;
-    QVERIFY(roundTrip(mainClient.get(), MessageType::CommonReq, b(commonReq.SerializeAsString()), MessageType::CommonRes, &common));
+    QVERIFY(roundTrip(mainClient.get(), MessageType::CommonReq, b(commonReq.SerializeAsString()),
+                      MessageType::CommonRes, &common));
     QCOMPARE(F(common.request_id(), common.res_json()), F("e2e-common", "{\"a\":1}@dev-ä"));
 
     const Received got = collect();

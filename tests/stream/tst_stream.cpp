@@ -29,7 +29,10 @@ namespace pb = oru_sdk_proto;
 namespace {
 
 template <typename Message>
-QByteArray bytes(const Message &m) { return QByteArray::fromStdString(m.SerializeAsString()); }
+QByteArray bytes(const Message &m)
+{
+    return QByteArray::fromStdString(m.SerializeAsString());
+}
 
 template <typename Request>
 Request onChannel(const QString &devId, int channel)
@@ -137,7 +140,8 @@ template <typename M>
 bool nextFrameAs(Connection *c, MessageType type, M *m)
 {
     Frame frame;
-    return c->waitForFrame(&frame) && frame.type == type && m->ParseFromArray(frame.payload.constData(), frame.payload.size());
+    return c->waitForFrame(&frame) && frame.type == type
+        && m->ParseFromArray(frame.payload.constData(), frame.payload.size());
 }
 
 // A live stream opened on two fresh sockets; its id, or 0.
@@ -223,8 +227,10 @@ void tst_Stream::liveStreamId()
     const auto condition = live.at(0).at(1).value<oru_sdk::LiveVideoConnCondition>();
     QCOMPARE((QVariantList{live.at(0).at(0).toUInt(), condition.devId, condition.channel, condition.streamType}),
              (QVariantList{id, devId, channel, streamType}));
-    QCOMPARE(cursor.levelLines(), QStringList(QStringLiteral("info client request live video connect, stream id:%1, device id:%2, channel index:%3")
-                                                  .arg(QString::number(id), devId, QString::number(channel))));
+    QCOMPARE(cursor.levelLines(),
+             QStringList(
+                 QStringLiteral("info client request live video connect, stream id:%1, device id:%2, channel index:%3")
+                     .arg(QString::number(id), devId, QString::number(channel))));
 }
 
 void tst_Stream::equalLiveRequestsShareOneStream()
@@ -258,15 +264,18 @@ void tst_Stream::playbackByFile()
     Connection a, b;
     QVERIFY(attach(&a) && attach(&b));
     oru_test::LogCursor cursor;
-    const QByteArray request = fileReq(QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000);
-    const StreamId first = open(&a, MessageType::PlaybackByFileReq, request), second = open(&b, MessageType::PlaybackByFileReq, request);
+    const QByteArray request =
+        fileReq(QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000);
+    const StreamId first = open(&a, MessageType::PlaybackByFileReq, request),
+                   second = open(&b, MessageType::PlaybackByFileReq, request);
     QVERIFY(first != second && first != 0 && second != 0);
     for (const QList<QVariant> &args : file) {
         const auto c = args.at(1).value<oru_sdk::PlaybackByFileCondition>();
         QCOMPARE((QVariantList{c.devId, c.channel, c.fileName, c.param3, c.param4}),
                  (QVariantList{QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000}));
     }
-    const QString line = QStringLiteral("info client request playback by file, stream id:%1, device id:nvr-7, channel index:12");
+    const QString line =
+        QStringLiteral("info client request playback by file, stream id:%1, device id:nvr-7, channel index:12");
     QCOMPARE(cursor.levelLines(), (QStringList{line.arg(first), line.arg(second)}));
 
     // Each playback is its own stream: data goes to its socket alone.
@@ -312,7 +321,9 @@ void tst_Stream::playbackByTime()
              (QVariantList{QStringLiteral("dvr"), 0, expected.isValid(), expected, 77}));
     const QStringList lines = cursor.lines();
     QCOMPARE(lines.size(), 2);
-    QCOMPARE(lines.first(), QStringLiteral("client request playback by time, stream id:%1, device id:dvr, channel index:0").arg(time.at(0).at(0).toUInt()));
+    QCOMPARE(lines.first(),
+             QStringLiteral("client request playback by time, stream id:%1, device id:dvr, channel index:0")
+                 .arg(time.at(0).at(0).toUInt()));
 }
 
 void tst_Stream::emptyDataIsOneByteBlock_data()
@@ -352,29 +363,56 @@ void tst_Stream::controlRequests_data()
     QTest::addColumn<QVariant>("value");
     QTest::addColumn<QString>("line");
 
-    const QByteArray skipPos = SIGNAL(signalSkipByOffsetTimeReq(StreamId, uint)), skipTime = SIGNAL(signalSkipByAppointedTimeReq(StreamId, QDateTime)),
-                     ctrl = SIGNAL(signalPlaybackCtrlReq(StreamId, PlaybackCtrl)), speed = SIGNAL(signalPlaybackSpeedSetReq(StreamId, QString));
+    const QByteArray skipPos = SIGNAL(signalSkipByOffsetTimeReq(StreamId, uint)),
+                     skipTime = SIGNAL(signalSkipByAppointedTimeReq(StreamId, QDateTime)),
+                     ctrl = SIGNAL(signalPlaybackCtrlReq(StreamId, PlaybackCtrl)),
+                     speed = SIGNAL(signalPlaybackSpeedSetReq(StreamId, QString));
     const QString skipPosLine = QStringLiteral("client request skip by offset time, stream id:%1"),
                   skipTimeLine = QStringLiteral("client request skip by appointed time, stream id:%1"),
-                  ctrlLine = QStringLiteral("client request playback ctrl, stream id:%1"), speedLine = QStringLiteral("client request set playback speed");
-    auto pos = [](uint v) { pb::SkipByPosReq m; m.set_offset_time(v); return bytes(m); };
-    auto at = [](const char *t) { pb::SkipByTimeReq m; m.set_skip_time(t); return bytes(m); };
-    auto control = [](int v) { pb::PlaybackCtrlReq m; m.set_ctrl(v); return bytes(m); };
-    auto rate = [](const char *v) { pb::PlaybackSpeedSetReq m; m.set_playback_speed(v); return bytes(m); };
+                  ctrlLine = QStringLiteral("client request playback ctrl, stream id:%1"),
+                  speedLine = QStringLiteral("client request set playback speed");
+    auto pos = [](uint v) {
+        pb::SkipByPosReq m;
+        m.set_offset_time(v);
+        return bytes(m);
+    };
+    auto at = [](const char *t) {
+        pb::SkipByTimeReq m;
+        m.set_skip_time(t);
+        return bytes(m);
+    };
+    auto control = [](int v) {
+        pb::PlaybackCtrlReq m;
+        m.set_ctrl(v);
+        return bytes(m);
+    };
+    auto rate = [](const char *v) {
+        pb::PlaybackSpeedSetReq m;
+        m.set_playback_speed(v);
+        return bytes(m);
+    };
 
     for (bool attached : {false, true}) {
-        auto row = [&](const char *name, MessageType type, const QByteArray &payload, const QByteArray &signal, const QVariant &value, const QString &line) {
-            QTest::addRow("%s / %s", name, attached ? "own stream" : "no stream") << attached << type << payload << signal << value << line;
+        auto row = [&](const char *name, MessageType type, const QByteArray &payload, const QByteArray &signal,
+                       const QVariant &value, const QString &line) {
+            QTest::addRow("%s / %s", name, attached ? "own stream" : "no stream")
+                << attached << type << payload << signal << value << line;
         };
         row("skip by offset", MessageType::SkipByOffsetTimeReq, pos(4000000000u), skipPos, 4000000000u, skipPosLine);
         row("skip by offset, empty", MessageType::SkipByOffsetTimeReq, QByteArray(), skipPos, 0u, skipPosLine);
-        row("skip to time", MessageType::SkipByAppointedTimeReq, at("2023-05-06 07:08:09.010"), skipTime, QDateTime(QDate(2023, 5, 6), QTime(7, 8, 9, 10)), skipTimeLine);
-        row("skip to unmatched time", MessageType::SkipByAppointedTimeReq, at("06.05.2023 07:08"), skipTime, QDateTime(), skipTimeLine);
-        row("pause", MessageType::PlaybackCtrlReq, control(0), ctrl, QVariant::fromValue(PlaybackCtrl::Pause), ctrlLine);
+        row("skip to time", MessageType::SkipByAppointedTimeReq, at("2023-05-06 07:08:09.010"), skipTime,
+            QDateTime(QDate(2023, 5, 6), QTime(7, 8, 9, 10)), skipTimeLine);
+        row("skip to unmatched time", MessageType::SkipByAppointedTimeReq, at("06.05.2023 07:08"), skipTime,
+            QDateTime(), skipTimeLine);
+        row("pause", MessageType::PlaybackCtrlReq, control(0), ctrl, QVariant::fromValue(PlaybackCtrl::Pause),
+            ctrlLine);
         row("stop", MessageType::PlaybackCtrlReq, control(2), ctrl, QVariant::fromValue(PlaybackCtrl::Stop), ctrlLine);
-        row("ctrl out of range", MessageType::PlaybackCtrlReq, control(-7), ctrl, QVariant::fromValue(PlaybackCtrl(-7)), ctrlLine);
-        row("speed 1/8X", MessageType::PlaybackSpeedSetReq, rate(oru_sdk::PlaybackSpeed_1_8X), speed, QStringLiteral("1/8X"), speedLine);
-        row("speed outside the set", MessageType::PlaybackSpeedSetReq, rate("3X"), speed, QStringLiteral("3X"), speedLine);
+        row("ctrl out of range", MessageType::PlaybackCtrlReq, control(-7), ctrl, QVariant::fromValue(PlaybackCtrl(-7)),
+            ctrlLine);
+        row("speed 1/8X", MessageType::PlaybackSpeedSetReq, rate(oru_sdk::PlaybackSpeed_1_8X), speed,
+            QStringLiteral("1/8X"), speedLine);
+        row("speed outside the set", MessageType::PlaybackSpeedSetReq, rate("3X"), speed, QStringLiteral("3X"),
+            speedLine);
     }
 }
 
@@ -412,7 +450,8 @@ void tst_Stream::parseFailure_data()
     QTest::addColumn<QByteArray>("payload");
     QTest::addColumn<QString>("text");
     const auto row = [](const char *name, MessageType type, const char *hex, const char *what) {
-        QTest::newRow(name) << type << QByteArray::fromHex(hex) << QStringLiteral("parse [%1] failure").arg(QLatin1String(what));
+        QTest::newRow(name) << type << QByteArray::fromHex(hex)
+                            << QStringLiteral("parse [%1] failure").arg(QLatin1String(what));
     };
     // A length-delimited field 1 that claims more bytes than follow.
     row("104 truncated", MessageType::LiveVideoConnReq, "0a05616263", "client live video connect req");
@@ -704,7 +743,9 @@ void tst_Stream::streamEvent()
     pb::StreamEventPush push;
     QVERIFY(nextFrameAs(&c, MessageType::PushStreamEventMsg, &push));
     QCOMPARE(push.event(), event);
-    QCOMPARE(cursor.levelLines(), QStringList(QStringLiteral("info server push stream event to client, stream id:%1, event:%2").arg(id).arg(event)));
+    QCOMPARE(cursor.levelLines(),
+             QStringList(
+                 QStringLiteral("info server push stream event to client, stream id:%1, event:%2").arg(id).arg(event)));
 }
 
 void tst_Stream::pushesToUnwatchedStreamGoNowhere()
@@ -739,7 +780,8 @@ void tst_Stream::writesFromAnotherThreadKeepOrder()
         for (int i = 0; i < count; ++i)
             oru_sdk::write_stream_data(id, chunk(i));
     });
-    const bool arrived = QTest::qWaitFor([&] { return a.pendingFrames() >= count && b.pendingFrames() >= count; }, 20000);
+    const bool arrived =
+        QTest::qWaitFor([&] { return a.pendingFrames() >= count && b.pendingFrames() >= count; }, 20000);
     host.join();
     QVERIFY(arrived);
     for (Connection *c : {&a, &b}) {
@@ -768,7 +810,8 @@ void tst_Stream::largeChunksArriveIntact()
         for (const QByteArray &expected : qAsConst(chunks)) {
             Frame frame;
             QVERIFY(c->waitForFrame(&frame, 20000));
-            QVERIFY(frame.type == MessageType::StreamData && frame.payload.size() == expected.size() && frame.payload == expected);
+            QVERIFY(frame.type == MessageType::StreamData && frame.payload.size() == expected.size()
+                    && frame.payload == expected);
         }
     }
 }

@@ -51,10 +51,10 @@ const Sdk &startSdk()
         s.messageServer = QStringLiteral("oru_test_msg_") + id;
         s.streamServer = QStringLiteral("oru_test_stream_") + id;
         s.logPath = dataHome.path() + QLatin1Char('/') + QCoreApplication::applicationName()
-                    + QStringLiteral("/logs/oru.dgw.log");
+            + QStringLiteral("/logs/oru.dgw.log");
         if (!QCoreApplication::organizationName().isEmpty())
             s.logPath = dataHome.path() + QLatin1Char('/') + QCoreApplication::organizationName() + QLatin1Char('/')
-                        + QCoreApplication::applicationName() + QStringLiteral("/logs/oru.dgw.log");
+                + QCoreApplication::applicationName() + QStringLiteral("/logs/oru.dgw.log");
         // A crashed earlier gateway may have left its endpoints behind.
         for (const QString &name : {s.messageServer, s.streamServer}) {
             QFile stale(QDir::tempPath() + QLatin1Char('/') + name);
@@ -86,10 +86,7 @@ bool connectControl(oru_client::Connection *connection, bool hello)
     return true;
 }
 
-bool connectStream(oru_client::Connection *connection)
-{
-    return connection->connectToServer(startSdk().streamServer);
-}
+bool connectStream(oru_client::Connection *connection) { return connection->connectToServer(startSdk().streamServer); }
 
 bool connectControlLogged(oru_client::Connection *connection)
 {

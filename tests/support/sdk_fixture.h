@@ -10,8 +10,7 @@ namespace oru_test {
 
 // The SDK is one per process: every test executable starts it once, with
 // server names of its own and its log file in a private data folder.
-struct Sdk
-{
+struct Sdk {
     QString messageServer;
     QString streamServer;
     QString logPath;
@@ -52,8 +51,8 @@ bool disconnectLogged(oru_client::Connection *connection);
 
 // Scenarios that end the SDK's servers run only in a process of their own
 // (CTest starts one per scenario, naming the function on the command line).
-#define ORU_REQUIRE_OWN_PROCESS()                                                                                    \
-    do {                                                                                                             \
-        if (!QCoreApplication::arguments().contains(QLatin1String(QTest::currentTestFunction())))                    \
-            QSKIP("runs in a process of its own");                                                                   \
+#define ORU_REQUIRE_OWN_PROCESS()                                                                                      \
+    do {                                                                                                               \
+        if (!QCoreApplication::arguments().contains(QLatin1String(QTest::currentTestFunction())))                      \
+            QSKIP("runs in a process of its own");                                                                     \
     } while (false)

@@ -59,7 +59,7 @@ public:
     QStringList devs() const;
     int channel() const { return number(QStringLiteral("channel"), 1); }
     QString text(const QString &name) const; // "@file" reads the file
-    int action = -1;                          // index of the command's action word
+    int action = -1;                         // index of the command's action word
 
     // ---- Connections (failing to connect throws Failure{NoGateway}) ----
     Client &control();

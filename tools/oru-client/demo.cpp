@@ -97,7 +97,10 @@ int runDemo(Context &c)
 
     c.out << "oru-client demo: a main-client session, files in " << dir << '/' << Qt::endl;
     if (stopGateway)
-        d.run(QStringLiteral("hello: become the main client"), [&] { client.hello(); return QStringLiteral("sent"); });
+        d.run(QStringLiteral("hello: become the main client"), [&] {
+            client.hello();
+            return QStringLiteral("sent");
+        });
     d.run(QStringLiteral("initialise the gateway"), [&] {
         InitDgwCondition init;
         init.url = QStringLiteral("https://vms.example.net");
@@ -124,7 +127,10 @@ int runDemo(Context &c)
         int n = -1;
         QObject scope; // ends the connection with this step
         client.getDevChannelsInfo(dev);
-        QObject::connect(&client, &Client::devChannelsInfo, &scope, [&](const QString &id, const DevChanInfoList &l) { if (id == dev) n = l.size(); });
+        QObject::connect(&client, &Client::devChannelsInfo, &scope, [&](const QString &id, const DevChanInfoList &l) {
+            if (id == dev)
+                n = l.size();
+        });
         d.until([&] { return n >= 0; }, 3000);
         if (n < 0)
             throw Failure{TimedOut, QStringLiteral("no channel list pushed within 3 s")};
@@ -202,21 +208,28 @@ int runDemo(Context &c)
             throw Failure{Failed, QStringLiteral("no recording to play")};
         auto s = c.newStream();
         s->openPlaybackByFile({dev, 1, recordings.last().fileName, 0, 0});
-        const QList<Context::Step> steps{{0, [](StreamClient &x) { x.setSpeed(QString::fromLatin1(PlaybackSpeed_2X)); }},
-                                         {seconds / 2.0, [](StreamClient &x) { x.skipByOffsetTime(300); }}};
-        const StreamStats st = c.runStream(*s, QStringLiteral("playback"), seconds + 1, dir + QStringLiteral("/playback.mjpeg"), steps);
+        const QList<Context::Step> steps{
+            {0, [](StreamClient &x) { x.setSpeed(QString::fromLatin1(PlaybackSpeed_2X)); }},
+            {seconds / 2.0, [](StreamClient &x) { x.skipByOffsetTime(300); }}};
+        const StreamStats st =
+            c.runStream(*s, QStringLiteral("playback"), seconds + 1, dir + QStringLiteral("/playback.mjpeg"), steps);
         return d.streamLine(st) + QStringLiteral(", at %1/%2 s -> playback.mjpeg").arg(st.offsetTime).arg(st.duration);
     });
 
     d.run(QStringLiteral("reboot %1, watch its status").arg(other), [&] {
         QList<DevStatus> seen;
         QObject scope;
-        QObject::connect(&client, &Client::devStatus, &scope, [&](const QString &id, DevStatus st) { if (id == other) seen.append(st); });
+        QObject::connect(&client, &Client::devStatus, &scope, [&](const QString &id, DevStatus st) {
+            if (id == other)
+                seen.append(st);
+        });
         client.rebootDevs({other});
         d.until([&] { return seen.size() >= 2; }, 4000);
         QStringList words;
         for (DevStatus st : seen)
-            words.append(st == DevStatus::Online ? QStringLiteral("online") : st == DevStatus::Offline ? QStringLiteral("offline") : QString::number(int(st)));
+            words.append(st == DevStatus::Online        ? QStringLiteral("online")
+                             : st == DevStatus::Offline ? QStringLiteral("offline")
+                                                        : QString::number(int(st)));
         if (seen.isEmpty())
             throw Failure{TimedOut, QStringLiteral("no status pushed within 4 s")};
         return QStringLiteral("pushed: %1").arg(words.join(QStringLiteral(" -> ")));
@@ -258,14 +271,32 @@ int runDemo(Context &c)
         pushCount += n;
     c.out << Qt::endl
           << "Summary" << Qt::endl
-          << QStringLiteral("  requests answered  %1 of %2, %3 ms on average").arg(client.answeredCalls()).arg(client.sentCalls()).arg(client.answeredCalls() ? d.answerMs / client.answeredCalls() : 0, 0, 'f', 2) << Qt::endl
+          << QStringLiteral("  requests answered  %1 of %2, %3 ms on average")
+                 .arg(client.answeredCalls())
+                 .arg(client.sentCalls())
+                 .arg(client.answeredCalls() ? d.answerMs / client.answeredCalls() : 0, 0, 'f', 2)
+          << Qt::endl
           << QStringLiteral("  pushes received    %1").arg(pushCount) << Qt::endl
-          << QStringLiteral("  stream data        %1 frames, %2 KiB in %3 s: %4 fps, %5 KiB/s").arg(d.streamFrames).arg(d.streamBytes / 1024).arg(d.streamSeconds, 0, 'f', 1).arg(d.streamSeconds > 0 ? d.streamFrames / d.streamSeconds : 0, 0, 'f', 1).arg(d.streamSeconds > 0 ? d.streamBytes / 1024.0 / d.streamSeconds : 0, 0, 'f', 0) << Qt::endl
+          << QStringLiteral("  stream data        %1 frames, %2 KiB in %3 s: %4 fps, %5 KiB/s")
+                 .arg(d.streamFrames)
+                 .arg(d.streamBytes / 1024)
+                 .arg(d.streamSeconds, 0, 'f', 1)
+                 .arg(d.streamSeconds > 0 ? d.streamFrames / d.streamSeconds : 0, 0, 'f', 1)
+                 .arg(d.streamSeconds > 0 ? d.streamBytes / 1024.0 / d.streamSeconds : 0, 0, 'f', 0)
+          << Qt::endl
           << QStringLiteral("  files              %1/snapshot.jpg, live.mjpeg, playback.mjpeg").arg(dir) << Qt::endl
-          << QStringLiteral("  steps              %1 of %2 ok, %3 s").arg(d.step - d.failures).arg(d.step).arg(elapsed, 0, 'f', 1) << Qt::endl;
+          << QStringLiteral("  steps              %1 of %2 ok, %3 s")
+                 .arg(d.step - d.failures)
+                 .arg(d.step)
+                 .arg(elapsed, 0, 'f', 1)
+          << Qt::endl;
     if (c.json)
-        c.print(QJsonObject{{"answered", client.answeredCalls()}, {"sent", client.sentCalls()}, {"pushes", pushCount},
-                            {"frames", d.streamFrames}, {"bytes", double(d.streamBytes)}, {"failures", d.failures}},
+        c.print(QJsonObject{{"answered", client.answeredCalls()},
+                            {"sent", client.sentCalls()},
+                            {"pushes", pushCount},
+                            {"frames", d.streamFrames},
+                            {"bytes", double(d.streamBytes)},
+                            {"failures", d.failures}},
                 {});
     return d.failures ? Failed : Ok;
 }

@@ -73,7 +73,10 @@ const QMap<QString, Opt> &catalogue()
         {"token", {"Cloud token.", "token"}},
         {"language", {"Language code.", "n", "0"}},
         {"stream-type", {"0 main stream, 1 sub stream.", "n", "0"}},
-        {"op", {"PTZ operation: up, down, left, right, up-left, up-right, down-left, down-right, zoom-in, zoom-out, focus-near, focus-far, iris-open, iris-close.", "op"}},
+        {"op",
+         {"PTZ operation: up, down, left, right, up-left, up-right, down-left, down-right, zoom-in, zoom-out, "
+          "focus-near, focus-far, iris-open, iris-close.",
+          "op"}},
         {"action", {"start or stop. Default: start.", "action"}},
         {"speed", {"Speed: PTZ 1-7; playback 1/8X, 1/4X, 1/2X, 1X, 2X, 4X, 8X.", "speed"}},
         {"for", {"Stop the movement after this many ms.", "ms"}},
@@ -110,8 +113,10 @@ const QMap<QString, Opt> &catalogue()
         {"pause-for", {"...for this many seconds.", "s", "1"}},
         {"simple", {"Keep network settings.", nullptr}},
         {"exit", {"Stop the gateway at the end.", nullptr}},
-        {"ak", {"Credential.", "text"}}, {"sk", {"Credential.", "text"}},
-        {"ck", {"Credential.", "text"}}, {"csk", {"Credential.", "text"}},
+        {"ak", {"Credential.", "text"}},
+        {"sk", {"Credential.", "text"}},
+        {"ck", {"Credential.", "text"}},
+        {"csk", {"Credential.", "text"}},
         {"saas-server", {"Cloud server address.", "address"}},
         {"saas-cert", {"Cloud server certificate.", "pem"}},
     };
@@ -119,8 +124,8 @@ const QMap<QString, Opt> &catalogue()
 }
 
 const QStringList kCommon{"server", "stream-server", "timeout", "json", "hello", "no-hello"};
-const QStringList kPtzOps{"up", "down", "left", "right", "up-left", "up-right", "down-left", "down-right", "zoom-in",
-                          "zoom-out", "focus-near", "focus-far", "iris-open", "iris-close"};
+const QStringList kPtzOps{"up",         "down",    "left",     "right",      "up-left",   "up-right",  "down-left",
+                          "down-right", "zoom-in", "zoom-out", "focus-near", "focus-far", "iris-open", "iris-close"};
 
 // ---- Commands ----
 
@@ -174,7 +179,10 @@ int search(Context &c)
     Client &client = c.control();
     const bool broadcast = c.has(QStringLiteral("broadcast"));
     DevInfoList devs;
-    const auto take = [&](const DevInfoList &list) { devs = list; return true; };
+    const auto take = [&](const DevInfoList &list) {
+        devs = list;
+        return true;
+    };
     broadcast ? client.broadcastSearchDevs() : client.searchDevs();
     const int seconds = c.number(QStringLiteral("seconds"), 3);
     if (!(broadcast ? waitForPush(client, &Client::broadcastSearchedDevs, seconds * 1000, take)
@@ -191,11 +199,13 @@ int channels(Context &c)
     client.getDevChannelsInfo(dev);
     DevChanInfoList list;
     const int seconds = c.number(QStringLiteral("seconds"), 3);
-    if (!waitForPush(client, &Client::devChannelsInfo, seconds * 1000, [&](const QString &id, const DevChanInfoList &l) {
-            list = l;
-            return id == dev;
-        }))
-        throw Failure{TimedOut, QStringLiteral("channels: no channel list of %1 pushed within %2 s").arg(dev).arg(seconds)};
+    if (!waitForPush(client, &Client::devChannelsInfo, seconds * 1000,
+                     [&](const QString &id, const DevChanInfoList &l) {
+                         list = l;
+                         return id == dev;
+                     }))
+        throw Failure{TimedOut,
+                      QStringLiteral("channels: no channel list of %1 pushed within %2 s").arg(dev).arg(seconds)};
     c.print(toJson(list), textLines(list));
     return Ok;
 }
@@ -217,10 +227,18 @@ int devs(Context &c)
 {
     Client &client = c.control();
     switch (c.action) {
-    case 0: client.setManagedDevs({deviceFromOptions(c)}); break;
-    case 1: client.addManagedDevs({deviceFromOptions(c)}); break;
-    case 2: client.editManagedDevs({deviceFromOptions(c)}); break;
-    default: client.delManagedDevs(c.devs()); break;
+    case 0:
+        client.setManagedDevs({deviceFromOptions(c)});
+        break;
+    case 1:
+        client.addManagedDevs({deviceFromOptions(c)});
+        break;
+    case 2:
+        client.editManagedDevs({deviceFromOptions(c)});
+        break;
+    default:
+        client.delManagedDevs(c.devs());
+        break;
     }
     return sent(c);
 }
@@ -266,7 +284,8 @@ int upgrade(Context &c)
         return sent(c);
     // Follow the progress by asking, as the main client does.
     bool uploaded = false;
-    QObject::connect(&client, &Client::uploadUpgradeFileFinished, &client, [&](const QString &id) { uploaded |= id == u.devId; });
+    QObject::connect(&client, &Client::uploadUpgradeFileFinished, &client,
+                     [&](const QString &id) { uploaded |= id == u.devId; });
     QElapsedTimer clock;
     clock.start();
     const int seconds = c.number(QStringLiteral("seconds"), 60);
@@ -286,7 +305,9 @@ int upgrade(Context &c)
         throw Failure{TimedOut, QStringLiteral("upgrade: not done within %1 s").arg(seconds)};
     QJsonObject result = toJson(info).toObject();
     result.insert(QStringLiteral("fileUploaded"), uploaded);
-    c.print(result, {QStringLiteral("upgrade done%1").arg(uploaded ? QStringLiteral(", upgrade file upload reported") : QString())});
+    c.print(result,
+            {QStringLiteral("upgrade done%1")
+                 .arg(uploaded ? QStringLiteral(", upgrade file upload reported") : QString())});
     return Ok;
 }
 
@@ -302,37 +323,75 @@ int watch(Context &c)
             return; // the rest of a burst that arrived together
         const QString now = QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"));
         if (c.json)
-            c.out << QJsonDocument(QJsonObject{{"push", kind}, {"at", now}, {"data", json}}).toJson(QJsonDocument::Compact) << Qt::endl;
+            c.out << QJsonDocument(QJsonObject{{"push", kind}, {"at", now}, {"data", json}})
+                         .toJson(QJsonDocument::Compact)
+                  << Qt::endl;
         else
             c.out << now << "  " << qSetFieldWidth(16) << Qt::left << kind << qSetFieldWidth(0) << text << Qt::endl;
         if (count > 0 && ++seen >= count)
             loop.quit();
     };
     using C = Client;
-    QObject::connect(&client, &C::searchedDevs, &loop, [&](const DevInfoList &d) { show("searched-devs", toJson(d), toText(d)); });
-    QObject::connect(&client, &C::broadcastSearchedDevs, &loop, [&](const DevInfoList &d) { show("broadcast-devs", toJson(d), toText(d)); });
+    QObject::connect(&client, &C::searchedDevs, &loop,
+                     [&](const DevInfoList &d) { show("searched-devs", toJson(d), toText(d)); });
+    QObject::connect(&client, &C::broadcastSearchedDevs, &loop,
+                     [&](const DevInfoList &d) { show("broadcast-devs", toJson(d), toText(d)); });
     QObject::connect(&client, &C::devStatus, &loop, [&](const QString &id, DevStatus s) {
         static const QStringList names{"offline", "online", "login-failed", "not-activated"};
         const QString name = int(s) >= 0 && int(s) < names.size() ? names[int(s)] : QString::number(int(s));
         show("status", QJsonObject{{"devId", id}, {"status", int(s)}}, id + QLatin1Char(' ') + name);
     });
-    QObject::connect(&client, &C::devP2PSuccess, &loop, [&](const QString &id) { show("p2p-success", QJsonObject{{"devId", id}}, id); });
-    QObject::connect(&client, &C::devInfo, &loop, [&](const DevInfoFromDgw &i) { show("dev-info", toJson(i), toText(i)); });
-    QObject::connect(&client, &C::devTempUserCodes, &loop, [&](const DevTempUserCodeList &l) { show("temp-user-codes", toJson(l), toText(l)); });
-    QObject::connect(&client, &C::devChannelsInfo, &loop, [&](const QString &id, const DevChanInfoList &l) { show("channels", QJsonObject{{"devId", id}, {"channels", toJson(l)}}, id + QLatin1Char(' ') + toText(l)); });
-    QObject::connect(&client, &C::faceDetect, &loop, [&](const ChannelId &ch, const FaceDetectRecordInfo &r) { show("face-detect", QJsonObject{{"channel", toJson(ch)}, {"record", toJson(r)}}, toText(ch) + QLatin1Char(' ') + toText(r)); });
-    QObject::connect(&client, &C::faceTemperatureCount, &loop, [&](const ChannelId &ch, const FaceCountInfo &n) { show("face-count", QJsonObject{{"channel", toJson(ch)}, {"count", toJson(n)}}, toText(ch) + QLatin1Char(' ') + toText(n)); });
+    QObject::connect(&client, &C::devP2PSuccess, &loop, [&](const QString &id) {
+        show("p2p-success", QJsonObject{{"devId", id}}, id);
+    });
+    QObject::connect(&client, &C::devInfo, &loop,
+                     [&](const DevInfoFromDgw &i) { show("dev-info", toJson(i), toText(i)); });
+    QObject::connect(&client, &C::devTempUserCodes, &loop,
+                     [&](const DevTempUserCodeList &l) { show("temp-user-codes", toJson(l), toText(l)); });
+    QObject::connect(&client, &C::devChannelsInfo, &loop, [&](const QString &id, const DevChanInfoList &l) {
+        show("channels", QJsonObject{{"devId", id}, {"channels", toJson(l)}}, id + QLatin1Char(' ') + toText(l));
+    });
+    QObject::connect(&client, &C::faceDetect, &loop, [&](const ChannelId &ch, const FaceDetectRecordInfo &r) {
+        show("face-detect", QJsonObject{{"channel", toJson(ch)}, {"record", toJson(r)}},
+             toText(ch) + QLatin1Char(' ') + toText(r));
+    });
+    QObject::connect(&client, &C::faceTemperatureCount, &loop, [&](const ChannelId &ch, const FaceCountInfo &n) {
+        show("face-count", QJsonObject{{"channel", toJson(ch)}, {"count", toJson(n)}},
+             toText(ch) + QLatin1Char(' ') + toText(n));
+    });
     QObject::connect(&client, &C::alarm, &loop, [&](const AlarmInfo &a) { show("alarm", toJson(a), toText(a)); });
-    QObject::connect(&client, &C::tlvData, &loop, [&](const QString &id, const QByteArray &d) { show("tlv", QJsonObject{{"devId", id}, {"data", toJson(d)}}, id + QLatin1Char(' ') + toText(d)); });
-    QObject::connect(&client, &C::uploadUpgradeFileFinished, &loop, [&](const QString &id) { show("upgrade-uploaded", QJsonObject{{"devId", id}}, id); });
-    QObject::connect(&client, &C::talkEvent, &loop, [&](const ChannelId &ch, TalkEvent e) { show("talk-event", QJsonObject{{"channel", toJson(ch)}, {"event", int(e)}}, toText(ch) + QStringLiteral(" event=%1").arg(int(e))); });
-    QObject::connect(&client, &C::speakEvent, &loop, [&](const ChannelId &ch, TalkEvent e) { show("speak-event", QJsonObject{{"channel", toJson(ch)}, {"event", int(e)}}, toText(ch) + QStringLiteral(" event=%1").arg(int(e))); });
-    QObject::connect(&client, &C::activateResult, &loop, [&](const QString &sn, int code) { show("activate-result", QJsonObject{{"sn", sn}, {"code", code}}, QStringLiteral("%1 code=%2").arg(sn).arg(code)); });
-    QObject::connect(&client, &C::secretQuestions, &loop, [&](const QString &sn, int code, const QStringList &q) { show("secret-questions", QJsonObject{{"sn", sn}, {"code", code}, {"questions", toJson(q)}}, QStringLiteral("%1 code=%2 %3").arg(sn).arg(code).arg(toText(q))); });
-    QObject::connect(&client, &C::resetPasswordResult, &loop, [&](const QString &sn, int code) { show("reset-result", QJsonObject{{"sn", sn}, {"code", code}}, QStringLiteral("%1 code=%2").arg(sn).arg(code)); });
-    QObject::connect(&client, &C::fileTransferProgress, &loop, [&](const FileTransferProgress &p) { show("file-progress", toJson(p), toText(p)); });
+    QObject::connect(&client, &C::tlvData, &loop, [&](const QString &id, const QByteArray &d) {
+        show("tlv", QJsonObject{{"devId", id}, {"data", toJson(d)}}, id + QLatin1Char(' ') + toText(d));
+    });
+    QObject::connect(&client, &C::uploadUpgradeFileFinished, &loop, [&](const QString &id) {
+        show("upgrade-uploaded", QJsonObject{{"devId", id}}, id);
+    });
+    QObject::connect(&client, &C::talkEvent, &loop, [&](const ChannelId &ch, TalkEvent e) {
+        show("talk-event", QJsonObject{{"channel", toJson(ch)}, {"event", int(e)}},
+             toText(ch) + QStringLiteral(" event=%1").arg(int(e)));
+    });
+    QObject::connect(&client, &C::speakEvent, &loop, [&](const ChannelId &ch, TalkEvent e) {
+        show("speak-event", QJsonObject{{"channel", toJson(ch)}, {"event", int(e)}},
+             toText(ch) + QStringLiteral(" event=%1").arg(int(e)));
+    });
+    QObject::connect(&client, &C::activateResult, &loop, [&](const QString &sn, int code) {
+        show("activate-result", QJsonObject{{"sn", sn}, {"code", code}},
+             QStringLiteral("%1 code=%2").arg(sn).arg(code));
+    });
+    QObject::connect(&client, &C::secretQuestions, &loop, [&](const QString &sn, int code, const QStringList &q) {
+        show("secret-questions", QJsonObject{{"sn", sn}, {"code", code}, {"questions", toJson(q)}},
+             QStringLiteral("%1 code=%2 %3").arg(sn).arg(code).arg(toText(q)));
+    });
+    QObject::connect(&client, &C::resetPasswordResult, &loop, [&](const QString &sn, int code) {
+        show("reset-result", QJsonObject{{"sn", sn}, {"code", code}}, QStringLiteral("%1 code=%2").arg(sn).arg(code));
+    });
+    QObject::connect(&client, &C::fileTransferProgress, &loop,
+                     [&](const FileTransferProgress &p) { show("file-progress", toJson(p), toText(p)); });
     bool lost = false;
-    QObject::connect(&client, &C::disconnected, &loop, [&] { lost = true; loop.quit(); });
+    QObject::connect(&client, &C::disconnected, &loop, [&] {
+        lost = true;
+        loop.quit();
+    });
     if (seconds > 0)
         QTimer::singleShot(seconds * 1000, &loop, &QEventLoop::quit);
     loop.exec();
@@ -364,13 +423,17 @@ int playback(Context &c)
         steps.append({0, [speed = c.value(QStringLiteral("speed"))](StreamClient &s) { s.setSpeed(speed); }});
     const double skipAfter = c.number(QStringLiteral("skip-after"), int(seconds / 2));
     if (c.has(QStringLiteral("skip-to")))
-        steps.append({skipAfter, [to = uint(c.number(QStringLiteral("skip-to"), 0))](StreamClient &s) { s.skipByOffsetTime(to); }});
+        steps.append({skipAfter, [to = uint(c.number(QStringLiteral("skip-to"), 0))](StreamClient &s) {
+                          s.skipByOffsetTime(to);
+                      }});
     else if (c.has(QStringLiteral("skip-time")))
-        steps.append({skipAfter, [to = c.time(QStringLiteral("skip-time"), {})](StreamClient &s) { s.skipToTime(to); }});
+        steps.append(
+            {skipAfter, [to = c.time(QStringLiteral("skip-time"), {})](StreamClient &s) { s.skipToTime(to); }});
     if (c.has(QStringLiteral("pause-at"))) {
         const double at = c.number(QStringLiteral("pause-at"), 0);
         steps.append({at, [](StreamClient &s) { s.control(PlaybackCtrl::Pause); }});
-        steps.append({at + c.number(QStringLiteral("pause-for"), 1), [](StreamClient &s) { s.control(PlaybackCtrl::Resume); }});
+        steps.append(
+            {at + c.number(QStringLiteral("pause-for"), 1), [](StreamClient &s) { s.control(PlaybackCtrl::Resume); }});
     }
 
     QString label;
@@ -391,7 +454,8 @@ int playback(Context &c)
             found.wait(c.timeoutMs + 1000);
             c.check(found.call());
             if (found.value().list.isEmpty())
-                throw Failure{Failed, QStringLiteral("playback: %1/%2 has no recording of the last day").arg(dev).arg(channel)};
+                throw Failure{Failed,
+                              QStringLiteral("playback: %1/%2 has no recording of the last day").arg(dev).arg(channel)};
             name = found.value().list.last().fileName;
         }
         c.stream().openPlaybackByFile({dev, channel, name, 0, 0});
@@ -412,16 +476,24 @@ int snapshot(Context &c)
             picture = d;
     });
     s.openLive(live);
-    if (!oru_client::spinUntil([&] { return !picture.isEmpty() || s.events().contains(StreamEvent::StreamError) || !s.isConnected(); }, c.timeoutMs) || picture.isEmpty())
-        throw Failure{s.events().contains(StreamEvent::StreamError) ? Failed : TimedOut,
-                      s.events().contains(StreamEvent::StreamError) ? QStringLiteral("snapshot: the gateway could not open %1/%2").arg(live.devId).arg(live.channel)
-                                                                     : QStringLiteral("snapshot: no picture within %1 ms").arg(c.timeoutMs)};
+    if (!oru_client::spinUntil(
+            [&] { return !picture.isEmpty() || s.events().contains(StreamEvent::StreamError) || !s.isConnected(); },
+            c.timeoutMs)
+        || picture.isEmpty())
+        throw Failure{
+            s.events().contains(StreamEvent::StreamError) ? Failed : TimedOut,
+            s.events().contains(StreamEvent::StreamError)
+                ? QStringLiteral("snapshot: the gateway could not open %1/%2").arg(live.devId).arg(live.channel)
+                : QStringLiteral("snapshot: no picture within %1 ms").arg(c.timeoutMs)};
     QFile out(file);
     if (!out.open(QIODevice::WriteOnly) || out.write(picture) != picture.size())
         throw Failure{Failed, QStringLiteral("snapshot: cannot write %1: %2").arg(file, out.errorString())};
     const bool jpeg = picture.startsWith("\xFF\xD8");
     c.print(QJsonObject{{"file", file}, {"bytes", picture.size()}, {"jpeg", jpeg}},
-            {QStringLiteral("saved %1 (%2 bytes%3)").arg(file).arg(picture.size()).arg(jpeg ? QStringLiteral(", JPEG") : QStringLiteral(", not a JPEG"))});
+            {QStringLiteral("saved %1 (%2 bytes%3)")
+                 .arg(file)
+                 .arg(picture.size())
+                 .arg(jpeg ? QStringLiteral(", JPEG") : QStringLiteral(", not a JPEG"))});
     return Ok;
 }
 
@@ -432,7 +504,8 @@ int exitGateway(Context &c)
     client.exit();
     c.flush();
     const bool closed = client.connection().waitForDisconnected(c.timeoutMs);
-    c.print(QJsonObject{{"closed", closed}}, {closed ? QStringLiteral("the gateway closed the connection") : QStringLiteral("exit sent")});
+    c.print(QJsonObject{{"closed", closed}},
+            {closed ? QStringLiteral("the gateway closed the connection") : QStringLiteral("exit sent")});
     return Ok;
 }
 
@@ -450,103 +523,303 @@ const QList<Command> &commands()
 {
     static const QList<Command> list{
         // Gateway, search, managed devices.
-        {"init", {}, "ak sk ck csk url saas-server saas-cert", "Initialise the gateway.", [](Context &c) {
+        {"init",
+         {},
+         "ak sk ck csk url saas-server saas-cert",
+         "Initialise the gateway.",
+         [](Context &c) {
              InitDgwCondition i;
-             i.ak = c.value("ak"); i.sk = c.value("sk"); i.ck = c.value("ck"); i.csk = c.value("csk");
-             i.url = c.value("url"); i.saasServer = c.value("saas-server"); i.saasCer = c.text("saas-cert");
-             return c.show(c.control().initDgw(i)); }},
+             i.ak = c.value("ak");
+             i.sk = c.value("sk");
+             i.ck = c.value("ck");
+             i.csk = c.value("csk");
+             i.url = c.value("url");
+             i.saasServer = c.value("saas-server");
+             i.saasCer = c.text("saas-cert");
+             return c.show(c.control().initDgw(i));
+         }},
         {"exit", {}, "", "Say hello then exit as the main client: the gateway stops.", exitGateway},
         {"watch", {}, "seconds count", "Print pushes as they arrive (until --seconds or --count).", watch},
         {"search", {}, "seconds broadcast", "Search devices; print the device list the gateway pushes.", search},
-        {"search-config", {}, "begin-ip end-ip enable", "Set the search range.", [](Context &c) {
+        {"search-config",
+         {},
+         "begin-ip end-ip enable",
+         "Set the search range.",
+         [](Context &c) {
              c.control().setSearchDevsConfig({c.has("enable"), c.need("begin-ip"), c.need("end-ip"), 0});
-             return sent(c); }},
-        {"devs", {"set", "add", "edit", "del"}, "id name sn ip port user password dev", "Managed devices: set the list to one device, add, edit, or delete (--dev).", devs},
-        {"time", {}, "dev time", "Set the devices' clock.", [](Context &c) { c.control().setDevsTime(c.devs(), c.time("time", QDateTime::currentDateTime())); return sent(c); }},
-        {"reboot", {}, "dev", "Reboot devices.", [](Context &c) { c.control().rebootDevs(c.devs()); return sent(c); }},
-        {"reconnect", {}, "dev", "Reconnect devices.", [](Context &c) { c.control().reconnectDevs(c.devs()); return sent(c); }},
-        {"factory-reset", {}, "dev simple", "Restore factory settings.", [](Context &c) { c.control().restoreFactory(c.devs(), c.has("simple")); return sent(c); }},
+             return sent(c);
+         }},
+        {"devs",
+         {"set", "add", "edit", "del"},
+         "id name sn ip port user password dev",
+         "Managed devices: set the list to one device, add, edit, or delete (--dev).",
+         devs},
+        {"time",
+         {},
+         "dev time",
+         "Set the devices' clock.",
+         [](Context &c) {
+             c.control().setDevsTime(c.devs(), c.time("time", QDateTime::currentDateTime()));
+             return sent(c);
+         }},
+        {"reboot",
+         {},
+         "dev",
+         "Reboot devices.",
+         [](Context &c) {
+             c.control().rebootDevs(c.devs());
+             return sent(c);
+         }},
+        {"reconnect",
+         {},
+         "dev",
+         "Reconnect devices.",
+         [](Context &c) {
+             c.control().reconnectDevs(c.devs());
+             return sent(c);
+         }},
+        {"factory-reset",
+         {},
+         "dev simple",
+         "Restore factory settings.",
+         [](Context &c) {
+             c.control().restoreFactory(c.devs(), c.has("simple"));
+             return sent(c);
+         }},
         {"channels", {}, "dev seconds", "Ask for a device's channels; print the pushed list.", channels},
-        {"clear-face-count", {}, "dev", "Clear face and temperature counters.", [](Context &c) { c.control().clearFaceTemperatureCount(c.dev()); return sent(c); }},
-        {"remote-config", {}, "dev language", "Open a device's remote configuration.", [](Context &c) { c.control().openDevRemoteConfig(c.dev(), c.number("language", 0)); return sent(c); }},
-        {"saas-token", {}, "token", "Set the cloud token.", [](Context &c) { c.control().setSaasToken(c.need("token")); return sent(c); }},
-        {"saas-logout", {}, "", "Log out of the cloud.", [](Context &c) { c.control().saasLogout(); return sent(c); }},
+        {"clear-face-count",
+         {},
+         "dev",
+         "Clear face and temperature counters.",
+         [](Context &c) {
+             c.control().clearFaceTemperatureCount(c.dev());
+             return sent(c);
+         }},
+        {"remote-config",
+         {},
+         "dev language",
+         "Open a device's remote configuration.",
+         [](Context &c) {
+             c.control().openDevRemoteConfig(c.dev(), c.number("language", 0));
+             return sent(c);
+         }},
+        {"saas-token",
+         {},
+         "token",
+         "Set the cloud token.",
+         [](Context &c) {
+             c.control().setSaasToken(c.need("token"));
+             return sent(c);
+         }},
+        {"saas-logout",
+         {},
+         "",
+         "Log out of the cloud.",
+         [](Context &c) {
+             c.control().saasLogout();
+             return sent(c);
+         }},
         // Activation and passwords (answers go to every client, matched by serial number).
-        {"activate", {}, "sn account password question answer", "Activate a device.", [](Context &c) {
+        {"activate",
+         {},
+         "sn account password question answer",
+         "Activate a device.",
+         [](Context &c) {
              ActivateCondition a;
-             a.account = c.value("account", "admin"); a.password = c.need("password"); a.secretInfos = secrets(c);
-             return c.show(c.control().activateDev(c.need("sn"), a)); }},
-        {"secret-questions", {}, "sn account", "A device's security questions.", [](Context &c) {
-             return c.show(c.control().getDevSecretQuestions({c.need("sn"), c.value("account", "admin")})); }},
-        {"reset-password", {}, "sn account password question answer", "Reset a password with the security answers.", [](Context &c) {
+             a.account = c.value("account", "admin");
+             a.password = c.need("password");
+             a.secretInfos = secrets(c);
+             return c.show(c.control().activateDev(c.need("sn"), a));
+         }},
+        {"secret-questions",
+         {},
+         "sn account",
+         "A device's security questions.",
+         [](Context &c) {
+             return c.show(c.control().getDevSecretQuestions({c.need("sn"), c.value("account", "admin")}));
+         }},
+        {"reset-password",
+         {},
+         "sn account password question answer",
+         "Reset a password with the security answers.",
+         [](Context &c) {
              ResetDevPwdCondition r;
-             r.devSn = c.need("sn"); r.account = c.value("account", "admin"); r.password = c.need("password");
+             r.devSn = c.need("sn");
+             r.account = c.value("account", "admin");
+             r.password = c.need("password");
              r.secretInfos = secrets(c);
-             return c.show(c.control().resetDevPwd(r)); }},
+             return c.show(c.control().resetDevPwd(r));
+         }},
         // Device configuration.
-        {"net", {"get", "set"}, "dev ip mask gateway dns", "Network settings.", [](Context &c) {
+        {"net",
+         {"get", "set"},
+         "dev ip mask gateway dns",
+         "Network settings.",
+         [](Context &c) {
              if (c.action == 0)
                  return c.show(c.control().getDevNet(c.dev()));
              SetDevNetCondition n;
-             n.devId = c.dev(); n.ip = c.need("ip"); n.subNetMask = c.value("mask"); n.defaultGateway = c.value("gateway"); n.dns = c.value("dns");
-             return c.show(c.control().setDevNet(n)); }},
-        {"platform", {"get", "set"}, "dev enable addr port", "Platform settings.", [](Context &c) {
+             n.devId = c.dev();
+             n.ip = c.need("ip");
+             n.subNetMask = c.value("mask");
+             n.defaultGateway = c.value("gateway");
+             n.dns = c.value("dns");
+             return c.show(c.control().setDevNet(n));
+         }},
+        {"platform",
+         {"get", "set"},
+         "dev enable addr port",
+         "Platform settings.",
+         [](Context &c) {
              if (c.action == 0) {
                  GetDevPlatformCondition g;
                  g.devId = c.dev();
                  return c.show(c.control().getDevPlatform(g));
              }
              SetDevPlatformCondition s;
-             s.devId = c.dev(); s.param1 = c.has("enable"); s.platformAddr = c.need("addr"); s.param4 = c.number("port", 7660);
-             return c.show(c.control().setDevPlatform(s)); }},
-        {"platform-tav", {"get", "set"}, "dev online-server business-server", "Platform_tav settings.", [](Context &c) {
+             s.devId = c.dev();
+             s.param1 = c.has("enable");
+             s.platformAddr = c.need("addr");
+             s.param4 = c.number("port", 7660);
+             return c.show(c.control().setDevPlatform(s));
+         }},
+        {"platform-tav",
+         {"get", "set"},
+         "dev online-server business-server",
+         "Platform_tav settings.",
+         [](Context &c) {
              if (c.action == 0)
                  return c.show(c.control().getDevPlatformTav(c.dev()));
              SetDevPlatform_tavCondition s;
-             s.devId = c.dev(); s.onlineServer = c.value("online-server"); s.businessServer = c.value("business-server");
-             return c.show(c.control().setDevPlatformTav(s)); }},
-        {"cert", {}, "dev ca cert key secret-key", "Import a certificate into a device.", [](Context &c) {
+             s.devId = c.dev();
+             s.onlineServer = c.value("online-server");
+             s.businessServer = c.value("business-server");
+             return c.show(c.control().setDevPlatformTav(s));
+         }},
+        {"cert",
+         {},
+         "dev ca cert key secret-key",
+         "Import a certificate into a device.",
+         [](Context &c) {
              ImportDevCertCondition i;
-             i.devId = c.dev(); i.ca = c.text("ca"); i.certContents = c.text("cert"); i.key = c.text("key"); i.secretKey = c.value("secret-key");
-             return c.show(c.control().importDevCert(i)); }},
-        {"osd", {}, "dev channel text", "Set a channel's on-screen text.", [](Context &c) {
+             i.devId = c.dev();
+             i.ca = c.text("ca");
+             i.certContents = c.text("cert");
+             i.key = c.text("key");
+             i.secretKey = c.value("secret-key");
+             return c.show(c.control().importDevCert(i));
+         }},
+        {"osd",
+         {},
+         "dev channel text",
+         "Set a channel's on-screen text.",
+         [](Context &c) {
              auto o = onChannel<SetOSDCondition>(c);
              o.osd = c.value("text");
-             return c.show(c.control().setOSD(o)); }},
-        {"rename", {}, "dev name", "Rename a device.", [](Context &c) { return c.show(c.control().modifyDevName({QString(), c.dev(), c.need("name")})); }},
-        {"account", {}, "dev account old-password new-password level", "Change a device account's password.", [](Context &c) {
-             return c.show(c.control().modifyDevAccount({QString(), c.dev(), c.value("account", "admin"), c.value("old-password"), c.need("new-password"), c.value("level")})); }},
-        {"upgrade", {"check", "do", "progress"}, "dev url mode wait seconds", "Firmware upgrade: check, start (--wait follows it), progress.", upgrade},
+             return c.show(c.control().setOSD(o));
+         }},
+        {"rename",
+         {},
+         "dev name",
+         "Rename a device.",
+         [](Context &c) {
+             return c.show(c.control().modifyDevName({QString(), c.dev(), c.need("name")}));
+         }},
+        {"account",
+         {},
+         "dev account old-password new-password level",
+         "Change a device account's password.",
+         [](Context &c) {
+             return c.show(
+                 c.control().modifyDevAccount({QString(), c.dev(), c.value("account", "admin"), c.value("old-password"),
+                                               c.need("new-password"), c.value("level")}));
+         }},
+        {"upgrade",
+         {"check", "do", "progress"},
+         "dev url mode wait seconds",
+         "Firmware upgrade: check, start (--wait follows it), progress.",
+         upgrade},
         // Recordings, addresses, streams.
-        {"recordings", {}, "dev channel from to", "Recordings in a span (default: the last 2 hours).", [](Context &c) {
+        {"recordings",
+         {},
+         "dev channel from to",
+         "Recordings in a span (default: the last 2 hours).",
+         [](Context &c) {
              auto r = onChannel<RecsSearchCondition>(c);
              r.beginTime = c.time("from", QDateTime::currentDateTime().addSecs(-7200));
              r.endTime = c.time("to", QDateTime::currentDateTime());
-             return c.show(c.control().searchVideoRecordings(r)); }},
-        {"rtsp", {}, "dev channel stream-type", "A channel's RTSP address.", [](Context &c) {
+             return c.show(c.control().searchVideoRecordings(r));
+         }},
+        {"rtsp",
+         {},
+         "dev channel stream-type",
+         "A channel's RTSP address.",
+         [](Context &c) {
              auto r = onChannel<GetRtspUrlCondition>(c);
              r.streamType = c.number("stream-type", 0);
-             return c.show(c.control().getRtspUrl(r)); }},
-        {"live", {}, "dev channel stream-type seconds out", "Receive live video for --seconds, into --out (MJPEG).", live},
-        {"playback", {}, "dev channel file time seconds out speed skip-to skip-time skip-after pause-at pause-for", "Play a recording (--file, --time, or the latest) for --seconds.", playback},
+             return c.show(c.control().getRtspUrl(r));
+         }},
+        {"live",
+         {},
+         "dev channel stream-type seconds out",
+         "Receive live video for --seconds, into --out (MJPEG).",
+         live},
+        {"playback",
+         {},
+         "dev channel file time seconds out speed skip-to skip-time skip-after pause-at pause-for",
+         "Play a recording (--file, --time, or the latest) for --seconds.",
+         playback},
         {"snapshot", {}, "dev channel stream-type out", "Save one live picture (default snapshot.jpg).", snapshot},
         // PTZ, presets, patrols.
         {"ptz", {}, "dev channel op action speed for", "Move a PTZ camera (--for MS: start, wait, stop).", ptz},
-        {"presets", {}, "dev channel", "List a channel's presets.", [](Context &c) { return c.show(c.control().getPresets(c.dev(), c.channel())); }},
-        {"preset", {"add", "delete", "call"}, "dev channel number name", "Add (at the current position), delete or call a preset.", [](Context &c) {
+        {"presets",
+         {},
+         "dev channel",
+         "List a channel's presets.",
+         [](Context &c) { return c.show(c.control().getPresets(c.dev(), c.channel())); }},
+        {"preset",
+         {"add", "delete", "call"},
+         "dev channel number name",
+         "Add (at the current position), delete or call a preset.",
+         [](Context &c) {
              auto p = onChannel<PresetOperCondition>(c);
-             p.presetNumber = c.number("number", 0); p.presetName = c.value("name"); p.oper = c.action;
-             return c.show(c.control().operPreset(p)); }},
-        {"patrols", {}, "dev channel", "List a channel's patrols.", [](Context &c) { return c.show(c.control().getPatrols(c.dev(), c.channel())); }},
-        {"patrol", {"add", "delete", "start", "stop"}, "dev channel patrol", "Add, delete, start or stop a patrol.", [](Context &c) {
+             p.presetNumber = c.number("number", 0);
+             p.presetName = c.value("name");
+             p.oper = c.action;
+             return c.show(c.control().operPreset(p));
+         }},
+        {"patrols",
+         {},
+         "dev channel",
+         "List a channel's patrols.",
+         [](Context &c) { return c.show(c.control().getPatrols(c.dev(), c.channel())); }},
+        {"patrol",
+         {"add", "delete", "start", "stop"},
+         "dev channel patrol",
+         "Add, delete, start or stop a patrol.",
+         [](Context &c) {
              auto p = onChannel<PatrolOperCondition>(c);
-             p.param3 = c.number("patrol", 1); p.param4 = c.action;
-             return c.show(c.control().operPatrol(p)); }},
-        {"patrol-stop", {"add", "delete", "modify"}, "dev channel patrol preset stay", "Add, delete or change one stop of a patrol.", [](Context &c) {
+             p.param3 = c.number("patrol", 1);
+             p.param4 = c.action;
+             return c.show(c.control().operPatrol(p));
+         }},
+        {"patrol-stop",
+         {"add", "delete", "modify"},
+         "dev channel patrol preset stay",
+         "Add, delete or change one stop of a patrol.",
+         [](Context &c) {
              auto p = onChannel<PatrolPresetOperCondition>(c);
-             p.param3 = c.number("patrol", 1); p.param4 = c.number("preset", 0); p.param5 = c.number("stay", 10); p.param6 = c.action;
-             return c.show(c.control().operPatrolPreset(p)); }},
-        {"patrol-stops", {}, "dev channel patrol stop", "Set all stops of a patrol (--stop PRESET:SECONDS ...).", [](Context &c) {
+             p.param3 = c.number("patrol", 1);
+             p.param4 = c.number("preset", 0);
+             p.param5 = c.number("stay", 10);
+             p.param6 = c.action;
+             return c.show(c.control().operPatrolPreset(p));
+         }},
+        {"patrol-stops",
+         {},
+         "dev channel patrol stop",
+         "Set all stops of a patrol (--stop PRESET:SECONDS ...).",
+         [](Context &c) {
              auto p = onChannel<SetPatrolPresetsCondition>(c);
              p.param3 = c.number("patrol", 1);
              for (const QString &stop : c.values("stop")) {
@@ -557,52 +830,103 @@ const QList<Command> &commands()
                      throw Failure{Usage, QStringLiteral("--stop takes PRESET:SECONDS, not '%1'").arg(stop)};
                  p.presets.append({preset, stay});
              }
-             return c.show(c.control().setPatrolPresets(p)); }},
+             return c.show(c.control().setPatrolPresets(p));
+         }},
         // Faces.
-        {"faces", {}, "dev channel offset count", "List a device's faces.", [](Context &c) {
+        {"faces",
+         {},
+         "dev channel offset count",
+         "List a device's faces.",
+         [](Context &c) {
              auto f = onChannel<GetFacesCondition>(c);
-             f.param3 = c.number("offset", 0); f.param4 = c.number("count", 0);
-             return c.show(c.control().getFaces(f)); }},
-        {"face", {"add", "delete"}, "dev channel serial name type image org face-id valid-from valid-to", "Add a face, or delete one (--face-id).", [](Context &c) {
+             f.param3 = c.number("offset", 0);
+             f.param4 = c.number("count", 0);
+             return c.show(c.control().getFaces(f));
+         }},
+        {"face",
+         {"add", "delete"},
+         "dev channel serial name type image org face-id valid-from valid-to",
+         "Add a face, or delete one (--face-id).",
+         [](Context &c) {
              if (c.action == 1) {
                  auto d = onChannel<DelFaceCondition>(c);
                  d.param3 = c.number("face-id", -1);
                  return c.show(c.control().delFace(d));
              }
              auto f = onChannel<ModifyFaceCondition>(c);
-             f.serialNum = c.need("serial"); f.name = c.need("name"); f.faceType = c.value("type");
-             f.validTime = c.time("valid-from", QDateTime::currentDateTime()); f.invalidTime = c.time("valid-to", QDateTime::currentDateTime().addDays(365));
+             f.serialNum = c.need("serial");
+             f.name = c.need("name");
+             f.faceType = c.value("type");
+             f.validTime = c.time("valid-from", QDateTime::currentDateTime());
+             f.invalidTime = c.time("valid-to", QDateTime::currentDateTime().addDays(365));
              if (c.has("image")) {
                  QFile image(c.value("image"));
                  if (!image.open(QIODevice::ReadOnly))
                      throw Failure{Usage, QStringLiteral("cannot read %1").arg(image.fileName())};
                  f.faceImage = image.readAll();
              }
-             return c.show(c.control().addFace(f)); }},
-        {"face-records", {}, "dev channel from to", "Face-detection records in a span (default: the last 2 hours).", [](Context &c) {
+             return c.show(c.control().addFace(f));
+         }},
+        {"face-records",
+         {},
+         "dev channel from to",
+         "Face-detection records in a span (default: the last 2 hours).",
+         [](Context &c) {
              auto f = onChannel<GetFaceDetectRecordsCondition>(c);
-             f.beginTime = c.time("from", QDateTime::currentDateTime().addSecs(-7200)); f.endTime = c.time("to", QDateTime::currentDateTime());
-             return c.show(c.control().getFaceDetectRecords(f)); }},
+             f.beginTime = c.time("from", QDateTime::currentDateTime().addSecs(-7200));
+             f.endTime = c.time("to", QDateTime::currentDateTime());
+             return c.show(c.control().getFaceDetectRecords(f));
+         }},
         // Audio, files, anything else.
-        {"talk", {"start", "stop"}, "dev channel", "Start or stop a talk session.", [](Context &c) {
+        {"talk",
+         {"start", "stop"},
+         "dev channel",
+         "Start or stop a talk session.",
+         [](Context &c) {
              auto t = onChannel<TalkOperCondition>(c);
              t.param3 = c.action;
-             return c.show(c.control().talkOper(t)); }},
-        {"speak", {"start", "stop"}, "dev channel", "Start or stop a speak session.", [](Context &c) {
+             return c.show(c.control().talkOper(t));
+         }},
+        {"speak",
+         {"start", "stop"},
+         "dev channel",
+         "Start or stop a speak session.",
+         [](Context &c) {
              auto t = onChannel<SpeakOperCondition>(c);
              t.param3 = c.action;
-             return c.show(c.control().speakOper(t)); }},
-        {"upload", {}, "dev file purpose", "Upload a file to a device (prints the first progress report).", [](Context &c) {
-             return c.show(c.control().uploadFile({QString(), c.dev(), c.need("file"), c.value("purpose")})); }},
-        {"download", {}, "dev src dest", "Download a file from a device (prints the first progress report).", [](Context &c) {
-             return c.show(c.control().downloadFile({QString(), c.dev(), c.need("src"), c.value("dest", c.value("src"))})); }},
-        {"common", {}, "dev channel body", "Send a JSON request (--json or --body '{...}'); print the JSON answer.", [](Context &c) {
+             return c.show(c.control().speakOper(t));
+         }},
+        {"upload",
+         {},
+         "dev file purpose",
+         "Upload a file to a device (prints the first progress report).",
+         [](Context &c) {
+             return c.show(c.control().uploadFile({QString(), c.dev(), c.need("file"), c.value("purpose")}));
+         }},
+        {"download",
+         {},
+         "dev src dest",
+         "Download a file from a device (prints the first progress report).",
+         [](Context &c) {
+             return c.show(
+                 c.control().downloadFile({QString(), c.dev(), c.need("src"), c.value("dest", c.value("src"))}));
+         }},
+        {"common",
+         {},
+         "dev channel body",
+         "Send a JSON request (--json or --body '{...}'); print the JSON answer.",
+         [](Context &c) {
              const auto reply = c.control().common({c.dev(), c.channel()}, c.need("body"));
              reply.wait(c.timeoutMs + 1000);
              c.check(reply.call());
              c.out << reply.value() << Qt::endl;
-             return int(Ok); }},
-        {"demo", {}, "out seconds exit", "Run a scripted session and print a summary (files in --out, default demo-output).", runDemo},
+             return int(Ok);
+         }},
+        {"demo",
+         {},
+         "out seconds exit",
+         "Run a scripted session and print a summary (files in --out, default demo-output).",
+         runDemo},
     };
     return list;
 }
@@ -617,7 +941,8 @@ QString usage()
                                   "Exit codes: 0 ok, 1 the gateway answered an error, 2 bad arguments,\n"
                                   "3 no gateway / connection lost, 4 timeout.\n\nCommands:\n");
     for (const Command &cmd : commands()) {
-        const QString name = cmd.actions.isEmpty() ? cmd.name : cmd.name + QLatin1Char(' ') + cmd.actions.join(QLatin1Char('|'));
+        const QString name =
+            cmd.actions.isEmpty() ? cmd.name : cmd.name + QLatin1Char(' ') + cmd.actions.join(QLatin1Char('|'));
         text += QStringLiteral("  %1 %2\n").arg(name, -34).arg(cmd.summary);
     }
     return text;
@@ -666,7 +991,9 @@ QDateTime Context::time(const QString &name, const QDateTime &fallback) const
         return fallback;
     const QDateTime t = parseTime(parser.value(name));
     if (!t.isValid())
-        throw Failure{Usage, QStringLiteral("--%1: '%2' is no time (try now, -2h, 2024-05-01 10:00:00)").arg(name, parser.value(name))};
+        throw Failure{
+            Usage,
+            QStringLiteral("--%1: '%2' is no time (try now, -2h, 2024-05-01 10:00:00)").arg(name, parser.value(name))};
     return t;
 }
 
@@ -707,7 +1034,8 @@ QString Context::text(const QString &name) const
 Client &Context::control()
 {
     if (!client) {
-        const QString name = value(QStringLiteral("server"), qEnvironmentVariable("ORU_MESSAGE_SERVER", QStringLiteral("oru_dgw_message")));
+        const QString name = value(QStringLiteral("server"),
+                                   qEnvironmentVariable("ORU_MESSAGE_SERVER", QStringLiteral("oru_dgw_message")));
         client = std::make_unique<Client>();
         client->setTimeout(timeoutMs);
         if (!client->connectToServer(name, timeoutMs))
@@ -720,7 +1048,8 @@ Client &Context::control()
 
 std::unique_ptr<StreamClient> Context::newStream()
 {
-    const QString name = value(QStringLiteral("stream-server"), qEnvironmentVariable("ORU_STREAM_SERVER", QStringLiteral("oru_dgw_stream")));
+    const QString name = value(QStringLiteral("stream-server"),
+                               qEnvironmentVariable("ORU_STREAM_SERVER", QStringLiteral("oru_dgw_stream")));
     auto s = std::make_unique<StreamClient>();
     if (!s->connectToServer(name, timeoutMs))
         throw Failure{NoGateway, QStringLiteral("no gateway stream server listening on '%1'").arg(name)};
@@ -766,12 +1095,15 @@ void Context::print(const QJsonValue &value, const QStringList &text)
     } else if (value.isObject()) {
         out << QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact) << '\n';
     } else {
-        out << QJsonDocument(QJsonObject{{"value", value.isNull() ? QJsonValue(true) : value}}).toJson(QJsonDocument::Compact) << '\n';
+        out << QJsonDocument(QJsonObject{{"value", value.isNull() ? QJsonValue(true) : value}})
+                   .toJson(QJsonDocument::Compact)
+            << '\n';
     }
     out.flush();
 }
 
-StreamStats Context::runStream(StreamClient &s, const QString &label, double seconds, const QString &file, const QList<Step> &steps)
+StreamStats Context::runStream(StreamClient &s, const QString &label, double seconds, const QString &file,
+                               const QList<Step> &steps)
 {
     QFile sink(file);
     if (!file.isEmpty() && !sink.open(QIODevice::WriteOnly))
@@ -798,7 +1130,12 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
         if (!clock.isValid() && s.dataFrames() == 0)
             return;
         const double t = clock.isValid() ? clock.elapsed() / 1000.0 : 0;
-        out << '\r' << QStringLiteral("%1: %2 frames, %3 KiB, %4 fps").arg(label).arg(s.dataFrames()).arg(s.dataBytes() / 1024).arg(t > 0 ? s.dataFrames() / t : 0, 0, 'f', 1);
+        out << '\r'
+            << QStringLiteral("%1: %2 frames, %3 KiB, %4 fps")
+                   .arg(label)
+                   .arg(s.dataFrames())
+                   .arg(s.dataBytes() / 1024)
+                   .arg(t > 0 ? s.dataFrames() / t : 0, 0, 'f', 1);
         if (s.duration())
             out << QStringLiteral(", at %1/%2 s").arg(s.offsetTime()).arg(s.duration());
         out << "   " << Qt::flush;
@@ -825,7 +1162,10 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
     if (stats.events.contains(StreamEvent::StreamError))
         throw Failure{Failed, label + QStringLiteral(": the gateway reported a stream error")};
     if (stats.frames == 0)
-        throw Failure{s.isConnected() ? TimedOut : NoGateway, label + (s.isConnected() ? QStringLiteral(": no stream data within %1 ms").arg(timeoutMs) : QStringLiteral(": the gateway closed the stream connection"))};
+        throw Failure{s.isConnected() ? TimedOut : NoGateway,
+                      label
+                          + (s.isConnected() ? QStringLiteral(": no stream data within %1 ms").arg(timeoutMs)
+                                             : QStringLiteral(": the gateway closed the stream connection"))};
     return stats;
 }
 
@@ -834,9 +1174,15 @@ void Context::printStream(const QString &label, const StreamStats &st, const QSt
     QJsonArray events;
     for (StreamEvent e : st.events)
         events.append(int(e));
-    QJsonObject o{{"frames", st.frames}, {"bytes", double(st.bytes)}, {"seconds", st.seconds}, {"fps", st.fps()},
-                  {"bytesPerSecond", st.rate()}, {"events", events}};
-    QString line = QStringLiteral("%1: %2 frames, %3 KiB in %4 s, %5 fps, %6 KiB/s").arg(label).arg(st.frames).arg(st.bytes / 1024).arg(st.seconds, 0, 'f', 1).arg(st.fps(), 0, 'f', 1).arg(st.rate() / 1024, 0, 'f', 0);
+    QJsonObject o{{"frames", st.frames}, {"bytes", double(st.bytes)},   {"seconds", st.seconds},
+                  {"fps", st.fps()},     {"bytesPerSecond", st.rate()}, {"events", events}};
+    QString line = QStringLiteral("%1: %2 frames, %3 KiB in %4 s, %5 fps, %6 KiB/s")
+                       .arg(label)
+                       .arg(st.frames)
+                       .arg(st.bytes / 1024)
+                       .arg(st.seconds, 0, 'f', 1)
+                       .arg(st.fps(), 0, 'f', 1)
+                       .arg(st.rate() / 1024, 0, 'f', 0);
     if (st.duration) {
         o.insert(QStringLiteral("offsetTime"), double(st.offsetTime));
         o.insert(QStringLiteral("duration"), double(st.duration));
@@ -867,9 +1213,11 @@ QDateTime parseTime(const QString &text)
     const auto m = relative.match(t);
     if (m.hasMatch()) {
         static const QMap<QString, qint64> unit{{"s", 1}, {"m", 60}, {"h", 3600}, {"d", 86400}};
-        return now.addSecs((m.captured(1) == QLatin1String("-") ? -1 : 1) * m.captured(2).toLongLong() * unit.value(m.captured(3)));
+        return now.addSecs((m.captured(1) == QLatin1String("-") ? -1 : 1) * m.captured(2).toLongLong()
+                           * unit.value(m.captured(3)));
     }
-    for (const char *format : {"yyyy-MM-dd hh:mm:ss.zzz", "yyyy-MM-dd hh:mm:ss", "yyyy-MM-ddThh:mm:ss", "yyyy-MM-dd hh:mm", "yyyy-MM-dd"}) {
+    for (const char *format :
+         {"yyyy-MM-dd hh:mm:ss.zzz", "yyyy-MM-dd hh:mm:ss", "yyyy-MM-ddThh:mm:ss", "yyyy-MM-dd hh:mm", "yyyy-MM-dd"}) {
         const QDateTime d = QDateTime::fromString(t, QString::fromLatin1(format));
         if (d.isValid())
             return d;
@@ -940,7 +1288,8 @@ int main(int argc, char *argv[])
             option.setValueName(QString::fromLatin1(o.value));
         parser.addOption(option);
     }
-    const QString verb = cmd->actions.isEmpty() ? cmd->name : cmd->name + QLatin1Char(' ') + cmd->actions.join(QLatin1Char('|'));
+    const QString verb =
+        cmd->actions.isEmpty() ? cmd->name : cmd->name + QLatin1Char(' ') + cmd->actions.join(QLatin1Char('|'));
     parser.addPositionalArgument(verb, QString(), verb);
     if (!parser.parse(args)) {
         err << "oru-client " << cmd->name << ": " << parser.errorText() << Qt::endl;
@@ -957,7 +1306,9 @@ int main(int argc, char *argv[])
         if (!cmd->actions.isEmpty()) {
             c.action = positional.size() > 1 ? int(cmd->actions.indexOf(positional[1])) : -1;
             if (c.action < 0)
-                throw Failure{Usage, QStringLiteral("%1 needs one of: %2").arg(cmd->name, cmd->actions.join(QStringLiteral(", ")))};
+                throw Failure{
+                    Usage,
+                    QStringLiteral("%1 needs one of: %2").arg(cmd->name, cmd->actions.join(QStringLiteral(", ")))};
         }
         if (positional.size() > (cmd->actions.isEmpty() ? 1 : 2))
             throw Failure{Usage, QStringLiteral("unexpected argument '%1'").arg(positional.last())};

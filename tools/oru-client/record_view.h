@@ -19,32 +19,32 @@ using oru_client::NoValue;
 
 #define ORU_JSON_RECORDS(X)                                                                                            \
     X(Response, requestId, errorCode, errorText)                                                                       \
-    X(DevInfo, id, name, sn, channels, ip, port, user, password, version, seriesName, param11, param12, param13,         \
+    X(DevInfo, id, name, sn, channels, ip, port, user, password, version, seriesName, param11, param12, param13,       \
       param14, activated, status, param17, param18)                                                                    \
     X(AiAbilityInfo, package, param2, name, param4, param5)                                                            \
-    X(DevInfoFromDgw, id, sn, ip, port, channels, status, version, seriesName, param9, param10, devCode, param12,        \
+    X(DevInfoFromDgw, id, sn, ip, port, channels, status, version, seriesName, param9, param10, devCode, param12,      \
       abilities)                                                                                                       \
-    X(DevChannelInfo, devId, channel, osd, online, param4, sn, ip, port, user, password, param10, param11, abilities)   \
-    X(DevNetInfo, ip, subNetMask, defaultGateway, dns, param5, param6, param7, param8)                                   \
-    X(DevPlatformInfo, enabled, platformAddr, param3, port, param5)                                                     \
-    X(DevPlatform_tavInfo, param1, param2, onlineServer, param4, businessServer)                                        \
-    X(PresetInfo, number, name)                                                                                         \
-    X(PatrolPresetInfo, preset, stayTime, speed)                                                                        \
-    X(PatrolInfo, number, stops, running, param4)                                                                       \
-    X(VideoRecInfo, begin, end, fileName, type, sizeMiB)                                                                \
-    X(FaceInfo, id, serialNum, name, faceType, faceUrl, param6, param7, faceImage, validTime, invalidTime,              \
+    X(DevChannelInfo, devId, channel, osd, online, param4, sn, ip, port, user, password, param10, param11, abilities)  \
+    X(DevNetInfo, ip, subNetMask, defaultGateway, dns, param5, param6, param7, param8)                                 \
+    X(DevPlatformInfo, enabled, platformAddr, param3, port, param5)                                                    \
+    X(DevPlatform_tavInfo, param1, param2, onlineServer, param4, businessServer)                                       \
+    X(PresetInfo, number, name)                                                                                        \
+    X(PatrolPresetInfo, preset, stayTime, speed)                                                                       \
+    X(PatrolInfo, number, stops, running, param4)                                                                      \
+    X(VideoRecInfo, begin, end, fileName, type, sizeMiB)                                                               \
+    X(FaceInfo, id, serialNum, name, faceType, faceUrl, param6, param7, faceImage, validTime, invalidTime,             \
       organizations)                                                                                                   \
     X(FaceDetectRecordInfo, serialNum, name, company, department, position, detectTime, channel, param8, temperature,  \
       param10, param11, data12, data13)                                                                                \
-    X(FaceCountInfo, faces, param3, temperatureChecks)                                                                  \
-    X(AlarmInfo, alarmId, channel, secondChannel, triggerName, alarmTime, data6, alarmType, level, alarmName, data10)   \
-    X(DevTempUserCode, sn, code)                                                                                        \
-    X(DevUpgradeInfo, hasUpdate, newVersionName, param5, phase, percent)                                            \
-    X(FileTransferProgress, requestId, percent, sizeKiB)                                                                \
-    X(oru_client::DevNetSetResult, devId, devIp)                                                                        \
-    X(oru_client::Recordings, recordings, playbackByTimeEnable)                                                         \
-    X(oru_client::PtzResult, operation, action)                                                                         \
-    X(oru_client::Faces, faces, totalCount)                                                                             \
+    X(FaceCountInfo, faces, param3, temperatureChecks)                                                                 \
+    X(AlarmInfo, alarmId, channel, secondChannel, triggerName, alarmTime, data6, alarmType, level, alarmName, data10)  \
+    X(DevTempUserCode, sn, code)                                                                                       \
+    X(DevUpgradeInfo, hasUpdate, newVersionName, param5, phase, percent)                                               \
+    X(FileTransferProgress, requestId, percent, sizeKiB)                                                               \
+    X(oru_client::DevNetSetResult, devId, devIp)                                                                       \
+    X(oru_client::Recordings, recordings, playbackByTimeEnable)                                                        \
+    X(oru_client::PtzResult, operation, action)                                                                        \
+    X(oru_client::Faces, faces, totalCount)                                                                            \
     X(oru_client::FaceRecords, records, totalCount)
 
 // Names shown for the untitled members follow the simulator's meaning of them.
@@ -55,28 +55,48 @@ inline QJsonValue toJson(unsigned int v) { return double(v); }
 inline QJsonValue toJson(bool v) { return v; }
 inline QJsonValue toJson(double v) { return v; }
 inline QJsonValue toJson(const NoValue &) { return QJsonValue(); }
-inline QJsonValue toJson(const QDateTime &v) { return v.isValid() ? QJsonValue(v.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"))) : QJsonValue(); }
+inline QJsonValue toJson(const QDateTime &v)
+{
+    return v.isValid() ? QJsonValue(v.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"))) : QJsonValue();
+}
 inline QJsonValue toJson(const QByteArray &v) { return QString::fromLatin1(v.toBase64()); }
 inline QJsonValue toJson(const QStringList &v) { return QJsonArray::fromStringList(v); }
 inline QJsonValue toJson(const ChannelId &v) { return QJsonObject{{"devId", v.first}, {"channel", v.second}}; }
 template <class E, std::enable_if_t<std::is_enum_v<E>, int> = 0>
-QJsonValue toJson(E v) { return int(v); }
+QJsonValue toJson(E v)
+{
+    return int(v);
+}
 
 // Text: nested records in braces, lists in brackets; empty members left out.
-inline QString toText(const QString &v) { return v.isEmpty() || v.contains(QLatin1Char(' ')) ? QLatin1Char('"') + v + QLatin1Char('"') : v; }
+inline QString toText(const QString &v)
+{
+    return v.isEmpty() || v.contains(QLatin1Char(' ')) ? QLatin1Char('"') + v + QLatin1Char('"') : v;
+}
 inline QString toText(int v) { return QString::number(v); }
 inline QString toText(unsigned int v) { return QString::number(v); }
 inline QString toText(bool v) { return v ? QStringLiteral("yes") : QStringLiteral("no"); }
 inline QString toText(double v) { return QString::number(v); }
-inline QString toText(const QDateTime &v) { return v.isValid() ? v.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")) : QStringLiteral("-"); }
+inline QString toText(const QDateTime &v)
+{
+    return v.isValid() ? v.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")) : QStringLiteral("-");
+}
 inline QString toText(const QByteArray &v) { return QStringLiteral("<%1 bytes>").arg(v.size()); }
-inline QString toText(const QStringList &v) { return QLatin1Char('[') + v.join(QStringLiteral(", ")) + QLatin1Char(']'); }
+inline QString toText(const QStringList &v)
+{
+    return QLatin1Char('[') + v.join(QStringLiteral(", ")) + QLatin1Char(']');
+}
 inline QString toText(const ChannelId &v) { return QStringLiteral("%1/%2").arg(v.first).arg(v.second); }
 inline QString toText(const QPair<QString, QString> &v) { return v.first + QLatin1Char('=') + v.second; }
 template <class E, std::enable_if_t<std::is_enum_v<E>, int> = 0>
-QString toText(E v) { return QString::number(int(v)); }
+QString toText(E v)
+{
+    return QString::number(int(v));
+}
 
-#define ORU_JSON_DECLARE(Type, ...) inline QJsonValue toJson(const Type &r); inline QString toText(const Type &r);
+#define ORU_JSON_DECLARE(Type, ...)                                                                                    \
+    inline QJsonValue toJson(const Type &r);                                                                           \
+    inline QString toText(const Type &r);
 ORU_JSON_RECORDS(ORU_JSON_DECLARE)
 #undef ORU_JSON_DECLARE
 
@@ -119,9 +139,11 @@ QString toText(const QMap<int, V> &map)
 }
 
 template <class V, class = void>
-struct HasIsEmpty : std::false_type {};
+struct HasIsEmpty : std::false_type {
+};
 template <class V>
-struct HasIsEmpty<V, std::void_t<decltype(std::declval<const V &>().isEmpty())>> : std::true_type {};
+struct HasIsEmpty<V, std::void_t<decltype(std::declval<const V &>().isEmpty())>> : std::true_type {
+};
 
 template <class V>
 bool isBlank(const V &v)
@@ -148,7 +170,9 @@ QString namedText(const char *names, const Tuple &values)
         const QString key = keys.at(i++).trimmed();
         const QString text = toText(v);
         const bool untitled = key.startsWith(QLatin1String("param")) || key.startsWith(QLatin1String("data"));
-        if (!isBlank(v) && !(untitled && (text == QLatin1String("0") || text == QLatin1String("no") || text == QLatin1String("<0 bytes>"))))
+        if (!isBlank(v)
+            && !(untitled
+                 && (text == QLatin1String("0") || text == QLatin1String("no") || text == QLatin1String("<0 bytes>"))))
             parts.append(key + QLatin1Char('=') + text);
     };
     std::apply([&](const auto &...v) { (one(v), ...); }, values);
@@ -169,7 +193,10 @@ QJsonObject namedFields(const char *names, const Tuple &values)
 
 #define ORU_JSON_DEFINE(Type, ...)                                                                                     \
     inline QJsonValue toJson(const Type &r) { return namedFields(#__VA_ARGS__, tied(r)); }                             \
-    inline QString toText(const Type &r) { return QLatin1Char('{') + namedText(#__VA_ARGS__, tied(r)) + QLatin1Char('}'); }
+    inline QString toText(const Type &r)                                                                               \
+    {                                                                                                                  \
+        return QLatin1Char('{') + namedText(#__VA_ARGS__, tied(r)) + QLatin1Char('}');                                 \
+    }
 ORU_JSON_RECORDS(ORU_JSON_DEFINE)
 #undef ORU_JSON_DEFINE
 
@@ -196,9 +223,24 @@ QStringList textLines(const QList<V> &list)
     return lines.isEmpty() ? QStringList{QStringLiteral("(none)")} : lines;
 }
 template <class V>
-QStringList withList(const QString &head, const QList<V> &list) { return QStringList{head} + textLines(list); }
-inline QStringList textLines(const oru_client::Recordings &r) { return withList(QStringLiteral("%1 recordings, playback by time %2").arg(r.list.size()).arg(r.playbackByTimeEnable ? "possible" : "not possible"), r.list); }
-inline QStringList textLines(const oru_client::Faces &r) { return withList(QStringLiteral("%1 of %2 faces").arg(r.list.size()).arg(r.totalCount), r.list); }
-inline QStringList textLines(const oru_client::FaceRecords &r) { return withList(QStringLiteral("%1 of %2 records").arg(r.list.size()).arg(r.totalCount), r.list); }
+QStringList withList(const QString &head, const QList<V> &list)
+{
+    return QStringList{head} + textLines(list);
+}
+inline QStringList textLines(const oru_client::Recordings &r)
+{
+    return withList(QStringLiteral("%1 recordings, playback by time %2")
+                        .arg(r.list.size())
+                        .arg(r.playbackByTimeEnable ? "possible" : "not possible"),
+                    r.list);
+}
+inline QStringList textLines(const oru_client::Faces &r)
+{
+    return withList(QStringLiteral("%1 of %2 faces").arg(r.list.size()).arg(r.totalCount), r.list);
+}
+inline QStringList textLines(const oru_client::FaceRecords &r)
+{
+    return withList(QStringLiteral("%1 of %2 records").arg(r.list.size()).arg(r.totalCount), r.list);
+}
 
 } // namespace oru_cli

@@ -52,8 +52,8 @@ DeviceModel::DeviceModel(const QByteArray &devicesJson, int alarmIntervalSec, bo
     , quiet(quiet)
 {
     QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(devicesJson.isEmpty() ? QByteArray(kDefaultDevices) : devicesJson,
-                                                      &parseError);
+    const QJsonDocument doc =
+        QJsonDocument::fromJson(devicesJson.isEmpty() ? QByteArray(kDefaultDevices) : devicesJson, &parseError);
     if (!doc.isArray()) {
         error = parseError.error != QJsonParseError::NoError ? parseError.errorString()
                                                              : QStringLiteral("expected a JSON array of devices");
@@ -96,8 +96,14 @@ DeviceModel::Device DeviceModel::makeDevice(const DevInfo &info, int channels) c
     for (int i = 0; i < channels; ++i)
         d.channels.append(Channel());
     resetChannels(d);
-    d.net = {info.ip, QStringLiteral("255.255.255.0"), QStringLiteral("192.0.2.1"), QStringLiteral("192.0.2.53"),
-             false, 80, 554, int(info.port)};
+    d.net = {info.ip,
+             QStringLiteral("255.255.255.0"),
+             QStringLiteral("192.0.2.1"),
+             QStringLiteral("192.0.2.53"),
+             false,
+             80,
+             554,
+             int(info.port)};
     d.platform = {true, QStringLiteral("platform.example.net"), false, 7660, 1};
     d.accounts.insert(info.user.isEmpty() ? QStringLiteral("admin") : info.user, info.password);
     d.secrets = {{QStringLiteral("Name of your first pet?"), QStringLiteral("rex")},
@@ -194,7 +200,11 @@ Response DeviceModel::check(const QString &requestId, const QString &devId, int 
     if (!d)
         return failed(requestId, UnknownDevice, QStringLiteral("unknown device '%1'").arg(devId));
     if (d->status != DevStatus::Online)
-        return failed(requestId, Offline, QStringLiteral("%1 is %2").arg(devId, d->status == DevStatus::NotActivated ? QStringLiteral("not activated") : QStringLiteral("offline")));
+        return failed(requestId, Offline,
+                      QStringLiteral("%1 is %2")
+                          .arg(devId,
+                               d->status == DevStatus::NotActivated ? QStringLiteral("not activated")
+                                                                    : QStringLiteral("offline")));
     if (channel >= 0 && (channel < 1 || channel > d->channels.size()))
         return failed(requestId, NoChannel, QStringLiteral("%1 has channels 1-%2").arg(devId).arg(d->channels.size()));
     return {requestId, 0, QString()};
@@ -241,8 +251,9 @@ void DeviceModel::publish()
     for (const Device &d : devices)
         for (int i = 0; i < d.channels.size(); ++i) {
             const Channel &ch = d.channels.at(i);
-            next.insert(qMakePair(d.info.id, i + 1), {true, d.info.name, ch.osd, ch.pan, ch.tilt, ch.zoom,
-                                                      d.clockOffsetMs, d.status == DevStatus::Online});
+            next.insert(
+                qMakePair(d.info.id, i + 1),
+                {true, d.info.name, ch.osd, ch.pan, ch.tilt, ch.zoom, d.clockOffsetMs, d.status == DevStatus::Online});
         }
     QMutexLocker lock(&lookLock);
     looks.swap(next);
@@ -261,11 +272,13 @@ void DeviceModel::tick()
             const double step = 2;
             if (op == int(PTZOperation::Up) || op == int(PTZOperation::UpLeft) || op == int(PTZOperation::UpRight))
                 ch.tilt = qMin(90.0, ch.tilt + step);
-            if (op == int(PTZOperation::Down) || op == int(PTZOperation::DownLeft) || op == int(PTZOperation::DownRight))
+            if (op == int(PTZOperation::Down) || op == int(PTZOperation::DownLeft)
+                || op == int(PTZOperation::DownRight))
                 ch.tilt = qMax(-90.0, ch.tilt - step);
             if (op == int(PTZOperation::Left) || op == int(PTZOperation::UpLeft) || op == int(PTZOperation::DownLeft))
                 ch.pan = ch.pan - step < -180 ? ch.pan - step + 360 : ch.pan - step;
-            if (op == int(PTZOperation::Right) || op == int(PTZOperation::UpRight) || op == int(PTZOperation::DownRight))
+            if (op == int(PTZOperation::Right) || op == int(PTZOperation::UpRight)
+                || op == int(PTZOperation::DownRight))
                 ch.pan = ch.pan + step > 180 ? ch.pan + step - 360 : ch.pan + step;
             if (op == int(PTZOperation::ZoomIn))
                 ch.zoom = qMin(20.0, ch.zoom * 1.05);
@@ -339,7 +352,10 @@ void DeviceModel::onSearchDevsCmd()
         push_searched_devs_msg(deviceList());
         note(QStringLiteral("push searched devices: %1").arg(devices.size()));
     });
-    note(QStringLiteral("search devices%1").arg(searchConfig.beginIp.isEmpty() ? QString() : QStringLiteral(" in %1-%2").arg(searchConfig.beginIp, searchConfig.endIp)));
+    note(QStringLiteral("search devices%1")
+             .arg(searchConfig.beginIp.isEmpty()
+                      ? QString()
+                      : QStringLiteral(" in %1-%2").arg(searchConfig.beginIp, searchConfig.endIp)));
 }
 
 void DeviceModel::onSetSearchDevsConfigCmd(const SearchDevsConfig &config)
@@ -397,7 +413,9 @@ void DeviceModel::onEditManagedDevsCmd(const DevInfoList &devs)
         Device *d = find(info.id);
         if (!d)
             continue;
-        for (auto [to, from] : {std::pair{&d->info.name, info.name}, {&d->info.ip, info.ip}, {&d->info.user, info.user},
+        for (auto [to, from] : {std::pair{&d->info.name, info.name},
+                                {&d->info.ip, info.ip},
+                                {&d->info.user, info.user},
                                 {&d->info.password, info.password}})
             if (!from.isEmpty())
                 *to = from;
@@ -443,7 +461,8 @@ void DeviceModel::onRestoreFactory(const QStringList &devIds, bool simple)
         resetChannels(*d);
         if (!simple)
             d->platform = makeDevice(d->info, 1).platform;
-        note(QStringLiteral("restore factory settings of %1%2").arg(id, simple ? QStringLiteral(" (simple)") : QString()));
+        note(QStringLiteral("restore factory settings of %1%2")
+                 .arg(id, simple ? QStringLiteral(" (simple)") : QString()));
     }
     onRebootDevsCmd(devIds);
 }
@@ -474,7 +493,8 @@ void DeviceModel::onActivateDevsCmd(const QStringList &devSns, const ActivateCon
             setStatus(*d, DevStatus::Online);
         }
         activate_dev_res(sn, code);
-        note(QStringLiteral("activate %1 -> %2").arg(sn, code ? QStringLiteral("error %1").arg(code) : QStringLiteral("ok")));
+        note(QStringLiteral("activate %1 -> %2")
+                 .arg(sn, code ? QStringLiteral("error %1").arg(code) : QStringLiteral("ok")));
     }
 }
 
@@ -486,7 +506,8 @@ void DeviceModel::onGetDevSecretQuestionsCmd(const GetDevSecretQuestionsConditio
         for (const auto &s : d->secrets)
             questions.append(s.first);
     get_dev_secret_questions_res(c.devSn, d ? 0 : int(UnknownDevice), questions);
-    note(QStringLiteral("secret questions of %1 -> %2").arg(c.devSn, d ? QString::number(questions.size()) : QStringLiteral("unknown device")));
+    note(QStringLiteral("secret questions of %1 -> %2")
+             .arg(c.devSn, d ? QString::number(questions.size()) : QStringLiteral("unknown device")));
 }
 
 void DeviceModel::onResetDevPwdCmd(const ResetDevPwdCondition &c)
@@ -495,7 +516,8 @@ void DeviceModel::onResetDevPwdCmd(const ResetDevPwdCondition &c)
     int code = d ? 0 : int(UnknownDevice);
     if (d) {
         for (const auto &s : d->secrets) {
-            const auto given = std::find_if(c.secretInfos.begin(), c.secretInfos.end(), [&](const auto &p) { return p.first == s.first; });
+            const auto given = std::find_if(c.secretInfos.begin(), c.secretInfos.end(),
+                                            [&](const auto &p) { return p.first == s.first; });
             if (given == c.secretInfos.end() || given->second.compare(s.second, Qt::CaseInsensitive) != 0)
                 code = Refused;
         }
@@ -505,7 +527,8 @@ void DeviceModel::onResetDevPwdCmd(const ResetDevPwdCondition &c)
             d->accounts.insert(c.account, c.password);
     }
     reset_dev_pwd_res(c.devSn, code);
-    note(QStringLiteral("reset password of %1 -> %2").arg(c.devSn, code ? QStringLiteral("error %1").arg(code) : QStringLiteral("ok")));
+    note(QStringLiteral("reset password of %1 -> %2")
+             .arg(c.devSn, code ? QStringLiteral("error %1").arg(code) : QStringLiteral("ok")));
 }
 
 void DeviceModel::onGetDevChannelsInfo(const QString &devId)
@@ -515,8 +538,9 @@ void DeviceModel::onGetDevChannelsInfo(const QString &devId)
         note(QStringLiteral("channels of unknown device %1 ignored").arg(devId));
         return;
     }
-    const QMap<int, AiAbilityInfo> abilities{{1, {QStringLiteral("face"), 1, QStringLiteral("Face detection"), 0, true}},
-                                             {2, {QStringLiteral("perimeter"), 1, QStringLiteral("Line crossing"), 0, true}}};
+    const QMap<int, AiAbilityInfo> abilities{
+        {1, {QStringLiteral("face"), 1, QStringLiteral("Face detection"), 0, true}},
+        {2, {QStringLiteral("perimeter"), 1, QStringLiteral("Line crossing"), 0, true}}};
     DevChanInfoList channels;
     for (int i = 0; i < d->channels.size(); ++i) {
         DevChannelInfo ch;
@@ -581,7 +605,8 @@ void DeviceModel::onSetDevPlatformReq(const SetDevPlatformCondition &c)
     if (!r.errorCode)
         find(c.devId)->platform = {c.param1, c.platformAddr, c.param3, c.param4, c.param5};
     set_dev_platform_res(r);
-    note(QStringLiteral("set platform of %1 to %2 -> %3").arg(c.devId, c.platformAddr, outcome(r, QStringLiteral("ok"))));
+    note(QStringLiteral("set platform of %1 to %2 -> %3")
+             .arg(c.devId, c.platformAddr, outcome(r, QStringLiteral("ok"))));
 }
 
 void DeviceModel::onGetDevPlatform_tavReq(const QString &requestId, const QString &devId)
@@ -633,14 +658,18 @@ void DeviceModel::onSearchVideoRecsReq(const RecsSearchCondition &c)
             VideoRecInfo rec;
             rec.begin = t;
             rec.end = stop;
-            rec.fileName = QStringLiteral("%1_ch%2_%3_600s.mp4").arg(c.devId).arg(c.channel).arg(t.toString(QStringLiteral("yyyyMMdd-hhmmss")));
+            rec.fileName = QStringLiteral("%1_ch%2_%3_600s.mp4")
+                               .arg(c.devId)
+                               .arg(c.channel)
+                               .arg(t.toString(QStringLiteral("yyyyMMdd-hhmmss")));
             rec.param4 = t.time().minute() == 30 ? 2 : 1; // 1 scheduled, 2 on alarm
             rec.param5 = 48 + t.time().hour();            // size in MiB
             list.append(rec);
         }
     }
     search_video_recordings_res(r, list, true);
-    note(QStringLiteral("recordings %1 -> %2").arg(where(c.devId, c.channel), outcome(r, QStringLiteral("%1 files").arg(list.size()))));
+    note(QStringLiteral("recordings %1 -> %2")
+             .arg(where(c.devId, c.channel), outcome(r, QStringLiteral("%1 files").arg(list.size()))));
 }
 
 void DeviceModel::onGetRtspUrlReq(const GetRtspUrlCondition &c)
@@ -649,7 +678,10 @@ void DeviceModel::onGetRtspUrlReq(const GetRtspUrlCondition &c)
     QString url;
     if (!r.errorCode) {
         const Device *d = find(c.devId);
-        url = QStringLiteral("rtsp://%1@%2:554/Streaming/Channels/%3%4").arg(d->info.user, d->info.ip).arg(c.channel).arg(c.streamType + 1, 2, 10, QLatin1Char('0'));
+        url = QStringLiteral("rtsp://%1@%2:554/Streaming/Channels/%3%4")
+                  .arg(d->info.user, d->info.ip)
+                  .arg(c.channel)
+                  .arg(c.streamType + 1, 2, 10, QLatin1Char('0'));
     }
     get_rtsp_url_res(r, url);
     note(QStringLiteral("rtsp %1 -> %2").arg(where(c.devId, c.channel), outcome(r, url)));
@@ -665,7 +697,10 @@ void DeviceModel::onPTZCtrlReq(const PTZCtrlCondition &c)
     if (!r.errorCode)
         channelOf(c.devId, c.channel).moving = c.action == int(PTZAction::Start) ? c.operation : -1;
     PTZ_ctrl_res(r, PTZOperation(c.operation), PTZAction(c.action));
-    note(QStringLiteral("ptz %1 operation %2 %3 -> %4").arg(where(c.devId, c.channel)).arg(c.operation).arg(c.action ? QStringLiteral("stop") : QStringLiteral("start"), outcome(r, QStringLiteral("ok"))));
+    note(QStringLiteral("ptz %1 operation %2 %3 -> %4")
+             .arg(where(c.devId, c.channel))
+             .arg(c.operation)
+             .arg(c.action ? QStringLiteral("stop") : QStringLiteral("start"), outcome(r, QStringLiteral("ok"))));
 }
 
 void DeviceModel::onGetPresetsReq(const ChannelCondition &c)
@@ -678,7 +713,8 @@ void DeviceModel::onGetPresetsReq(const ChannelCondition &c)
             list.append({it.key(), it.value().name});
     }
     get_presets_res(r, list);
-    note(QStringLiteral("presets %1 -> %2").arg(where(c.devId, c.channel), outcome(r, QStringLiteral("%1 presets").arg(list.size()))));
+    note(QStringLiteral("presets %1 -> %2")
+             .arg(where(c.devId, c.channel), outcome(r, QStringLiteral("%1 presets").arg(list.size()))));
 }
 
 void DeviceModel::onOperPresetReq(const PresetOperCondition &c)
@@ -692,11 +728,14 @@ void DeviceModel::onOperPresetReq(const PresetOperCondition &c)
             if (number <= 0)
                 for (number = 1; ch.presets.contains(number);)
                     ++number;
-            ch.presets.insert(number, {c.presetName.isEmpty() ? QStringLiteral("Preset %1").arg(number) : c.presetName, ch.pan, ch.tilt, ch.zoom});
+            ch.presets.insert(number,
+                              {c.presetName.isEmpty() ? QStringLiteral("Preset %1").arg(number) : c.presetName, ch.pan,
+                               ch.tilt, ch.zoom});
         } else if (c.oper != int(PresetOper::Delete) && c.oper != int(PresetOper::Call)) {
             r = failed(c.requestId, BadArgument, QStringLiteral("unknown preset operation %1").arg(c.oper));
         } else if (!known) {
-            r = failed(c.requestId, NotFound, QStringLiteral("no preset %1 on %2").arg(c.presetNumber).arg(where(c.devId, c.channel)));
+            r = failed(c.requestId, NotFound,
+                       QStringLiteral("no preset %1 on %2").arg(c.presetNumber).arg(where(c.devId, c.channel)));
         } else if (c.oper == int(PresetOper::Delete)) {
             ch.presets.remove(c.presetNumber);
         } else {
@@ -710,7 +749,10 @@ void DeviceModel::onOperPresetReq(const PresetOperCondition &c)
     }
     oper_preset_res(r, PresetOper(c.oper));
     static const char *names[] = {"add", "delete", "call"};
-    note(QStringLiteral("preset %1 %2 %3 -> %4").arg(c.oper >= 0 && c.oper < 3 ? names[c.oper] : "?", where(c.devId, c.channel)).arg(c.presetNumber).arg(outcome(r, QStringLiteral("ok"))));
+    note(QStringLiteral("preset %1 %2 %3 -> %4")
+             .arg(c.oper >= 0 && c.oper < 3 ? names[c.oper] : "?", where(c.devId, c.channel))
+             .arg(c.presetNumber)
+             .arg(outcome(r, QStringLiteral("ok"))));
 }
 
 void DeviceModel::onGetPatrolsReq(const ChannelCondition &c)
@@ -718,7 +760,8 @@ void DeviceModel::onGetPatrolsReq(const ChannelCondition &c)
     const Response r = check(c.requestId, c.devId, c.channel);
     const PatrolList list = r.errorCode ? PatrolList() : channelOf(c.devId, c.channel).patrols.values();
     get_patrols_res(r, list);
-    note(QStringLiteral("patrols %1 -> %2").arg(where(c.devId, c.channel), outcome(r, QStringLiteral("%1 patrols").arg(list.size()))));
+    note(QStringLiteral("patrols %1 -> %2")
+             .arg(where(c.devId, c.channel), outcome(r, QStringLiteral("%1 patrols").arg(list.size()))));
 }
 
 // param3 is the patrol number, param4 the operation.
@@ -744,7 +787,11 @@ void DeviceModel::onOperPatrolReq(const PatrolOperCondition &c)
         }
     }
     oper_patrol_res(r, PatrolOper(c.param4));
-    note(QStringLiteral("patrol %1 #%2 operation %3 -> %4").arg(where(c.devId, c.channel)).arg(c.param3).arg(c.param4).arg(outcome(r, QStringLiteral("ok"))));
+    note(QStringLiteral("patrol %1 #%2 operation %3 -> %4")
+             .arg(where(c.devId, c.channel))
+             .arg(c.param3)
+             .arg(c.param4)
+             .arg(outcome(r, QStringLiteral("ok"))));
 }
 
 // param3 patrol, param4 preset, param5 stay time (s), param6 operation.
@@ -762,7 +809,9 @@ void DeviceModel::onOperPatrolPresetReq(const PatrolPresetOperCondition &c)
             if (c.param6 == int(PatrolPresetOper::Add))
                 stops.append({{c.param4, ch.presets.value(c.param4).name}, unsigned(c.param5), 4});
             else if (c.param6 == int(PatrolPresetOper::Delete))
-                stops.erase(std::remove_if(stops.begin(), stops.end(), [&](const PatrolPresetInfo &s) { return s.preset.number == c.param4; }), stops.end());
+                stops.erase(std::remove_if(stops.begin(), stops.end(),
+                                           [&](const PatrolPresetInfo &s) { return s.preset.number == c.param4; }),
+                            stops.end());
             else if (c.param6 == int(PatrolPresetOper::Modify)) {
                 for (PatrolPresetInfo &s : stops)
                     if (s.preset.number == c.param4)
@@ -773,7 +822,11 @@ void DeviceModel::onOperPatrolPresetReq(const PatrolPresetOperCondition &c)
         }
     }
     oper_patrol_preset_res(r, PatrolPresetOper(c.param6));
-    note(QStringLiteral("patrol stop %1 #%2 preset %3 -> %4").arg(where(c.devId, c.channel)).arg(c.param3).arg(c.param4).arg(outcome(r, QStringLiteral("ok"))));
+    note(QStringLiteral("patrol stop %1 #%2 preset %3 -> %4")
+             .arg(where(c.devId, c.channel))
+             .arg(c.param3)
+             .arg(c.param4)
+             .arg(outcome(r, QStringLiteral("ok"))));
 }
 
 // param3 is the patrol number; it is created when missing.
@@ -796,7 +849,11 @@ void DeviceModel::onSetPatrolPresetsReq(const SetPatrolPresetsCondition &c)
         }
     }
     set_patrol_presets_res(r);
-    note(QStringLiteral("set patrol %1 #%2 to %3 stops -> %4").arg(where(c.devId, c.channel)).arg(c.param3).arg(c.presets.size()).arg(outcome(r, QStringLiteral("ok"))));
+    note(QStringLiteral("set patrol %1 #%2 to %3 stops -> %4")
+             .arg(where(c.devId, c.channel))
+             .arg(c.param3)
+             .arg(c.presets.size())
+             .arg(outcome(r, QStringLiteral("ok"))));
 }
 
 // ---- Configuration ----
@@ -860,7 +917,11 @@ void DeviceModel::onCheckDevUpgradeReq(const DevUpgradeCondtition &c)
         info.param5 = info.param3;
     }
     check_dev_upgrade_res(r, info);
-    note(QStringLiteral("check upgrade %1 -> %2").arg(c.devId, outcome(r, info.param3 ? QStringLiteral("%1 available").arg(info.newVersionName) : QStringLiteral("up to date"))));
+    note(QStringLiteral("check upgrade %1 -> %2")
+             .arg(c.devId,
+                  outcome(r,
+                          info.param3 ? QStringLiteral("%1 available").arg(info.newVersionName)
+                                      : QStringLiteral("up to date"))));
 }
 
 void DeviceModel::onDoDevUpgradeCmd(const DevUpgradeCondtition &c)
@@ -879,7 +940,8 @@ void DeviceModel::onGetDevUpgradeProgressReq(const QString &requestId, const QSt
     const Response r = check(requestId, devId);
     const DevUpgradeInfo info = r.errorCode ? DevUpgradeInfo() : find(devId)->upgrade;
     get_dev_upgrade_progress_res(r, info);
-    note(QStringLiteral("upgrade progress %1 -> %2").arg(devId, outcome(r, QStringLiteral("%1 %2%").arg(info.phase).arg(info.param7))));
+    note(QStringLiteral("upgrade progress %1 -> %2")
+             .arg(devId, outcome(r, QStringLiteral("%1 %2%").arg(info.phase).arg(info.param7))));
 }
 
 // ---- Faces ----
@@ -891,7 +953,8 @@ void DeviceModel::onAddFaceReq(const ModifyFaceCondition &c)
         Device *d = find(c.devId);
         if (c.serialNum.isEmpty() || c.name.isEmpty())
             r = failed(c.requestId, BadArgument, QStringLiteral("a face needs a serial number and a name"));
-        else if (std::any_of(d->faces.cbegin(), d->faces.cend(), [&](const FaceInfo &f) { return f.serialNum == c.serialNum; }))
+        else if (std::any_of(d->faces.cbegin(), d->faces.cend(),
+                             [&](const FaceInfo &f) { return f.serialNum == c.serialNum; }))
             r = failed(c.requestId, BadArgument, QStringLiteral("face %1 exists").arg(c.serialNum));
         else {
             FaceInfo f;
@@ -910,7 +973,8 @@ void DeviceModel::onAddFaceReq(const ModifyFaceCondition &c)
         }
     }
     add_face_res(r);
-    note(QStringLiteral("add face %1 '%2' to %3 -> %4").arg(c.serialNum, c.name, c.devId, outcome(r, QStringLiteral("ok"))));
+    note(QStringLiteral("add face %1 '%2' to %3 -> %4")
+             .arg(c.serialNum, c.name, c.devId, outcome(r, QStringLiteral("ok"))));
 }
 
 // param3 is the first face to return, param4 how many (0: all).
@@ -925,7 +989,8 @@ void DeviceModel::onGetFacesReq(const GetFacesCondition &c)
         page = all.mid(c.param3, c.param4 > 0 ? c.param4 : -1);
     }
     get_faces_res(r, page, total);
-    note(QStringLiteral("faces %1 -> %2").arg(c.devId, outcome(r, QStringLiteral("%1 of %2").arg(page.size()).arg(total))));
+    note(QStringLiteral("faces %1 -> %2")
+             .arg(c.devId, outcome(r, QStringLiteral("%1 of %2").arg(page.size()).arg(total))));
 }
 
 // param3 is the face id.
@@ -934,7 +999,8 @@ void DeviceModel::onDelFaceReq(const DelFaceCondition &c)
     Response r = check(c.requestId, c.devId, c.channel);
     if (!r.errorCode) {
         FaceInfoList &faces = find(c.devId)->faces;
-        const auto it = std::find_if(faces.begin(), faces.end(), [&](const FaceInfo &f) { return f.param1 == c.param3; });
+        const auto it =
+            std::find_if(faces.begin(), faces.end(), [&](const FaceInfo &f) { return f.param1 == c.param3; });
         if (it == faces.end())
             r = failed(c.requestId, NotFound, QStringLiteral("no face %1").arg(c.param3));
         else
@@ -973,7 +1039,8 @@ void DeviceModel::onGetFaceDetectRecordsReq(const GetFaceDetectRecordsCondition 
         }
     }
     get_face_detect_records_res(r, list, total);
-    note(QStringLiteral("face records %1 -> %2").arg(where(c.devId, c.channel), outcome(r, QStringLiteral("%1 of %2").arg(list.size()).arg(total))));
+    note(QStringLiteral("face records %1 -> %2")
+             .arg(where(c.devId, c.channel), outcome(r, QStringLiteral("%1 of %2").arg(list.size()).arg(total))));
 }
 
 void DeviceModel::onClearFaceTemperatureCountCmd(const QString &devId)
@@ -993,10 +1060,15 @@ void DeviceModel::onTalkOperReq(const TalkOperCondition &c)
     if (!r.errorCode) {
         Channel &ch = channelOf(c.devId, c.channel);
         const bool start = c.param3 == 0;
-        push_talk_event_msg({c.devId, c.channel}, start && ch.talking ? TalkEvent::DevBusy : start ? TalkEvent::TalkStart : TalkEvent::TalkEnd);
+        push_talk_event_msg({c.devId, c.channel},
+                            start && ch.talking ? TalkEvent::DevBusy
+                                : start         ? TalkEvent::TalkStart
+                                                : TalkEvent::TalkEnd);
         ch.talking = start;
     }
-    note(QStringLiteral("talk %1 %2 -> %3").arg(c.param3 == 0 ? QStringLiteral("start") : QStringLiteral("stop"), where(c.devId, c.channel), outcome(r, QStringLiteral("ok"))));
+    note(QStringLiteral("talk %1 %2 -> %3")
+             .arg(c.param3 == 0 ? QStringLiteral("start") : QStringLiteral("stop"), where(c.devId, c.channel),
+                  outcome(r, QStringLiteral("ok"))));
 }
 
 void DeviceModel::onSpeakOperReq(const SpeakOperCondition &c)
@@ -1006,10 +1078,15 @@ void DeviceModel::onSpeakOperReq(const SpeakOperCondition &c)
     if (!r.errorCode) {
         Channel &ch = channelOf(c.devId, c.channel);
         const bool start = c.param3 == 0;
-        push_speak_event_msg({c.devId, c.channel}, start && ch.speaking ? TalkEvent::DevBusy : start ? TalkEvent::TalkStart : TalkEvent::TalkEnd);
+        push_speak_event_msg({c.devId, c.channel},
+                             start && ch.speaking ? TalkEvent::DevBusy
+                                 : start          ? TalkEvent::TalkStart
+                                                  : TalkEvent::TalkEnd);
         ch.speaking = start;
     }
-    note(QStringLiteral("speak %1 %2 -> %3").arg(c.param3 == 0 ? QStringLiteral("start") : QStringLiteral("stop"), where(c.devId, c.channel), outcome(r, QStringLiteral("ok"))));
+    note(QStringLiteral("speak %1 %2 -> %3")
+             .arg(c.param3 == 0 ? QStringLiteral("start") : QStringLiteral("stop"), where(c.devId, c.channel),
+                  outcome(r, QStringLiteral("ok"))));
 }
 
 // ---- File transfer: progress in percent (param2) of a made-up size (param3, KiB) ----
@@ -1019,7 +1096,9 @@ void DeviceModel::onUploadFileReq(const UploadFileCondition &c)
     const Response r = check(c.requestId, c.devId);
     const int code = r.errorCode;
     for (int step = 0; step <= 4; ++step)
-        QTimer::singleShot(50 + 200 * step, this, [c, step, code] { push_file_transfer_progress({c.requestId, code ? -code : 25 * step, 512}); });
+        QTimer::singleShot(50 + 200 * step, this, [c, step, code] {
+            push_file_transfer_progress({c.requestId, code ? -code : 25 * step, 512});
+        });
     note(QStringLiteral("upload %1 to %2 -> %3").arg(c.fileName, c.devId, outcome(r, QStringLiteral("started"))));
 }
 
@@ -1028,8 +1107,11 @@ void DeviceModel::onDownloadFileReq(const DownloadFileCondition &c)
     const Response r = check(c.requestId, c.devId);
     const int code = r.errorCode;
     for (int step = 0; step <= 4; ++step)
-        QTimer::singleShot(50 + 200 * step, this, [c, step, code] { push_file_transfer_progress({c.requestId, code ? -code : 25 * step, 2048}); });
-    note(QStringLiteral("download %1 from %2 -> %3").arg(c.srcFileName, c.devId, outcome(r, QStringLiteral("started"))));
+        QTimer::singleShot(50 + 200 * step, this, [c, step, code] {
+            push_file_transfer_progress({c.requestId, code ? -code : 25 * step, 2048});
+        });
+    note(
+        QStringLiteral("download %1 from %2 -> %3").arg(c.srcFileName, c.devId, outcome(r, QStringLiteral("started"))));
 }
 
 // ---- Generic JSON: a few methods, anything else is echoed ----
@@ -1045,17 +1127,27 @@ void DeviceModel::onCommonReq(const ChannelId &channel, const QString &requestId
         answer = {{"result", BadArgument}, {"error", parseError.errorString()}};
     } else if (method == QLatin1String("getDeviceInfo")) {
         if (d)
-            answer = {{"result", 0}, {"id", d->info.id}, {"name", d->info.name}, {"sn", d->info.sn}, {"model", d->info.seriesName},
-                      {"version", d->info.version}, {"channels", d->channels.size()}, {"status", int(d->status)}};
+            answer = {{"result", 0},
+                      {"id", d->info.id},
+                      {"name", d->info.name},
+                      {"sn", d->info.sn},
+                      {"model", d->info.seriesName},
+                      {"version", d->info.version},
+                      {"channels", d->channels.size()},
+                      {"status", int(d->status)}};
         else
             answer = {{"result", UnknownDevice}, {"error", QStringLiteral("unknown device '%1'").arg(channel.first)}};
     } else if (method == QLatin1String("getTime")) {
-        answer = {{"result", 0}, {"time", QDateTime::currentDateTime().addMSecs(d ? d->clockOffsetMs : 0).toString(Qt::ISODateWithMs)}};
+        answer = {
+            {"result", 0},
+            {"time", QDateTime::currentDateTime().addMSecs(d ? d->clockOffsetMs : 0).toString(Qt::ISODateWithMs)}};
     } else {
         answer = {{"result", 0}, {"echo", doc.object()}};
     }
     common_res(requestId, QString::fromUtf8(QJsonDocument(answer).toJson(QJsonDocument::Compact)));
-    note(QStringLiteral("common %1 %2 -> result %3").arg(where(channel.first, channel.second), method.isEmpty() ? QStringLiteral("(echo)") : method).arg(answer.value(QLatin1String("result")).toInt()));
+    note(QStringLiteral("common %1 %2 -> result %3")
+             .arg(where(channel.first, channel.second), method.isEmpty() ? QStringLiteral("(echo)") : method)
+             .arg(answer.value(QLatin1String("result")).toInt()));
 }
 
 void DeviceModel::onSetSaasTokenCmd(const QString &token)
@@ -1063,7 +1155,4 @@ void DeviceModel::onSetSaasTokenCmd(const QString &token)
     note(QStringLiteral("cloud token set (%1 characters)").arg(token.size()));
 }
 
-void DeviceModel::onSaasLogoutCmd()
-{
-    note(QStringLiteral("cloud logout"));
-}
+void DeviceModel::onSaasLogoutCmd() { note(QStringLiteral("cloud logout")); }

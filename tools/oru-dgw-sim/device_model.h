@@ -28,8 +28,15 @@ class DeviceModel : public QObject
 
 public:
     // Result codes of the simulated devices (0 is success).
-    enum Code { UnknownDevice = 1001, Offline = 1002, NoChannel = 1003, NotFound = 1004, BadArgument = 1005,
-                Refused = 1006, Busy = 1007 };
+    enum Code {
+        UnknownDevice = 1001,
+        Offline = 1002,
+        NoChannel = 1003,
+        NotFound = 1004,
+        BadArgument = 1005,
+        Refused = 1006,
+        Busy = 1007
+    };
 
     // `devicesJson` is a JSON array of devices; empty means the built-in set.
     DeviceModel(const QByteArray &devicesJson, int alarmIntervalSec, bool quiet);

@@ -28,12 +28,22 @@ int main(int argc, char *argv[])
         "Simulated device gateway: serves the main client's requests with imaginary cameras and recorders,\n"
         "streams live video and playback as JPEG pictures, and ends when the main client leaves."));
     parser.addHelpOption();
-    const QCommandLineOption messageServer(QStringLiteral("message-server"), QStringLiteral("Control server name."), QStringLiteral("name"), QStringLiteral("oru_dgw_message"));
-    const QCommandLineOption streamServer(QStringLiteral("stream-server"), QStringLiteral("Stream server name."), QStringLiteral("name"), QStringLiteral("oru_dgw_stream"));
-    const QCommandLineOption logDir(QStringLiteral("log-dir"), QStringLiteral("Log folder, inside the application data folder."), QStringLiteral("dir"), QStringLiteral("logs"));
-    const QCommandLineOption fps(QStringLiteral("fps"), QStringLiteral("Pictures per second of every stream (1-60)."), QStringLiteral("n"), QStringLiteral("10"));
-    const QCommandLineOption devicesFile(QStringLiteral("devices"), QStringLiteral("JSON file with an array of devices: id, name, sn, ip, port, user, password, model, version, channels, activated, status."), QStringLiteral("file"));
-    const QCommandLineOption alarmInterval(QStringLiteral("alarm-interval"), QStringLiteral("Seconds between simulated alarms; 0 for none."), QStringLiteral("s"), QStringLiteral("15"));
+    const QCommandLineOption messageServer(QStringLiteral("message-server"), QStringLiteral("Control server name."),
+                                           QStringLiteral("name"), QStringLiteral("oru_dgw_message"));
+    const QCommandLineOption streamServer(QStringLiteral("stream-server"), QStringLiteral("Stream server name."),
+                                          QStringLiteral("name"), QStringLiteral("oru_dgw_stream"));
+    const QCommandLineOption logDir(QStringLiteral("log-dir"),
+                                    QStringLiteral("Log folder, inside the application data folder."),
+                                    QStringLiteral("dir"), QStringLiteral("logs"));
+    const QCommandLineOption fps(QStringLiteral("fps"), QStringLiteral("Pictures per second of every stream (1-60)."),
+                                 QStringLiteral("n"), QStringLiteral("10"));
+    const QCommandLineOption devicesFile(QStringLiteral("devices"),
+                                         QStringLiteral("JSON file with an array of devices: id, name, sn, ip, port, "
+                                                        "user, password, model, version, channels, activated, status."),
+                                         QStringLiteral("file"));
+    const QCommandLineOption alarmInterval(QStringLiteral("alarm-interval"),
+                                           QStringLiteral("Seconds between simulated alarms; 0 for none."),
+                                           QStringLiteral("s"), QStringLiteral("15"));
     const QCommandLineOption quiet(QStringLiteral("quiet"), QStringLiteral("Print nothing per request."));
     parser.addOptions({messageServer, streamServer, logDir, fps, devicesFile, alarmInterval, quiet});
     parser.process(app);
@@ -74,19 +84,58 @@ int main(int argc, char *argv[])
     const DgwSignals &sdk = DgwSignals::instance();
 
     // Requests: queued into the model's thread.
-#define ROUTE(stem) QObject::connect(&sdk, &DgwSignals::signal##stem, model, &DeviceModel::on##stem, Qt::QueuedConnection)
-    ROUTE(InitDgwReq); ROUTE(SearchDevsCmd); ROUTE(SetSearchDevsConfigCmd); ROUTE(BroadcastSearchDevsCmd);
-    ROUTE(SetManagedDevsCmd); ROUTE(AddManagedDevsCmd); ROUTE(DelManagedDevsCmd); ROUTE(EditManagedDevsCmd);
-    ROUTE(SetDevsTimeCmd); ROUTE(RebootDevsCmd); ROUTE(RestoreFactory); ROUTE(ReconnectDevsCmd);
-    ROUTE(ActivateDevsCmd); ROUTE(GetDevSecretQuestionsCmd); ROUTE(ResetDevPwdCmd); ROUTE(GetDevChannelsInfo);
-    ROUTE(GetDevNetReq); ROUTE(GetDevPlatformReq); ROUTE(SetDevPlatformReq); ROUTE(GetDevPlatform_tavReq);
-    ROUTE(SetDevPlatform_tavReq); ROUTE(ImportDevCertReq); ROUTE(SetDevNetReq); ROUTE(SearchVideoRecsReq);
-    ROUTE(GetRtspUrlReq); ROUTE(PTZCtrlReq); ROUTE(GetPresetsReq); ROUTE(OperPresetReq); ROUTE(GetPatrolsReq);
-    ROUTE(OperPatrolReq); ROUTE(OperPatrolPresetReq); ROUTE(SetPatrolPresetsReq); ROUTE(SetOSDReq);
-    ROUTE(ModifyDevNameReq); ROUTE(OpenDevRemoteConfigReq); ROUTE(CheckDevUpgradeReq); ROUTE(DoDevUpgradeCmd);
-    ROUTE(GetDevUpgradeProgressReq); ROUTE(ModifyDevAccountReq); ROUTE(AddFaceReq); ROUTE(GetFacesReq);
-    ROUTE(DelFaceReq); ROUTE(GetFaceDetectRecordsReq); ROUTE(ClearFaceTemperatureCountCmd); ROUTE(TalkOperReq);
-    ROUTE(SpeakOperReq); ROUTE(UploadFileReq); ROUTE(DownloadFileReq); ROUTE(CommonReq); ROUTE(SetSaasTokenCmd);
+#define ROUTE(stem)                                                                                                    \
+    QObject::connect(&sdk, &DgwSignals::signal##stem, model, &DeviceModel::on##stem, Qt::QueuedConnection)
+    ROUTE(InitDgwReq);
+    ROUTE(SearchDevsCmd);
+    ROUTE(SetSearchDevsConfigCmd);
+    ROUTE(BroadcastSearchDevsCmd);
+    ROUTE(SetManagedDevsCmd);
+    ROUTE(AddManagedDevsCmd);
+    ROUTE(DelManagedDevsCmd);
+    ROUTE(EditManagedDevsCmd);
+    ROUTE(SetDevsTimeCmd);
+    ROUTE(RebootDevsCmd);
+    ROUTE(RestoreFactory);
+    ROUTE(ReconnectDevsCmd);
+    ROUTE(ActivateDevsCmd);
+    ROUTE(GetDevSecretQuestionsCmd);
+    ROUTE(ResetDevPwdCmd);
+    ROUTE(GetDevChannelsInfo);
+    ROUTE(GetDevNetReq);
+    ROUTE(GetDevPlatformReq);
+    ROUTE(SetDevPlatformReq);
+    ROUTE(GetDevPlatform_tavReq);
+    ROUTE(SetDevPlatform_tavReq);
+    ROUTE(ImportDevCertReq);
+    ROUTE(SetDevNetReq);
+    ROUTE(SearchVideoRecsReq);
+    ROUTE(GetRtspUrlReq);
+    ROUTE(PTZCtrlReq);
+    ROUTE(GetPresetsReq);
+    ROUTE(OperPresetReq);
+    ROUTE(GetPatrolsReq);
+    ROUTE(OperPatrolReq);
+    ROUTE(OperPatrolPresetReq);
+    ROUTE(SetPatrolPresetsReq);
+    ROUTE(SetOSDReq);
+    ROUTE(ModifyDevNameReq);
+    ROUTE(OpenDevRemoteConfigReq);
+    ROUTE(CheckDevUpgradeReq);
+    ROUTE(DoDevUpgradeCmd);
+    ROUTE(GetDevUpgradeProgressReq);
+    ROUTE(ModifyDevAccountReq);
+    ROUTE(AddFaceReq);
+    ROUTE(GetFacesReq);
+    ROUTE(DelFaceReq);
+    ROUTE(GetFaceDetectRecordsReq);
+    ROUTE(ClearFaceTemperatureCountCmd);
+    ROUTE(TalkOperReq);
+    ROUTE(SpeakOperReq);
+    ROUTE(UploadFileReq);
+    ROUTE(DownloadFileReq);
+    ROUTE(CommonReq);
+    ROUTE(SetSaasTokenCmd);
     ROUTE(SaasLogoutCmd);
 #undef ROUTE
 
@@ -101,13 +150,18 @@ int main(int argc, char *argv[])
     QObject::connect(&sdk, &DgwSignals::signalDisconnectStream, &media, &MediaStreams::close);
 
     // The servers are closed for good once the main client has left.
-    QObject::connect(&sdk, &DgwSignals::signalMainClientExit, &app, [model] {
-        model->note(QStringLiteral("main client left: stopping"));
-        QCoreApplication::quit();
-    }, Qt::QueuedConnection);
+    QObject::connect(
+        &sdk, &DgwSignals::signalMainClientExit, &app,
+        [model] {
+            model->note(QStringLiteral("main client left: stopping"));
+            QCoreApplication::quit();
+        },
+        Qt::QueuedConnection);
 
     model->note(QStringLiteral("oru-dgw-sim: %1 devices, control server '%2', stream server '%3', %4 fps")
-                    .arg(model->deviceCount()).arg(parser.value(messageServer), parser.value(streamServer)).arg(framesPerSecond));
+                    .arg(model->deviceCount())
+                    .arg(parser.value(messageServer), parser.value(streamServer))
+                    .arg(framesPerSecond));
     const int code = app.exec();
     worker.quit();
     worker.wait();

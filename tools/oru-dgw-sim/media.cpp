@@ -19,7 +19,10 @@ namespace {
 QString clock(double seconds)
 {
     const int s = int(seconds);
-    return QStringLiteral("%1:%2:%3").arg(s / 3600, 2, 10, QLatin1Char('0')).arg(s / 60 % 60, 2, 10, QLatin1Char('0')).arg(s % 60, 2, 10, QLatin1Char('0'));
+    return QStringLiteral("%1:%2:%3")
+        .arg(s / 3600, 2, 10, QLatin1Char('0'))
+        .arg(s / 60 % 60, 2, 10, QLatin1Char('0'))
+        .arg(s % 60, 2, 10, QLatin1Char('0'));
 }
 
 // "1/8X" -> 0.125, "2X" -> 2; -1 when it is no speed.
@@ -61,14 +64,21 @@ bool MediaStreams::start(StreamId id, Stream s, const QString &what)
     const ChannelLook look = model->look(s.devId, s.channel);
     if (!look.found || !look.online) {
         push_stream_event_msg(id, StreamEvent::StreamError);
-        model->note(QStringLiteral("%1 %2/%3 refused: %4").arg(what, s.devId).arg(s.channel).arg(look.found ? QStringLiteral("device not online") : QStringLiteral("no such channel")));
+        model->note(QStringLiteral("%1 %2/%3 refused: %4")
+                        .arg(what, s.devId)
+                        .arg(s.channel)
+                        .arg(look.found ? QStringLiteral("device not online") : QStringLiteral("no such channel")));
         return false;
     }
     const bool shared = streams.contains(id);
     if (!shared)
         streams.insert(id, s);
     push_stream_event_msg(id, StreamEvent::StreamStart);
-    model->note(QStringLiteral("%1 %2/%3 stream %4%5").arg(what, s.devId).arg(s.channel).arg(id).arg(shared ? QStringLiteral(" (joined)") : QString()));
+    model->note(QStringLiteral("%1 %2/%3 stream %4%5")
+                    .arg(what, s.devId)
+                    .arg(s.channel)
+                    .arg(id)
+                    .arg(shared ? QStringLiteral(" (joined)") : QString()));
     if (!ticker.isActive())
         ticker.start(1000 / fps);
     return true;
@@ -116,7 +126,9 @@ void MediaStreams::openPlaybackByTime(StreamId id, const PlaybackByTimeCondition
         model->note(QStringLiteral("playback from %1 refused: not in the past").arg(c.startTime.toString(Qt::ISODate)));
         return;
     }
-    start(id, s, QStringLiteral("playback from ") + c.startTime.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")) + QStringLiteral(" on"));
+    start(id, s,
+          QStringLiteral("playback from ") + c.startTime.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"))
+              + QStringLiteral(" on"));
 }
 
 void MediaStreams::skipByOffset(StreamId id, uint offsetTime)
@@ -147,7 +159,8 @@ void MediaStreams::control(StreamId id, PlaybackCtrl ctrl)
         return;
     }
     s->paused = ctrl == PlaybackCtrl::Pause;
-    model->note(QStringLiteral("stream %1 %2").arg(id).arg(s->paused ? QStringLiteral("paused") : QStringLiteral("resumed")));
+    model->note(
+        QStringLiteral("stream %1 %2").arg(id).arg(s->paused ? QStringLiteral("paused") : QStringLiteral("resumed")));
 }
 
 void MediaStreams::setSpeed(StreamId id, const QString &speed)
@@ -166,7 +179,10 @@ void MediaStreams::close(StreamId id)
     const auto it = streams.constFind(id);
     if (it == streams.cend())
         return;
-    model->note(QStringLiteral("stream %1 closed by the client after %2 frames, %3 KiB").arg(id).arg(it->frames).arg(it->bytes / 1024));
+    model->note(QStringLiteral("stream %1 closed by the client after %2 frames, %3 KiB")
+                    .arg(id)
+                    .arg(it->frames)
+                    .arg(it->bytes / 1024));
     streams.remove(id);
     if (streams.isEmpty())
         ticker.stop();
@@ -259,9 +275,17 @@ QByteArray MediaStreams::picture(const ChannelLook &look, const QString &devId, 
     font.setPixelSize(14);
     font.setBold(false);
     p.setFont(font);
-    p.drawText(12, 48, QStringLiteral("%1 · channel %2 · %3").arg(devId).arg(channel).arg(small ? QStringLiteral("sub stream") : QStringLiteral("main stream")));
+    p.drawText(12, 48,
+               QStringLiteral("%1 · channel %2 · %3")
+                   .arg(devId)
+                   .arg(channel)
+                   .arg(small ? QStringLiteral("sub stream") : QStringLiteral("main stream")));
     p.drawText(QRect(w - 320, 8, 308, 44), Qt::AlignRight | Qt::AlignVCenter, look.osd);
-    p.drawText(12, h - 44, QStringLiteral("PTZ pan %1°  tilt %2°  zoom %3x").arg(look.pan, 0, 'f', 0).arg(look.tilt, 0, 'f', 0).arg(look.zoom, 0, 'f', 1));
+    p.drawText(12, h - 44,
+               QStringLiteral("PTZ pan %1°  tilt %2°  zoom %3x")
+                   .arg(look.pan, 0, 'f', 0)
+                   .arg(look.tilt, 0, 'f', 0)
+                   .arg(look.zoom, 0, 'f', 1));
     p.setPen(mode == QLatin1String("LIVE") ? QColor(255, 80, 80) : QColor(120, 200, 255));
     p.drawText(QRect(w - 320, h - 58, 308, 20), Qt::AlignRight | Qt::AlignVCenter, mode);
     p.setPen(Qt::white);
@@ -272,12 +296,14 @@ QByteArray MediaStreams::picture(const ChannelLook &look, const QString &devId, 
     font.setPixelSize(12);
     font.setBold(false);
     p.setFont(font);
-    p.drawText(QRect(w - 200, h - 30, 188, 20), Qt::AlignRight | Qt::AlignVCenter, QStringLiteral("frame %1").arg(frame));
+    p.drawText(QRect(w - 200, h - 30, 188, 20), Qt::AlignRight | Qt::AlignVCenter,
+               QStringLiteral("frame %1").arg(frame));
     p.end();
 
     QByteArray jpeg;
     QBuffer buffer(&jpeg);
     buffer.open(QIODevice::WriteOnly);
-    (small ? image.scaled(w / 2, h / 2, Qt::IgnoreAspectRatio, Qt::SmoothTransformation) : image).save(&buffer, "JPG", 80);
+    (small ? image.scaled(w / 2, h / 2, Qt::IgnoreAspectRatio, Qt::SmoothTransformation) : image)
+        .save(&buffer, "JPG", 80);
     return jpeg;
 }

@@ -41,11 +41,11 @@ private:
         Kind kind = Kind::Live;
         QString devId;
         int channel = 0;
-        bool small = false;     // sub stream
+        bool small = false; // sub stream
         QString fileName;
-        QDateTime begin;        // what position 0 of a playback shows
-        double duration = 0;    // seconds
-        double position = 0;    // seconds from begin
+        QDateTime begin;     // what position 0 of a playback shows
+        double duration = 0; // seconds
+        double position = 0; // seconds from begin
         double speed = 1;
         QString speedText = QStringLiteral("1X");
         bool paused = false;

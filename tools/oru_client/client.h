@@ -165,8 +165,8 @@ signals:
 private:
     struct Waiting;
     template <class T, class Wire, class Fill>
-    Reply<T> call(const char *what, MessageType type, const QByteArray &payload, MessageType answer,
-                  const QString &key, Fill fill);
+    Reply<T> call(const char *what, MessageType type, const QByteArray &payload, MessageType answer, const QString &key,
+                  Fill fill);
     void frame(const Frame &frame);
     void failAll(CallError error, const QString &text);
     void expire();

@@ -35,21 +35,18 @@ Connection::Connection(QObject *parent)
 bool Connection::connectToServer(const QString &serverName, int timeoutMs)
 {
     socket.connectToServer(serverName);
-    return spinUntil([this] { return socket.state() == QLocalSocket::ConnectedState
-                                     || socket.state() == QLocalSocket::UnconnectedState; },
-                     timeoutMs)
+    return spinUntil(
+               [this] {
+                   return socket.state() == QLocalSocket::ConnectedState
+                       || socket.state() == QLocalSocket::UnconnectedState;
+               },
+               timeoutMs)
         && socket.state() == QLocalSocket::ConnectedState;
 }
 
-void Connection::disconnectFromServer()
-{
-    socket.disconnectFromServer();
-}
+void Connection::disconnectFromServer() { socket.disconnectFromServer(); }
 
-bool Connection::isConnected() const
-{
-    return socket.state() == QLocalSocket::ConnectedState;
-}
+bool Connection::isConnected() const { return socket.state() == QLocalSocket::ConnectedState; }
 
 void Connection::sendFrame(MessageType type, const QByteArray &payload)
 {

@@ -18,8 +18,7 @@ using oru_sdk::MessageType;
 // true when done() held.
 bool spinUntil(const std::function<bool()> &done, int timeoutMs);
 
-struct Frame
-{
+struct Frame {
     MessageType type = MessageType(0);
     QByteArray payload;
 };

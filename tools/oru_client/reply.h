@@ -17,7 +17,8 @@ enum class CallError {
 };
 
 // The value of answers that carry nothing but their result.
-struct NoValue {};
+struct NoValue {
+};
 
 // One call in flight: finishes exactly once, with an answer or with an error.
 class PendingCall : public QObject
@@ -25,7 +26,10 @@ class PendingCall : public QObject
     Q_OBJECT
 
 public:
-    explicit PendingCall(const QString &what) : what(what) {}
+    explicit PendingCall(const QString &what)
+        : what(what)
+    {
+    }
 
     bool isFinished() const { return done; }
     CallError error() const { return failure; }
@@ -70,7 +74,10 @@ public:
     };
 
     Reply() = default;
-    explicit Reply(QSharedPointer<State> state) : d(std::move(state)) {}
+    explicit Reply(QSharedPointer<State> state)
+        : d(std::move(state))
+    {
+    }
 
     bool wait(int maxMs = 60000) const { return d->wait(maxMs); }
     bool isFinished() const { return d->isFinished(); }

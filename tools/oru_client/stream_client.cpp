@@ -29,14 +29,26 @@ StreamClient::StreamClient(QObject *parent)
     connect(&conn, &Connection::disconnected, this, &StreamClient::disconnected);
 }
 
-bool StreamClient::connectToServer(const QString &serverName, int timeoutMs) { return conn.connectToServer(serverName, timeoutMs); }
+bool StreamClient::connectToServer(const QString &serverName, int timeoutMs)
+{
+    return conn.connectToServer(serverName, timeoutMs);
+}
 void StreamClient::disconnectFromServer() { conn.disconnectFromServer(); }
 bool StreamClient::isConnected() const { return conn.isConnected(); }
 QString StreamClient::errorString() const { return conn.errorString(); }
 
-void StreamClient::openLive(const LiveVideoConnCondition &c) { conn.sendFrame(T::LiveVideoConnReq, encode<proto::LiveVideoConnReq>(c)); }
-void StreamClient::openPlaybackByFile(const PlaybackByFileCondition &c) { conn.sendFrame(T::PlaybackByFileReq, encode<proto::PlaybackByFileReq>(c)); }
-void StreamClient::openPlaybackByTime(const PlaybackByTimeCondition &c) { conn.sendFrame(T::PlaybackByTimeReq, encode<proto::PlaybackByTimeReq>(c)); }
+void StreamClient::openLive(const LiveVideoConnCondition &c)
+{
+    conn.sendFrame(T::LiveVideoConnReq, encode<proto::LiveVideoConnReq>(c));
+}
+void StreamClient::openPlaybackByFile(const PlaybackByFileCondition &c)
+{
+    conn.sendFrame(T::PlaybackByFileReq, encode<proto::PlaybackByFileReq>(c));
+}
+void StreamClient::openPlaybackByTime(const PlaybackByTimeCondition &c)
+{
+    conn.sendFrame(T::PlaybackByTimeReq, encode<proto::PlaybackByTimeReq>(c));
+}
 
 void StreamClient::skipByOffsetTime(uint offsetTime)
 {

@@ -115,16 +115,16 @@ inline constexpr char PlaybackSpeed_100X[] = "100X";
 
 /// Gateway initialisation.
 struct InitDgwCondition {
-    QString requestId; ///< request id; InitDgwReq.request_id
-    QString ak;        ///< credential; InitDgwReq.ak
-    QString sk;        ///< credential; InitDgwReq.sk
-    QString ck;        ///< credential; InitDgwReq.ck
-    QString csk;       ///< credential; InitDgwReq.csk
-    int param6 = 0;    ///< 0 or 1; InitDgwReq.param_6 (bool)
-    QString url;       ///< address; InitDgwReq.url
-    int param8 = 0;    ///< InitDgwReq.param_8
+    QString requestId;  ///< request id; InitDgwReq.request_id
+    QString ak;         ///< credential; InitDgwReq.ak
+    QString sk;         ///< credential; InitDgwReq.sk
+    QString ck;         ///< credential; InitDgwReq.ck
+    QString csk;        ///< credential; InitDgwReq.csk
+    int param6 = 0;     ///< 0 or 1; InitDgwReq.param_6 (bool)
+    QString url;        ///< address; InitDgwReq.url
+    int param8 = 0;     ///< InitDgwReq.param_8
     QString saasServer; ///< cloud server address; InitDgwReq.saas_server
-    QString saasCer;   ///< cloud server certificate; InitDgwReq.saas_cer
+    QString saasCer;    ///< cloud server certificate; InitDgwReq.saas_cer
 };
 
 /// Settings of the device search.
@@ -137,10 +137,10 @@ struct SearchDevsConfig {
 
 /// Activation of devices (their serial numbers travel beside the record).
 struct ActivateCondition {
-    QString account = QStringLiteral("admin"); ///< account to create; DevActivateCmd.account
-    QString password;                          ///< its password; DevActivateCmd.password
+    QString account = QStringLiteral("admin");  ///< account to create; DevActivateCmd.account
+    QString password;                           ///< its password; DevActivateCmd.password
     QList<QPair<QString, QString>> secretInfos; ///< question/answer pairs; DevActivateCmd.secret_infos
-    int param5 = 0;                            ///< DevActivateCmd.param_5
+    int param5 = 0;                             ///< DevActivateCmd.param_5
 };
 
 /// Query of a device's security questions.
@@ -151,9 +151,9 @@ struct GetDevSecretQuestionsCondition {
 
 /// Password reset through security questions.
 struct ResetDevPwdCondition {
-    QString devSn;                             ///< device serial number; DevPwdResetReq.dev_sn
-    QString account = QStringLiteral("admin"); ///< account; DevPwdResetReq.account
-    QString password;                          ///< new password; DevPwdResetReq.password
+    QString devSn;                              ///< device serial number; DevPwdResetReq.dev_sn
+    QString account = QStringLiteral("admin");  ///< account; DevPwdResetReq.account
+    QString password;                           ///< new password; DevPwdResetReq.password
     QList<QPair<QString, QString>> secretInfos; ///< question/answer pairs; DevPwdResetReq.secret_infos
 };
 
@@ -212,13 +212,13 @@ struct SetDevNetCondition {
 
 /// Search of recordings on one channel.
 struct RecsSearchCondition {
-    QString requestId;  ///< request id; SearchVideoRecordingsReq.request_id
-    QString devId;      ///< device id; SearchVideoRecordingsReq.channel_id.dev_id
-    int channel = 0;    ///< channel index; SearchVideoRecordingsReq.channel_id.channel
-    int param3 = 0;     ///< SearchVideoRecordingsReq.param_3
-    int param4 = 1;     ///< SearchVideoRecordingsReq.param_4
+    QString requestId;   ///< request id; SearchVideoRecordingsReq.request_id
+    QString devId;       ///< device id; SearchVideoRecordingsReq.channel_id.dev_id
+    int channel = 0;     ///< channel index; SearchVideoRecordingsReq.channel_id.channel
+    int param3 = 0;      ///< SearchVideoRecordingsReq.param_3
+    int param4 = 1;      ///< SearchVideoRecordingsReq.param_4
     QDateTime beginTime; ///< start of the searched span; SearchVideoRecordingsReq.begin_time
-    QDateTime endTime;  ///< end of the searched span; SearchVideoRecordingsReq.end_time
+    QDateTime endTime;   ///< end of the searched span; SearchVideoRecordingsReq.end_time
 };
 
 /// Query of a channel's RTSP address.
@@ -473,35 +473,35 @@ struct AiAbilityInfo {
 
 /// One device as the gateway reports it.
 struct DevInfoFromDgw {
-    QString id;                             ///< device id; DevInfoFromDgw.id
-    QString sn;                             ///< serial number; DevInfoFromDgw.sn
-    QString ip;                             ///< address; DevInfoFromDgw.ip
-    unsigned int param4 = 0;                ///< DevInfoFromDgw.param_4
-    unsigned int param5 = 0;                ///< DevInfoFromDgw.param_5
-    int param6 = 0;                         ///< DevInfoFromDgw.param_6
-    QString version;                        ///< firmware version; DevInfoFromDgw.version
-    QString seriesName;                     ///< product series; DevInfoFromDgw.series_name
-    unsigned int param9 = 0;                ///< DevInfoFromDgw.param_9
-    int param10 = 0;                        ///< DevInfoFromDgw.param_10
-    QString devCode;                        ///< device code; DevInfoFromDgw.dev_code
-    int param12 = 0;                        ///< DevInfoFromDgw.param_12
+    QString id;                              ///< device id; DevInfoFromDgw.id
+    QString sn;                              ///< serial number; DevInfoFromDgw.sn
+    QString ip;                              ///< address; DevInfoFromDgw.ip
+    unsigned int param4 = 0;                 ///< DevInfoFromDgw.param_4
+    unsigned int param5 = 0;                 ///< DevInfoFromDgw.param_5
+    int param6 = 0;                          ///< DevInfoFromDgw.param_6
+    QString version;                         ///< firmware version; DevInfoFromDgw.version
+    QString seriesName;                      ///< product series; DevInfoFromDgw.series_name
+    unsigned int param9 = 0;                 ///< DevInfoFromDgw.param_9
+    int param10 = 0;                         ///< DevInfoFromDgw.param_10
+    QString devCode;                         ///< device code; DevInfoFromDgw.dev_code
+    int param12 = 0;                         ///< DevInfoFromDgw.param_12
     QMap<int, AiAbilityInfo> abilityDetails; ///< abilities by key; DevInfoFromDgw.ability_details
 };
 
 /// One channel of a device.
 struct DevChannelInfo {
-    QString devId;                          ///< device id; DevChannInfo.channel_id.dev_id
-    int channel = 0;                        ///< channel index; DevChannInfo.channel_id.channel
-    QString osd;                            ///< on-screen text; DevChannInfo.OSD
-    unsigned int param3 = 0;                ///< DevChannInfo.param_3
-    int param4 = 0;                         ///< DevChannInfo.param_4
-    QString sn;                             ///< serial number; DevChannInfo.sn
-    QString ip;                             ///< address; DevChannInfo.ip
-    unsigned int port = 0;                  ///< port; DevChannInfo.param_7
-    QString user;                           ///< login name; DevChannInfo.user
-    QString password;                       ///< login password; DevChannInfo.password
-    int param10 = 0;                        ///< DevChannInfo.param_10
-    int param11 = 0;                        ///< DevChannInfo.param_11
+    QString devId;                           ///< device id; DevChannInfo.channel_id.dev_id
+    int channel = 0;                         ///< channel index; DevChannInfo.channel_id.channel
+    QString osd;                             ///< on-screen text; DevChannInfo.OSD
+    unsigned int param3 = 0;                 ///< DevChannInfo.param_3
+    int param4 = 0;                          ///< DevChannInfo.param_4
+    QString sn;                              ///< serial number; DevChannInfo.sn
+    QString ip;                              ///< address; DevChannInfo.ip
+    unsigned int port = 0;                   ///< port; DevChannInfo.param_7
+    QString user;                            ///< login name; DevChannInfo.user
+    QString password;                        ///< login password; DevChannInfo.password
+    int param10 = 0;                         ///< DevChannInfo.param_10
+    int param11 = 0;                         ///< DevChannInfo.param_11
     QMap<int, AiAbilityInfo> abilityDetails; ///< abilities by key; DevChannInfo.ability_details
 };
 
@@ -606,16 +606,16 @@ struct FaceCountInfo {
 
 /// One alarm.
 struct AlarmInfo {
-    QString alarmId;        ///< alarm id; AlarmInfo.alarm_id
-    ChannelId channel;      ///< channel that raised it; AlarmInfo.channel_id
+    QString alarmId;         ///< alarm id; AlarmInfo.alarm_id
+    ChannelId channel;       ///< channel that raised it; AlarmInfo.channel_id
     ChannelId secondChannel; ///< second channel involved; AlarmInfo.second_channel_id
-    QString triggerName;    ///< trigger name; AlarmInfo.trigger_name
-    QDateTime alarmTime;    ///< when it happened; AlarmInfo.alarm_time
+    QString triggerName;     ///< trigger name; AlarmInfo.trigger_name
+    QDateTime alarmTime;     ///< when it happened; AlarmInfo.alarm_time
     QList<QByteArray> data6; ///< byte blocks, unchanged, in order; AlarmInfo.data_6
-    QString alarmType;      ///< alarm type; AlarmInfo.alarm_type
-    int param8 = 0;         ///< AlarmInfo.param_8
-    QString alarmName;      ///< alarm name; AlarmInfo.alarm_name
-    QByteArray data10;      ///< bytes, unchanged; AlarmInfo.data_10
+    QString alarmType;       ///< alarm type; AlarmInfo.alarm_type
+    int param8 = 0;          ///< AlarmInfo.param_8
+    QString alarmName;       ///< alarm name; AlarmInfo.alarm_name
+    QByteArray data10;       ///< bytes, unchanged; AlarmInfo.data_10
 };
 
 /// Temporary user code of one device.
@@ -654,65 +654,154 @@ typedef QList<DevStatus> ChanStatusList;
 
 // ---- Comparison: tied() lists a record's members, == and != compare them ----
 
-inline auto tied(const InitDgwCondition& r) { return std::tie(r.requestId, r.ak, r.sk, r.ck, r.csk, r.param6, r.url, r.param8, r.saasServer, r.saasCer); }
-inline auto tied(const SearchDevsConfig& r) { return std::tie(r.param1, r.beginIp, r.endIp, r.param4); }
-inline auto tied(const ActivateCondition& r) { return std::tie(r.account, r.password, r.secretInfos, r.param5); }
-inline auto tied(const GetDevSecretQuestionsCondition& r) { return std::tie(r.devSn, r.account); }
-inline auto tied(const ResetDevPwdCondition& r) { return std::tie(r.devSn, r.account, r.password, r.secretInfos); }
-inline auto tied(const GetDevPlatformCondition& r) { return std::tie(r.requestId, r.devId, r.param3, r.param4); }
-inline auto tied(const SetDevPlatformCondition& r) { return std::tie(r.requestId, r.devId, r.param1, r.platformAddr, r.param3, r.param4, r.param5); }
-inline auto tied(const SetDevPlatform_tavCondition& r) { return std::tie(r.requestId, r.devId, r.onlineServer, r.param4, r.businessServer); }
-inline auto tied(const ImportDevCertCondition& r) { return std::tie(r.requestId, r.devId, r.param3, r.ca, r.certContents, r.key, r.secretKey); }
-inline auto tied(const SetDevNetCondition& r) { return std::tie(r.requestId, r.devId, r.ip, r.subNetMask, r.defaultGateway, r.dns, r.param5, r.param6, r.param7, r.param8); }
-inline auto tied(const RecsSearchCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.param3, r.param4, r.beginTime, r.endTime); }
-inline auto tied(const GetRtspUrlCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.streamType); }
-inline auto tied(const PTZCtrlCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.operation, r.action, r.param5, r.param6); }
-inline auto tied(const ChannelCondition& r) { return std::tie(r.requestId, r.devId, r.channel); }
-inline auto tied(const PresetOperCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.presetNumber, r.presetName, r.oper); }
-inline auto tied(const PatrolOperCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.param3, r.param4); }
-inline auto tied(const PatrolPresetOperCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.param3, r.param4, r.param5, r.param6); }
-inline auto tied(const PatrolPresetEntry& r) { return std::tie(r.presetNumber, r.stayTime); }
-inline auto tied(const SetPatrolPresetsCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.param3, r.presets); }
-inline auto tied(const SetOSDCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.osd); }
-inline auto tied(const ModifyDevNameCondition& r) { return std::tie(r.requestId, r.devId, r.devName); }
-inline auto tied(const DevUpgradeCondtition& r) { return std::tie(r.requestId, r.devId, r.mode, r.url, r.param5, r.mainFile, r.verFile); }
-inline auto tied(const ModifyDevAccountCondition& r) { return std::tie(r.requestId, r.devId, r.account, r.oldPassword, r.newPassword, r.level); }
-inline auto tied(const ModifyFaceCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.serialNum, r.name, r.param6, r.param7, r.param8, r.faceType, r.validTime, r.invalidTime, r.faceImage, r.organizations); }
-inline auto tied(const GetFacesCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.param3, r.param4, r.param5, r.param6); }
-inline auto tied(const DelFaceCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.param3); }
-inline auto tied(const GetFaceDetectRecordsCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.beginTime, r.endTime); }
-inline auto tied(const TalkOperCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.param3); }
-inline auto tied(const SpeakOperCondition& r) { return std::tie(r.requestId, r.devId, r.channel, r.param3); }
-inline auto tied(const UploadFileCondition& r) { return std::tie(r.requestId, r.devId, r.fileName, r.purpose); }
-inline auto tied(const DownloadFileCondition& r) { return std::tie(r.requestId, r.devId, r.srcFileName, r.desFileName); }
-inline auto tied(const LiveVideoConnCondition& r) { return std::tie(r.devId, r.channel, r.streamType); }
-inline auto tied(const PlaybackByFileCondition& r) { return std::tie(r.devId, r.channel, r.fileName, r.param3, r.param4); }
-inline auto tied(const PlaybackByTimeCondition& r) { return std::tie(r.devId, r.channel, r.startTime, r.param3); }
-inline auto tied(const Response& r) { return std::tie(r.requestId, r.errorCode, r.errorText); }
-inline auto tied(const DevInfo& r) { return std::tie(r.id, r.name, r.sn, r.param4, r.ip, r.port, r.user, r.password, r.version, r.seriesName, r.param11, r.param12, r.param13, r.param14, r.param15, r.param16, r.param17, r.param18); }
-inline auto tied(const AiAbilityInfo& r) { return std::tie(r.package, r.param2, r.name, r.param4, r.param5); }
-inline auto tied(const DevInfoFromDgw& r) { return std::tie(r.id, r.sn, r.ip, r.param4, r.param5, r.param6, r.version, r.seriesName, r.param9, r.param10, r.devCode, r.param12, r.abilityDetails); }
-inline auto tied(const DevChannelInfo& r) { return std::tie(r.devId, r.channel, r.osd, r.param3, r.param4, r.sn, r.ip, r.port, r.user, r.password, r.param10, r.param11, r.abilityDetails); }
-inline auto tied(const DevNetInfo& r) { return std::tie(r.ip, r.subNetMask, r.defaultGateway, r.dns, r.param5, r.param6, r.param7, r.param8); }
-inline auto tied(const DevPlatformInfo& r) { return std::tie(r.param1, r.platformAddr, r.param3, r.param4, r.param5); }
-inline auto tied(const DevPlatform_tavInfo& r) { return std::tie(r.param1, r.param2, r.onlineServer, r.param4, r.businessServer); }
-inline auto tied(const PresetInfo& r) { return std::tie(r.number, r.name); }
-inline auto tied(const PatrolPresetInfo& r) { return std::tie(r.preset, r.param2, r.param3); }
-inline auto tied(const PatrolInfo& r) { return std::tie(r.number, r.presets, r.param3, r.param4); }
-inline auto tied(const VideoRecInfo& r) { return std::tie(r.begin, r.end, r.fileName, r.param4, r.param5); }
-inline auto tied(const FaceInfo& r) { return std::tie(r.param1, r.serialNum, r.name, r.faceType, r.faceUrl, r.param6, r.param7, r.faceImage, r.validTime, r.invalidTime, r.organizations); }
-inline auto tied(const FaceDetectRecordInfo& r) { return std::tie(r.serialNum, r.name, r.company, r.department, r.position, r.detectTime, r.param7, r.param8, r.param9, r.param10, r.param11, r.data12, r.data13); }
-inline auto tied(const FaceCountInfo& r) { return std::tie(r.param2, r.param3, r.param4); }
-inline auto tied(const AlarmInfo& r) { return std::tie(r.alarmId, r.channel, r.secondChannel, r.triggerName, r.alarmTime, r.data6, r.alarmType, r.param8, r.alarmName, r.data10); }
-inline auto tied(const DevTempUserCode& r) { return std::tie(r.sn, r.code); }
-inline auto tied(const DevUpgradeInfo& r) { return std::tie(r.param3, r.newVersionName, r.param5, r.phase, r.param7); }
-inline auto tied(const FileTransferProgress& r) { return std::tie(r.requestId, r.param2, r.param3); }
+inline auto tied(const InitDgwCondition &r)
+{
+    return std::tie(r.requestId, r.ak, r.sk, r.ck, r.csk, r.param6, r.url, r.param8, r.saasServer, r.saasCer);
+}
+inline auto tied(const SearchDevsConfig &r) { return std::tie(r.param1, r.beginIp, r.endIp, r.param4); }
+inline auto tied(const ActivateCondition &r) { return std::tie(r.account, r.password, r.secretInfos, r.param5); }
+inline auto tied(const GetDevSecretQuestionsCondition &r) { return std::tie(r.devSn, r.account); }
+inline auto tied(const ResetDevPwdCondition &r) { return std::tie(r.devSn, r.account, r.password, r.secretInfos); }
+inline auto tied(const GetDevPlatformCondition &r) { return std::tie(r.requestId, r.devId, r.param3, r.param4); }
+inline auto tied(const SetDevPlatformCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.param1, r.platformAddr, r.param3, r.param4, r.param5);
+}
+inline auto tied(const SetDevPlatform_tavCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.onlineServer, r.param4, r.businessServer);
+}
+inline auto tied(const ImportDevCertCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.param3, r.ca, r.certContents, r.key, r.secretKey);
+}
+inline auto tied(const SetDevNetCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.ip, r.subNetMask, r.defaultGateway, r.dns, r.param5, r.param6, r.param7,
+                    r.param8);
+}
+inline auto tied(const RecsSearchCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.channel, r.param3, r.param4, r.beginTime, r.endTime);
+}
+inline auto tied(const GetRtspUrlCondition &r) { return std::tie(r.requestId, r.devId, r.channel, r.streamType); }
+inline auto tied(const PTZCtrlCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.channel, r.operation, r.action, r.param5, r.param6);
+}
+inline auto tied(const ChannelCondition &r) { return std::tie(r.requestId, r.devId, r.channel); }
+inline auto tied(const PresetOperCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.channel, r.presetNumber, r.presetName, r.oper);
+}
+inline auto tied(const PatrolOperCondition &r) { return std::tie(r.requestId, r.devId, r.channel, r.param3, r.param4); }
+inline auto tied(const PatrolPresetOperCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.channel, r.param3, r.param4, r.param5, r.param6);
+}
+inline auto tied(const PatrolPresetEntry &r) { return std::tie(r.presetNumber, r.stayTime); }
+inline auto tied(const SetPatrolPresetsCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.channel, r.param3, r.presets);
+}
+inline auto tied(const SetOSDCondition &r) { return std::tie(r.requestId, r.devId, r.channel, r.osd); }
+inline auto tied(const ModifyDevNameCondition &r) { return std::tie(r.requestId, r.devId, r.devName); }
+inline auto tied(const DevUpgradeCondtition &r)
+{
+    return std::tie(r.requestId, r.devId, r.mode, r.url, r.param5, r.mainFile, r.verFile);
+}
+inline auto tied(const ModifyDevAccountCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.account, r.oldPassword, r.newPassword, r.level);
+}
+inline auto tied(const ModifyFaceCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.channel, r.serialNum, r.name, r.param6, r.param7, r.param8, r.faceType,
+                    r.validTime, r.invalidTime, r.faceImage, r.organizations);
+}
+inline auto tied(const GetFacesCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.channel, r.param3, r.param4, r.param5, r.param6);
+}
+inline auto tied(const DelFaceCondition &r) { return std::tie(r.requestId, r.devId, r.channel, r.param3); }
+inline auto tied(const GetFaceDetectRecordsCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.channel, r.beginTime, r.endTime);
+}
+inline auto tied(const TalkOperCondition &r) { return std::tie(r.requestId, r.devId, r.channel, r.param3); }
+inline auto tied(const SpeakOperCondition &r) { return std::tie(r.requestId, r.devId, r.channel, r.param3); }
+inline auto tied(const UploadFileCondition &r) { return std::tie(r.requestId, r.devId, r.fileName, r.purpose); }
+inline auto tied(const DownloadFileCondition &r)
+{
+    return std::tie(r.requestId, r.devId, r.srcFileName, r.desFileName);
+}
+inline auto tied(const LiveVideoConnCondition &r) { return std::tie(r.devId, r.channel, r.streamType); }
+inline auto tied(const PlaybackByFileCondition &r)
+{
+    return std::tie(r.devId, r.channel, r.fileName, r.param3, r.param4);
+}
+inline auto tied(const PlaybackByTimeCondition &r) { return std::tie(r.devId, r.channel, r.startTime, r.param3); }
+inline auto tied(const Response &r) { return std::tie(r.requestId, r.errorCode, r.errorText); }
+inline auto tied(const DevInfo &r)
+{
+    return std::tie(r.id, r.name, r.sn, r.param4, r.ip, r.port, r.user, r.password, r.version, r.seriesName, r.param11,
+                    r.param12, r.param13, r.param14, r.param15, r.param16, r.param17, r.param18);
+}
+inline auto tied(const AiAbilityInfo &r) { return std::tie(r.package, r.param2, r.name, r.param4, r.param5); }
+inline auto tied(const DevInfoFromDgw &r)
+{
+    return std::tie(r.id, r.sn, r.ip, r.param4, r.param5, r.param6, r.version, r.seriesName, r.param9, r.param10,
+                    r.devCode, r.param12, r.abilityDetails);
+}
+inline auto tied(const DevChannelInfo &r)
+{
+    return std::tie(r.devId, r.channel, r.osd, r.param3, r.param4, r.sn, r.ip, r.port, r.user, r.password, r.param10,
+                    r.param11, r.abilityDetails);
+}
+inline auto tied(const DevNetInfo &r)
+{
+    return std::tie(r.ip, r.subNetMask, r.defaultGateway, r.dns, r.param5, r.param6, r.param7, r.param8);
+}
+inline auto tied(const DevPlatformInfo &r) { return std::tie(r.param1, r.platformAddr, r.param3, r.param4, r.param5); }
+inline auto tied(const DevPlatform_tavInfo &r)
+{
+    return std::tie(r.param1, r.param2, r.onlineServer, r.param4, r.businessServer);
+}
+inline auto tied(const PresetInfo &r) { return std::tie(r.number, r.name); }
+inline auto tied(const PatrolPresetInfo &r) { return std::tie(r.preset, r.param2, r.param3); }
+inline auto tied(const PatrolInfo &r) { return std::tie(r.number, r.presets, r.param3, r.param4); }
+inline auto tied(const VideoRecInfo &r) { return std::tie(r.begin, r.end, r.fileName, r.param4, r.param5); }
+inline auto tied(const FaceInfo &r)
+{
+    return std::tie(r.param1, r.serialNum, r.name, r.faceType, r.faceUrl, r.param6, r.param7, r.faceImage, r.validTime,
+                    r.invalidTime, r.organizations);
+}
+inline auto tied(const FaceDetectRecordInfo &r)
+{
+    return std::tie(r.serialNum, r.name, r.company, r.department, r.position, r.detectTime, r.param7, r.param8,
+                    r.param9, r.param10, r.param11, r.data12, r.data13);
+}
+inline auto tied(const FaceCountInfo &r) { return std::tie(r.param2, r.param3, r.param4); }
+inline auto tied(const AlarmInfo &r)
+{
+    return std::tie(r.alarmId, r.channel, r.secondChannel, r.triggerName, r.alarmTime, r.data6, r.alarmType, r.param8,
+                    r.alarmName, r.data10);
+}
+inline auto tied(const DevTempUserCode &r) { return std::tie(r.sn, r.code); }
+inline auto tied(const DevUpgradeInfo &r) { return std::tie(r.param3, r.newVersionName, r.param5, r.phase, r.param7); }
+inline auto tied(const FileTransferProgress &r) { return std::tie(r.requestId, r.param2, r.param3); }
 
 /// Member-wise equality of any record above.
 template <class T>
-inline auto operator==(const T& a, const T& b) -> decltype(tied(a) == tied(b)) { return tied(a) == tied(b); }
+inline auto operator==(const T &a, const T &b) -> decltype(tied(a) == tied(b))
+{
+    return tied(a) == tied(b);
+}
 template <class T>
-inline auto operator!=(const T& a, const T& b) -> decltype(tied(a) == tied(b)) { return !(tied(a) == tied(b)); }
+inline auto operator!=(const T &a, const T &b) -> decltype(tied(a) == tied(b))
+{
+    return !(tied(a) == tied(b));
+}
 
 } // namespace oru_sdk
 
