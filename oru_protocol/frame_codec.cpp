@@ -6,19 +6,32 @@
 
 namespace oru_sdk {
 
+namespace {
+void writeHeader(uchar *out, MessageType type, const QByteArray &payload)
+{
+    qToBigEndian<qint64>(qint64(payload.size()) + 1, out);
+    out[8] = static_cast<uchar>(static_cast<qint8>(type));
+    qToBigEndian<quint32>(payload.isNull() ? 0xFFFFFFFFu : quint32(payload.size()), out + 9);
+}
+} // namespace
+
 QByteArray encodeFrame(MessageType type, const QByteArray &payload)
 {
     // Same bytes as QDataStream (version Qt_5_13) would write, without its
-    // per-field overhead: this sits on the stream data path.
+    // per-field overhead.
     const int size = payload.size();
     QByteArray frame(kFrameHeaderSize + size, Qt::Uninitialized);
-    uchar *out = reinterpret_cast<uchar *>(frame.data());
-    qToBigEndian<qint64>(qint64(size) + 1, out);
-    out[8] = static_cast<uchar>(static_cast<qint8>(type));
-    qToBigEndian<quint32>(payload.isNull() ? 0xFFFFFFFFu : quint32(size), out + 9);
+    writeHeader(reinterpret_cast<uchar *>(frame.data()), type, payload);
     if (size > 0)
-        std::memcpy(out + kFrameHeaderSize, payload.constData(), size_t(size));
+        std::memcpy(frame.data() + kFrameHeaderSize, payload.constData(), size_t(size));
     return frame;
+}
+
+QByteArray encodeFrameHeader(MessageType type, const QByteArray &payload)
+{
+    QByteArray header(kFrameHeaderSize, Qt::Uninitialized);
+    writeHeader(reinterpret_cast<uchar *>(header.data()), type, payload);
+    return header;
 }
 
 bool FrameSplitter::next(MessageType *type, QByteArray *payload)

@@ -14,6 +14,9 @@ constexpr int kFrameHeaderSize = 13;
 
 // Builds one whole frame, ready for a single write.
 QByteArray encodeFrame(MessageType type, const QByteArray &payload);
+// Only the frame's first kFrameHeaderSize bytes, for writers that send the
+// payload from its own array.
+QByteArray encodeFrameHeader(MessageType type, const QByteArray &payload);
 
 // Reads every complete frame available on `device`, one pass per readiness
 // notification. `pendingLength` is the connection's length already read (0 when

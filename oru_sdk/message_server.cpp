@@ -4,6 +4,7 @@
 #include "listen_guard.h"
 #include "sdk_log.h"
 #include "stream_worker.h"
+#include "write_batch.h"
 
 #include <oru_sdk/dgw_signals.h>
 
@@ -17,6 +18,7 @@ MessageServer::MessageServer(const QString &serverName, QObject *parent)
     : QObject(parent)
     , server(new QLocalServer(this))
     , listenGuard(new ListenGuard(server, serverName))
+    , writes(new WriteBatch(this))
 {
     connect(server, &QLocalServer::newConnection, this, &MessageServer::slotNewConnection);
 }
@@ -114,16 +116,17 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
 
 void MessageServer::sendMessage(qintptr socketName, MessageType msgType, const QByteArray &message)
 {
-    const QByteArray frame = encodeFrame(msgType, message);
+    // Answers of one event-loop pass leave together (see WriteBatch).
+    const QByteArray header = encodeFrameHeader(msgType, message);
     if (socketName == -1) {
         for (QLocalSocket *socket : qAsConst(sockets)) {
             if (socket->isValid())
-                socket->write(frame);
+                writes->append(socket, header, message);
         }
         return;
     }
     if (QLocalSocket *socket = sockets.value(socketName))
-        socket->write(frame);
+        writes->append(socket, header, message);
 }
 
 } // namespace oru_sdk

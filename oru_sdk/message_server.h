@@ -15,6 +15,7 @@ class QLocalSocket;
 namespace oru_sdk {
 
 class ListenGuard;
+class WriteBatch;
 
 // The control channel's end: accepts connections, splits their bytes into
 // frames, tracks the main client (hello and exit) and writes outbound frames.
@@ -51,6 +52,7 @@ private:
     // descriptor reads -1, so the name is kept here to find the entry again.
     QHash<QLocalSocket *, qintptr> names;
     ListenGuard *listenGuard;
+    WriteBatch *writes;
 };
 
 } // namespace oru_sdk

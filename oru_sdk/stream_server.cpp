@@ -3,6 +3,7 @@
 #include "frame_codec.h"
 #include "listen_guard.h"
 #include "sdk_log.h"
+#include "write_batch.h"
 
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -19,6 +20,7 @@ StreamServer::StreamServer(const QString &serverName, QObject *parent)
     : QObject(parent)
     , localServer(new QLocalServer(this))
     , listenGuard(new ListenGuard(localServer, serverName))
+    , writes(new WriteBatch(this))
 {
     connect(localServer, &QLocalServer::newConnection, this, &StreamServer::slotNewConnection);
 }
@@ -37,13 +39,13 @@ void StreamServer::writeToStream(StreamId streamId, MessageType type, const QByt
     const auto it = streamSockets.constFind(streamId);
     if (it == streamSockets.cend())
         return;
-    // Built once per write; each socket then copies it into its own buffer
-    // (QLocalSocket hands plain bytes to its inner socket, so no sharing there).
-    const QByteArray frame = encodeFrame(type, data);
+    // The header is built once and shared; the data itself is never copied
+    // on its way to the sockets (see WriteBatch).
+    const QByteArray header = encodeFrameHeader(type, data);
     const QSet<QLocalSocket *> sockets = *it;
     for (QLocalSocket *socket : sockets) {
         if (socket->isValid())
-            socket->write(frame);
+            writes->append(socket, header, data);
     }
 }
 

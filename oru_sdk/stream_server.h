@@ -16,6 +16,7 @@ class QLocalSocket;
 namespace oru_sdk {
 
 class ListenGuard;
+class WriteBatch;
 
 // The media channel's end: accepts sockets, splits their bytes into frames,
 // groups sockets by stream and writes each frame to every socket of a stream.
@@ -47,6 +48,7 @@ private:
     // in the first one too, and must leave both when it goes.
     QHash<QLocalSocket *, QSet<StreamId>> memberships;
     ListenGuard *listenGuard;
+    WriteBatch *writes;
 };
 
 } // namespace oru_sdk

@@ -9,6 +9,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -192,6 +193,7 @@ private slots:
     void streamEvent();
     void pushesToUnwatchedStreamGoNowhere();
     void writesFromAnotherThreadKeepOrder();
+    void largeChunksArriveIntact_data();
     void largeChunksArriveIntact();
     void listenerSurvivesAcceptFailure();
 
@@ -792,28 +794,53 @@ void tst_Stream::writesFromAnotherThreadKeepOrder()
     }
 }
 
+void tst_Stream::largeChunksArriveIntact_data()
+{
+    QTest::addColumn<bool>("stall");
+    QTest::newRow("both reading") << false;
+    // The stalled socket's frames queue in the gateway far past the kernel's
+    // buffer, without holding the other reader back.
+    QTest::newRow("one reader stalled, then reading") << true;
+}
+
 void tst_Stream::largeChunksArriveIntact()
 {
+    QFETCH(bool, stall);
     Connection a, b;
     const StreamId id = openShared(&a, &b, QStringLiteral("large"));
     QVERIFY(id != 0);
+    std::optional<QSignalBlocker> stalled;
+    if (stall) {
+        b.localSocket()->setReadBufferSize(1);
+        stalled.emplace(b.localSocket());
+    }
+    QList<int> sizes{4 << 20, 1};
+    for (int i = 0; i < 64; ++i)
+        sizes.append(64 << 10);
+    sizes.append((4 << 20) + 7);
     QList<QByteArray> chunks;
-    for (int size : {4 << 20, 1, (4 << 20) + 7}) {
+    for (int size : qAsConst(sizes)) {
         QByteArray bytes(size, Qt::Uninitialized);
-        quint32 x = quint32(size);
+        quint32 x = quint32(size + chunks.size());
         for (char &ch : bytes)
             ch = char((x = x * 1664525u + 1013904223u) >> 24);
         chunks.append(bytes);
         oru_sdk::write_stream_data(id, bytes);
     }
-    for (Connection *c : {&a, &b}) {
+    const auto receivesAll = [&](Connection *c) {
         for (const QByteArray &expected : qAsConst(chunks)) {
             Frame frame;
             QVERIFY(c->waitForFrame(&frame, 20000));
-            QVERIFY(frame.type == MessageType::StreamData && frame.payload.size() == expected.size()
-                    && frame.payload == expected);
+            QVERIFY(frame.type == MessageType::StreamData && frame.payload == expected);
         }
+    };
+    receivesAll(&a);
+    if (stall) {
+        QCOMPARE(b.bytesReceived(), 0);
+        stalled.reset();
+        b.localSocket()->setReadBufferSize(0);
     }
+    receivesAll(&b);
 }
 
 // Runs last among the shared tests: if it fails, the stream listener stays closed.
