@@ -42,7 +42,11 @@ StreamId liveStreamId(const LiveVideoConnCondition &c)
 }
 
 // Every playback is a stream of its own.
-StreamId playbackStreamId() { return qHash(QUuid::createUuid()); }
+template <typename Condition>
+StreamId playbackStreamId(const Condition &)
+{
+    return qHash(QUuid::createUuid());
+}
 
 StreamId socketStreamId(QLocalSocket *socket) { return socket->property("stream_id").toUInt(); }
 
@@ -50,6 +54,23 @@ QString openedText(const char *what, StreamId id, const QString &devId, int chan
 {
     return QStringLiteral("client request %1, stream id:%2, device id:%3, channel index:%4")
         .arg(QLatin1String(what), QString::number(id), devId, QString::number(channel));
+}
+
+// The three requests that open a stream: the socket joins it before the host
+// hears of it, so data the host writes at once already has a reader.
+template <typename Wire, typename Condition>
+void openStream(StreamServer *server, QLocalSocket *socket, const QByteArray &payload, const char *failure,
+                void (DgwSignals::*signal)(StreamId, const Condition &), StreamId (*streamId)(const Condition &),
+                const char *what)
+{
+    parseThen<Wire>(payload, failure, [&](const Wire &m) {
+        Condition c;
+        wire::fromWire(m, &c);
+        const StreamId id = streamId(c);
+        server->addStreamSocket(id, socket);
+        emit(dgw().*signal)(id, c);
+        logInfo(openedText(what, id, c.devId, c.channel));
+    });
 }
 
 } // namespace
@@ -83,38 +104,19 @@ void StreamWorker::stop()
 
 void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, const QByteArray &message)
 {
-    using wire::fromWire;
     switch (msgType) {
     case MessageType::LiveVideoConnReq:
-        return parseThen<proto::LiveVideoConnReq>(message, "parse [client live video connect req] failure",
-                                                  [&](const auto &m) {
-                                                      LiveVideoConnCondition c;
-                                                      fromWire(m, &c);
-                                                      const StreamId id = liveStreamId(c);
-                                                      streamServer->addStreamSocket(id, socket);
-                                                      emit dgw().signalLiveVideoConnReq(id, c);
-                                                      logInfo(openedText("live video connect", id, c.devId, c.channel));
-                                                  });
+        return openStream<proto::LiveVideoConnReq>(
+            streamServer, socket, message, "parse [client live video connect req] failure",
+            &DgwSignals::signalLiveVideoConnReq, liveStreamId, "live video connect");
     case MessageType::PlaybackByFileReq:
-        return parseThen<proto::PlaybackByFileReq>(message, "parse [client playback by file req] failure",
-                                                   [&](const auto &m) {
-                                                       PlaybackByFileCondition c;
-                                                       fromWire(m, &c);
-                                                       const StreamId id = playbackStreamId();
-                                                       streamServer->addStreamSocket(id, socket);
-                                                       emit dgw().signalPlaybackByFileReq(id, c);
-                                                       logInfo(openedText("playback by file", id, c.devId, c.channel));
-                                                   });
+        return openStream<proto::PlaybackByFileReq>(
+            streamServer, socket, message, "parse [client playback by file req] failure",
+            &DgwSignals::signalPlaybackByFileReq, playbackStreamId, "playback by file");
     case MessageType::PlaybackByTimeReq:
-        return parseThen<proto::PlaybackByTimeReq>(message, "parse [client playback by time req] failure",
-                                                   [&](const auto &m) {
-                                                       PlaybackByTimeCondition c;
-                                                       fromWire(m, &c);
-                                                       const StreamId id = playbackStreamId();
-                                                       streamServer->addStreamSocket(id, socket);
-                                                       emit dgw().signalPlaybackByTimeReq(id, c);
-                                                       logInfo(openedText("playback by time", id, c.devId, c.channel));
-                                                   });
+        return openStream<proto::PlaybackByTimeReq>(
+            streamServer, socket, message, "parse [client playback by time req] failure",
+            &DgwSignals::signalPlaybackByTimeReq, playbackStreamId, "playback by time");
     case MessageType::SkipByOffsetTimeReq:
         return parseThen<proto::SkipByPosReq>(
             message, "parse [client skip by offset time req] failure", [&](const auto &m) {
