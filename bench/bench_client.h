@@ -41,6 +41,11 @@ struct StreamJob {
     long window = 8 << 20;
 };
 
+// The text command that starts a job at the gateway. With a stalled reader
+// the SDK host hands over a fresh buffer per write, as a camera would: shared
+// copies of one buffer would cost the gateway nothing to keep.
+std::string writeCommand(const StreamJob &job);
+
 // Round trip latencies in microseconds; `spacingUs` between an answer and the next request.
 std::vector<double> rawRoundTrip(const Target &t, bool big, int samples, int spacingUs);
 std::vector<double> sdkRoundTrip(const Target &t, bool big, int samples, int spacingUs, bool records = false);

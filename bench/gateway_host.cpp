@@ -43,10 +43,12 @@ struct Job {
     qint64 window = 0;
     std::vector<qint64> acked;
     bool otherThread = false;
+    bool fresh = false; // a buffer of its own per write
     bool scheduled = false;
     std::mutex mutex;
     std::condition_variable wake;
 
+    QByteArray next() const { return fresh ? QByteArray(chunk.constData(), chunk.size()) : chunk; }
     qint64 slowest() const { return *std::min_element(acked.begin(), acked.end()); }
     bool mayWrite() const { return written < total && written - slowest() < window; }
 };
@@ -73,7 +75,7 @@ private:
     void command(const QString &text)
     {
         const QStringList f = text.split(QLatin1Char(' '));
-        if (f.value(0) == QLatin1String("write") && f.size() == 7) {
+        if (f.value(0) == QLatin1String("write") && (f.size() == 7 || f.size() == 8)) {
             auto job = std::make_unique<Job>();
             job->id = streams.value(f[1]);
             job->chunk = QByteArray(f[2].toInt(), 'x');
@@ -81,6 +83,7 @@ private:
             job->otherThread = f[4] == QLatin1String("1");
             job->acked.assign(size_t(std::max(1, f[5].toInt())), 0);
             job->window = f[6].toLongLong();
+            job->fresh = f.value(7) == QLatin1String("fresh");
             Job *j = job.get();
             jobs[f[1]] = std::move(job);
             if (j->otherThread)
@@ -115,7 +118,7 @@ private:
         j->scheduled = false;
         const qint64 batch = std::max<qint64>(j->chunk.size(), 256 * 1024);
         for (qint64 done = 0; done < batch && j->mayWrite(); done += j->chunk.size()) {
-            write_stream_data(j->id, j->chunk);
+            write_stream_data(j->id, j->next());
             j->written += j->chunk.size();
         }
         if (j->mayWrite()) {
@@ -133,7 +136,7 @@ private:
             if (j->written >= j->total)
                 return;
             lock.unlock();
-            write_stream_data(j->id, j->chunk);
+            write_stream_data(j->id, j->next());
             lock.lock();
             j->written += j->chunk.size();
         }

@@ -28,6 +28,13 @@ std::string requestPayload(int connection, long sequence, bool big, bool records
 
 int requestType(const Target &t, bool big) { return t.sdk || !big ? kSmallReq : kBigReq; }
 
+std::string writeCommand(const StreamJob &job)
+{
+    return "write " + job.device + " " + std::to_string(job.chunk) + " " + std::to_string(job.total) + " "
+        + (job.otherThread ? "1 " : "0 ") + std::to_string(job.readers) + " " + std::to_string(job.window)
+        + (job.stalled ? " fresh" : "");
+}
+
 std::string commandPayload(const Target &t, const std::string &text)
 {
     if (!t.sdk)
@@ -245,9 +252,7 @@ double rawStream(const Target &t, const StreamJob &job)
         ev.data.u32 = uint32_t(i);
         epoll_ctl(ep, EPOLL_CTL_ADD, fds[size_t(i)], &ev);
     }
-    char text[256];
-    std::snprintf(text, sizeof text, "write %s %ld %ld %d %d %ld", job.device.c_str(), job.chunk, job.total,
-                  job.otherThread ? 1 : 0, job.readers, job.window);
+    const std::string text = writeCommand(job);
     const std::string command = frame(kCommand, commandPayload(t, text));
     const auto start = Clock::now();
     writeAll(control, command.data(), command.size());
@@ -266,8 +271,10 @@ double rawStream(const Target &t, const StreamJob &job)
             c.feed(buf.data(), size_t(got));
             if (c.payloadBytes - acked[i] >= kAckEvery && c.payloadBytes < job.total) {
                 acked[i] = c.payloadBytes;
-                std::snprintf(text, sizeof text, "ack %s %zu %ld", job.device.c_str(), i, c.payloadBytes);
-                const std::string ack = frame(kCommand, commandPayload(t, text));
+                const std::string ack =
+                    frame(kCommand,
+                          commandPayload(
+                              t, "ack " + job.device + " " + std::to_string(i) + " " + std::to_string(c.payloadBytes)));
                 writeAll(control, ack.data(), ack.size());
             }
             if (c.payloadBytes >= job.total && c.payloadLeft == 0 && acked[i] != -1) {

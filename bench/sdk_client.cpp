@@ -166,9 +166,7 @@ double sdkStream(const Target &t, const StreamJob &job)
                 loop.quit();
         });
     }
-    char text[256];
-    std::snprintf(text, sizeof text, "write %s %ld %ld %d %d %ld", job.device.c_str(), job.chunk, job.total,
-                  job.otherThread ? 1 : 0, job.readers, job.window);
+    const std::string text = writeCommand(job);
     const auto start = Clock::now();
     control.sendFrame(MessageType(kCommand), bytes(commandPayload(t, text)));
     run(loop, 120000);
