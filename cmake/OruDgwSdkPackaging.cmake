@@ -1,11 +1,15 @@
 # Install layout for host developers: the CMake package (OruDgwSdk::oru_dgw_sdk,
-# OruDgwSdk::oru_sdk_kit), a pkg-config file, the tools, and a Debian package of
-# all of it through CPack. Included last from the top level, so that every
-# target, the tools' too, is known here.
+# OruDgwSdk::oru_sdk_kit), a pkg-config file, and Debian packages split the way
+# Debian splits libraries, one per install component, through CPack. Included
+# last from the top level, so that every target and install rule is known here.
 #
 #   cmake -S . -B build-deb -DCMAKE_INSTALL_PREFIX=/usr -DBUILD_TESTING=OFF -DORU_BUILD_BENCH=OFF
-#   cmake --build build-deb -j2 && (cd build-deb && cpack)      -> oru-dgw-sdk_<version>_<arch>.deb
-#   cmake --install build --prefix <dir> [--component sdk]      -> SDK only, without the tools
+#   cmake --build build-deb -j2 && (cd build-deb && cpack)      -> one .deb per component
+#   cmake --install build --prefix <dir> --component dev         -> one component only
+#
+# Components: sdk-runtime, kit-runtime (the versioned libraries), dev (headers,
+# .so links, CMake package, pkg-config, schema), tools, and client-runtime,
+# client-dev, python where their install rules exist.
 include(CMakePackageConfigHelpers)
 
 set(ORU_QT_MIN_VERSION 5.15)
@@ -17,7 +21,7 @@ set(ORU_PACKAGE_STAGE ${PROJECT_BINARY_DIR}/package)
 install(EXPORT OruDgwSdkTargets
   NAMESPACE OruDgwSdk::
   DESTINATION ${ORU_CMAKE_PACKAGE_DIR}
-  COMPONENT sdk)
+  COMPONENT dev)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/OruDgwSdkConfig.cmake.in
   ${ORU_PACKAGE_STAGE}/OruDgwSdkConfig.cmake
   INSTALL_DESTINATION ${ORU_CMAKE_PACKAGE_DIR})
@@ -27,7 +31,7 @@ install(FILES
   ${ORU_PACKAGE_STAGE}/OruDgwSdkConfig.cmake
   ${ORU_PACKAGE_STAGE}/OruDgwSdkConfigVersion.cmake
   DESTINATION ${ORU_CMAKE_PACKAGE_DIR}
-  COMPONENT sdk)
+  COMPONENT dev)
 
 # --- pkg-config --------------------------------------------------------------
 
@@ -51,44 +55,127 @@ install(CODE "
   message(STATUS \"Installing: \${pc}\")
   configure_file(\"${ORU_PACKAGE_STAGE}/oru_dgw_sdk.pc.in\" \"\${pc}\" @ONLY)
   list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${pc}\")
-" COMPONENT sdk)
+" COMPONENT dev)
 
 # --- Tools -------------------------------------------------------------------
 
+# The tools install themselves (component tools); found next to the SDK
+# libraries wherever the tree is installed.
 foreach(tool oru-client oru-dgw-sim)
   if(TARGET ${tool})
-    # Found next to the SDK libraries wherever the tree is installed.
     set_target_properties(${tool} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-    install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   endif()
 endforeach()
 
-# --- Debian package ----------------------------------------------------------
+# --- Debian packages ---------------------------------------------------------
+
+# Debian names a library package after its soname: liboru_dgw_sdk.so.1 is
+# liboru-dgw-sdk1 (a name ending in a digit gets a hyphen before the version).
+function(oru_deb_library_package out target fallback)
+  set(name ${fallback})
+  if(TARGET ${target})
+    get_target_property(type ${target} TYPE)
+    get_target_property(soversion ${target} SOVERSION)
+    get_target_property(output ${target} OUTPUT_NAME)
+    if(NOT output)
+      set(output ${target})
+    endif()
+    if(type STREQUAL "SHARED_LIBRARY" AND soversion)
+      string(REPLACE "_" "-" name "lib${output}")
+      if(name MATCHES "[0-9]$")
+        string(APPEND name "-")
+      endif()
+      string(APPEND name "${soversion}")
+    endif()
+  endif()
+  set(${out} ${name} PARENT_SCOPE)
+endfunction()
+
+set(ORU_PACKAGE_MAINTAINER "oru_dgw_sdk maintainers <maintainers@oru-dgw-sdk.example>"
+  CACHE STRING "Maintainer of the Debian packages: name <address>")
+set(ORU_DEB_RELEASE 1)
+set(ORU_DEB_VERSION ${PROJECT_VERSION}-${ORU_DEB_RELEASE})
 
 set(CPACK_GENERATOR DEB)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGE_NAME oru-dgw-sdk)
 set(CPACK_PACKAGE_VENDOR "oru_dgw_sdk developers")
-set(CPACK_PACKAGE_CONTACT "oru_dgw_sdk developers <oru-dgw-sdk@localhost>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Gateway-side SDK linking a device gateway to its main client")
-set(CPACK_PACKAGE_DESCRIPTION
-  "Shared libraries oru_dgw_sdk and oru_sdk_kit with their headers, CMake package and\n"
-  "pkg-config file, the wire schema oru_message.proto, and the command-line tools\n"
-  "oru-client (a main client) and oru-dgw-sim (a simulated gateway).")
-string(REPLACE ";" "" CPACK_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
+set(CPACK_PACKAGE_CONTACT "${ORU_PACKAGE_MAINTAINER}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-# Debug info stays in the build tree; the package ships stripped binaries.
+set(CPACK_DEBIAN_PACKAGE_SOURCE oru-dgw-sdk)
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${ORU_DEB_RELEASE})
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+# Debug info stays in the build tree; the packages ship stripped binaries.
 set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
-# Headers and the CMake package need Qt's development files to be used.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qtbase5-dev")
-# A shlibs file and the ldconfig trigger for our two libraries.
+# A shlibs file in each library package, so that programs built against it depend on it.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 find_program(ORU_DPKG_SHLIBDEPS dpkg-shlibdeps)
 if(ORU_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-else()
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt5core5a (>= 5.15), libqt5network5 (>= 5.15), libprotobuf-lite32")
+  # Our own libraries are resolved from the build tree; their packages are named below.
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
+    ${PROJECT_BINARY_DIR}/oru_sdk ${PROJECT_BINARY_DIR}/oru_sdk_kit ${PROJECT_BINARY_DIR}/oru_client)
 endif()
+
+oru_deb_library_package(ORU_DEB_SDK oru_dgw_sdk liboru-dgw-sdk1)
+oru_deb_library_package(ORU_DEB_KIT oru_sdk_kit liboru-sdk-kit1)
+oru_deb_library_package(ORU_DEB_CLIENT oru_client liboru-client1)
+set(ORU_DEB_DEV liboru-dgw-sdk-dev)
+
+# oru_deb_component(<component> <package> <section> <synopsis> <description>
+#                   [DEPENDS ...] [ARCH all]): one package per component.
+function(oru_deb_component component package section synopsis description)
+  cmake_parse_arguments(D "" "ARCH" "DEPENDS" ${ARGN})
+  string(TOUPPER ${component} C)
+  set(CPACK_DEBIAN_${C}_PACKAGE_NAME ${package} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${C}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${C}_DESCRIPTION "${synopsis}\n${description}" PARENT_SCOPE)
+  list(JOIN D_DEPENDS ", " depends)
+  set(CPACK_DEBIAN_${C}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
+  if(D_ARCH)
+    set(CPACK_DEBIAN_${C}_PACKAGE_ARCHITECTURE ${D_ARCH} PARENT_SCOPE)
+  endif()
+endfunction()
+
+set(ORU_DEB_SAME "(= ${ORU_DEB_VERSION})")
+oru_deb_component(sdk-runtime ${ORU_DEB_SDK} libs
+  "gateway-side SDK linking a device gateway to its main client"
+  "The shared library a device gateway loads to talk to the operator's main\nclient over two named local sockets: requests arrive as Qt signals, answers\nand events leave as framed protobuf messages."
+  DEPENDS "${ORU_DEB_KIT} ${ORU_DEB_SAME}")
+oru_deb_component(kit-runtime ${ORU_DEB_KIT} libs
+  "logging library of the oru_dgw_sdk gateway SDK"
+  "An asynchronous, rotating log writer with four entry points, used by the\ngateway SDK and available to the gateway itself.")
+oru_deb_component(dev ${ORU_DEB_DEV} libdevel
+  "gateway-side SDK linking a device gateway to its main client - development"
+  "Headers, CMake package (OruDgwSdk), pkg-config file and the wire schema\noru_message.proto, for building a device gateway on the SDK."
+  DEPENDS "${ORU_DEB_SDK} ${ORU_DEB_SAME}" "${ORU_DEB_KIT} ${ORU_DEB_SAME}" qtbase5-dev)
+oru_deb_component(tools oru-dgw-sdk-tools utils
+  "command-line main client and simulated gateway for the oru_dgw_sdk"
+  "oru-client sends any main-client request to a gateway from the command\nline; oru-dgw-sim is a gateway with imaginary devices built on the SDK."
+  DEPENDS "${ORU_DEB_SDK} ${ORU_DEB_SAME}" "${ORU_DEB_KIT} ${ORU_DEB_SAME}")
+oru_deb_component(client-runtime ${ORU_DEB_CLIENT} libs
+  "main-client library for gateways built on the oru_dgw_sdk"
+  "The main client's side of the control and stream channels: one call per\nrequest kind, pushes as Qt signals, live video and playback streams.")
+oru_deb_component(client-dev liboru-client-dev libdevel
+  "main-client library for gateways built on the oru_dgw_sdk - development"
+  "Headers and link files of the main-client library."
+  DEPENDS "${ORU_DEB_CLIENT} ${ORU_DEB_SAME}" "${ORU_DEB_DEV} ${ORU_DEB_SAME}" qtbase5-dev)
+oru_deb_component(python python3-oru-client python
+  "Python main client for gateways built on the oru_dgw_sdk"
+  "The main client's requests from Python, over the gateway's named local\nsockets."
+  DEPENDS python3 python3-protobuf ARCH all)
+
+# Copyright, changelog and the lintian overrides go into each package's staging
+# tree just before it is packed; the ldconfig trigger replaces CPack's
+# maintainer scripts once it is packed (both in the script).
+file(READ ${CMAKE_CURRENT_LIST_DIR}/debian/changelog.in ORU_DEB_CHANGELOG)
+string(CONFIGURE "${ORU_DEB_CHANGELOG}" ORU_DEB_CHANGELOG @ONLY)
+file(WRITE ${ORU_PACKAGE_STAGE}/changelog.Debian "${ORU_DEB_CHANGELOG}")
+set(CPACK_ORU_CHANGELOG ${ORU_PACKAGE_STAGE}/changelog.Debian)
+set(CPACK_ORU_COPYRIGHT ${CMAKE_CURRENT_LIST_DIR}/debian/copyright)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/OruDgwSdkDebStage.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/OruDgwSdkDebStage.cmake)
 include(CPack)

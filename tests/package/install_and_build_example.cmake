@@ -14,7 +14,9 @@ set(config_args)
 if(CONFIG)
   set(config_args --config ${CONFIG})
 endif()
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFIX} --component sdk ${config_args})
+foreach(component sdk-runtime kit-runtime dev)
+  run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFIX} --component ${component} ${config_args})
+endforeach()
 
 foreach(path
     ${LIBDIR}/liboru_dgw_sdk.so.1 ${LIBDIR}/liboru_dgw_sdk.so
