@@ -3,7 +3,9 @@
 # what is already there. Extra package names may be given as arguments.
 set -euo pipefail
 
-packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core "$@")
+# lintian, dpkg-dev (dpkg-shlibdeps) and file: the Debian packages and their test.
+packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core
+  lintian dpkg-dev file "$@")
 
 missing=()
 for p in "${packages[@]}"; do

@@ -1,121 +1,69 @@
-#include "connection.h"
-#include "oru_message.pb.h"
-#include "wire_message.h"
-
 #include <QDirIterator>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
-using oru_client::Connection;
-using oru_client::Frame;
-using oru_sdk::MessageType;
-namespace proto = oru_sdk_proto;
-
-// The example host, built against the installed SDK, driven the way the main
-// client drives a gateway: one main-client socket and one bystander socket.
+// The example host, built against the unpacked development package (through
+// the CMake package and through pkg-config), driven by the packaged oru-client.
 class tst_Package : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-
-    void presetsAnswerGoesToTheAsker();
-    void deviceStatusGoesToEverySocket();
-    void hostEndsWhenMainClientLeaves();
-
-private:
-    QTemporaryDir dataHome;
-    QProcess host;
-    Connection control;
-    Connection bystander;
+    void hostAnswersPackagedClient_data();
+    void hostAnswersPackagedClient();
 };
 
-void tst_Package::initTestCase()
+namespace {
+
+// Runs the packaged oru-client against the given control server; returns its output.
+QByteArray client(const QString &server, QStringList arguments)
 {
-    QVERIFY2(QFileInfo::exists(QStringLiteral(ORU_EXAMPLE_HOST)), "example host not built");
-    QVERIFY(dataHome.isValid());
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(QStringLiteral(ORU_PACKAGED_CLIENT), arguments << QStringLiteral("--server") << server);
+    if (!process.waitForFinished(20000) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
+        return QByteArray("failed: ") + process.errorString().toUtf8();
+    return process.readAllStandardOutput();
+}
+
+} // namespace
+
+void tst_Package::hostAnswersPackagedClient_data()
+{
+    QTest::addColumn<QString>("host");
+    for (const QString &host : QStringLiteral(ORU_EXAMPLE_HOSTS).split(QLatin1Char(',')))
+        QTest::newRow(qPrintable(QFileInfo(host).fileName())) << host;
+}
+
+void tst_Package::hostAnswersPackagedClient()
+{
+    QFETCH(QString, host);
+    QVERIFY2(QFileInfo::exists(host), "example host not built");
     // The log lands in the app data folder: keep it out of the real home.
+    QTemporaryDir dataHome;
+    QVERIFY(dataHome.isValid());
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome.path());
-    host.setProcessEnvironment(env);
-    host.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    const QString prefix = QStringLiteral("oru-package-%1-").arg(QCoreApplication::applicationPid());
-    const QString controlServer = prefix + QStringLiteral("control");
-    host.start(QStringLiteral(ORU_EXAMPLE_HOST),
-               {controlServer, prefix + QStringLiteral("stream"), QStringLiteral("log")});
-    QVERIFY2(host.waitForStarted(), qPrintable(host.errorString()));
-    while (!host.canReadLine() && host.waitForReadyRead(10000)) {}
-    QCOMPARE(host.readLine().trimmed(), QByteArray("ready"));
+    QProcess gateway;
+    gateway.setProcessEnvironment(env);
+    gateway.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    const QString control = QStringLiteral("oru-package-%1-control").arg(QCoreApplication::applicationPid());
+    gateway.start(host, {control, control + QStringLiteral("-stream"), QStringLiteral("log")});
+    QVERIFY2(gateway.waitForStarted(), qPrintable(gateway.errorString()));
+    while (!gateway.canReadLine() && gateway.waitForReadyRead(10000)) {}
+    QCOMPARE(gateway.readLine().trimmed(), QByteArray("ready"));
 
-    QVERIFY(control.connectToServer(controlServer));
-    control.sendFrame(MessageType::MainClientHello);
-    QVERIFY(bystander.connectToServer(controlServer));
-}
+    const QByteArray presets = client(control, {"presets", "--dev", "cam-7", "--channel", "2"});
+    QVERIFY2(presets.contains("gate") && presets.contains("cam-7/2 yard"), presets.constData());
 
-void tst_Package::cleanupTestCase()
-{
-    if (host.state() != QProcess::NotRunning) {
-        host.kill();
-        host.waitForFinished();
-    }
-}
+    // Exit as the main client: the host's slot quits its event loop.
+    QVERIFY(!client(control, {"exit"}).startsWith("failed"));
+    QVERIFY(gateway.waitForFinished(10000));
+    QCOMPARE(gateway.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(gateway.exitCode(), 0);
 
-void tst_Package::presetsAnswerGoesToTheAsker()
-{
-    proto::ChannelReq request;
-    request.set_request_id("presets-1");
-    request.mutable_channel_id()->set_dev_id("cam-7");
-    request.mutable_channel_id()->set_channel(2);
-    control.sendFrame(MessageType::GetPresetsReq, oru_sdk::serializeMessage(request));
-
-    Frame frame;
-    QVERIFY(control.waitForFrame(&frame, 10000));
-    QCOMPARE(frame.type, MessageType::GetPresetsRes);
-    proto::GetPresetRes answer;
-    QVERIFY(oru_sdk::parseMessage(frame.payload, &answer));
-    QCOMPARE(answer.request_id(), std::string("presets-1"));
-    QVERIFY(answer.has_error());
-    QCOMPARE(answer.error().err_code(), 0);
-    QCOMPARE(answer.presets_size(), 2);
-    QCOMPARE(answer.presets(0).param_1(), 1u);
-    QCOMPARE(answer.presets(0).preset_name(), std::string("gate"));
-    QCOMPARE(answer.presets(1).param_1(), 2u);
-    QCOMPARE(answer.presets(1).preset_name(), std::string("cam-7/2 yard"));
-    QVERIFY(bystander.collectFrames().isEmpty());
-}
-
-void tst_Package::deviceStatusGoesToEverySocket()
-{
-    proto::SetManagedDevsCmd command;
-    command.add_devs()->set_id("cam-7");
-    command.add_devs()->set_id("cam-9");
-    control.sendFrame(MessageType::SetManagedDevsCmd, oru_sdk::serializeMessage(command));
-
-    for (Connection *socket : {&control, &bystander}) {
-        for (const char *device : {"cam-7", "cam-9"}) {
-            Frame frame;
-            QVERIFY(socket->waitForFrame(&frame, 10000));
-            QCOMPARE(frame.type, MessageType::PushDevStatusMsg);
-            proto::DevStatusPush push;
-            QVERIFY(oru_sdk::parseMessage(frame.payload, &push));
-            QCOMPARE(push.dev_id(), std::string(device));
-            QCOMPARE(push.status(), 1); // online
-        }
-    }
-}
-
-void tst_Package::hostEndsWhenMainClientLeaves()
-{
-    control.sendFrame(MessageType::MainClientExit);
-    // Spins the event loop, which is what sends the frame.
-    QTRY_COMPARE_WITH_TIMEOUT(host.state(), QProcess::NotRunning, 10000);
-    QCOMPARE(host.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(host.exitCode(), 0);
-
-    // The installed logging library wrote the host's log under its app data folder.
+    // The packaged logging library wrote the host's log under its app data folder.
     QDirIterator logs(dataHome.path(), {QStringLiteral("oru.dgw.log")}, QDir::Files, QDirIterator::Subdirectories);
     QVERIFY(logs.hasNext());
     QFile log(logs.next());
