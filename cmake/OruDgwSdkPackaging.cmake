@@ -86,6 +86,7 @@ function(oru_deb_library_package out target fallback)
         string(APPEND name "-")
       endif()
       string(APPEND name "${soversion}")
+      set(CPACK_ORU_SHLIBS ${CPACK_ORU_SHLIBS} "lib${output}:${soversion}:${name}" PARENT_SCOPE)
     endif()
   endif()
   set(${out} ${name} PARENT_SCOPE)
@@ -95,6 +96,8 @@ set(ORU_PACKAGE_MAINTAINER "oru_dgw_sdk maintainers <maintainers@oru-dgw-sdk.exa
   CACHE STRING "Maintainer of the Debian packages: name <address>")
 set(ORU_DEB_RELEASE 1)
 set(ORU_DEB_VERSION ${PROJECT_VERSION}-${ORU_DEB_RELEASE})
+set(CPACK_ORU_DEB_VERSION ${ORU_DEB_VERSION})
+set(CPACK_ORU_SHLIBS "")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -115,7 +118,8 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 find_program(ORU_DPKG_SHLIBDEPS dpkg-shlibdeps)
 if(ORU_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-  # Our own libraries are resolved from the build tree; their packages are named below.
+  # Our own libraries are found in the build tree, their packages through the
+  # shlibs.local the stage script writes (CPACK_ORU_SHLIBS).
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     ${PROJECT_BINARY_DIR}/oru_sdk ${PROJECT_BINARY_DIR}/oru_sdk_kit ${PROJECT_BINARY_DIR}/oru_client)
 endif()
@@ -143,8 +147,7 @@ endfunction()
 set(ORU_DEB_SAME "(= ${ORU_DEB_VERSION})")
 oru_deb_component(sdk-runtime ${ORU_DEB_SDK} libs
   "gateway-side SDK linking a device gateway to its main client"
-  "The shared library a device gateway loads to talk to the operator's main\nclient over two named local sockets: requests arrive as Qt signals, answers\nand events leave as framed protobuf messages."
-  DEPENDS "${ORU_DEB_KIT} ${ORU_DEB_SAME}")
+  "The shared library a device gateway loads to talk to the operator's main\nclient over two named local sockets: requests arrive as Qt signals, answers\nand events leave as framed protobuf messages.")
 oru_deb_component(kit-runtime ${ORU_DEB_KIT} libs
   "logging library of the oru_dgw_sdk gateway SDK"
   "An asynchronous, rotating log writer with four entry points, used by the\ngateway SDK and available to the gateway itself.")
@@ -154,8 +157,7 @@ oru_deb_component(dev ${ORU_DEB_DEV} libdevel
   DEPENDS "${ORU_DEB_SDK} ${ORU_DEB_SAME}" "${ORU_DEB_KIT} ${ORU_DEB_SAME}" qtbase5-dev)
 oru_deb_component(tools oru-dgw-sdk-tools utils
   "command-line main client and simulated gateway for the oru_dgw_sdk"
-  "oru-client sends any main-client request to a gateway from the command\nline; oru-dgw-sim is a gateway with imaginary devices built on the SDK."
-  DEPENDS "${ORU_DEB_SDK} ${ORU_DEB_SAME}" "${ORU_DEB_KIT} ${ORU_DEB_SAME}")
+  "oru-client sends any main-client request to a gateway from the command\nline; oru-dgw-sim is a gateway with imaginary devices built on the SDK.")
 oru_deb_component(client-runtime ${ORU_DEB_CLIENT} libs
   "main-client library for gateways built on the oru_dgw_sdk"
   "The main client's side of the control and stream channels: one call per\nrequest kind, pushes as Qt signals, live video and playback streams.")

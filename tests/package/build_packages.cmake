@@ -42,6 +42,13 @@ foreach(deb ${debs})
   run(dpkg-deb --extract ${deb} ${ROOT})
 endforeach()
 
+# Our own libraries are dependencies like any other.
+file(GLOB deb ${DEB_BUILD}/liboru-dgw-sdk1_*.deb)
+run(dpkg-deb --field ${deb} Depends)
+if(NOT out MATCHES "liboru-sdk-kit1 \\(>= ")
+  message(FATAL_ERROR "liboru-dgw-sdk1 depends on: ${out}")
+endif()
+
 file(GLOB libdir LIST_DIRECTORIES true ${ROOT}/usr/lib/*-linux-gnu)
 foreach(path
     ${libdir}/liboru_dgw_sdk.so.1 ${libdir}/liboru_dgw_sdk.so
