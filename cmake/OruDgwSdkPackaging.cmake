@@ -69,6 +69,12 @@ endforeach()
 
 # --- Debian packages ---------------------------------------------------------
 
+# The stage script needs cpack's pre- and post-build scripts and file(COPY_FILE).
+if(CMAKE_VERSION VERSION_LESS 3.21)
+  message(STATUS "Debian packages need CMake 3.21; cpack is not set up")
+  return()
+endif()
+
 # Debian names a library package after its soname: liboru_dgw_sdk.so.1 is
 # liboru-dgw-sdk1 (a name ending in a digit gets a hyphen before the version).
 function(oru_deb_library_package out target fallback)
