@@ -40,6 +40,12 @@ if(NOT DEFINED CPACK_PACKAGE_FILES)
       OUTPUT_FILE ${CPACK_TEMPORARY_DIRECTORY}/changelog.Debian.gz COMMAND_ERROR_IS_FATAL ANY)
     oru_install_file(${CPACK_TEMPORARY_DIRECTORY}/changelog.Debian.gz ${doc}/changelog.Debian.gz)
 
+    # Manual pages are installed compressed, as dh_compress would leave them.
+    file(GLOB_RECURSE pages ${usr}/share/man/*.[0-9])
+    foreach(page IN LISTS pages)
+      execute_process(COMMAND gzip -9nf ${page} COMMAND_ERROR_IS_FATAL ANY)
+    endforeach()
+
     # The packages are shipped by the project itself, never uploaded to Debian:
     # there is no bug asking for the package for the first entry to close.
     set(overrides "# Shipped by the project, not uploaded to Debian: no ITP bug to close.\n"
