@@ -71,6 +71,8 @@ public:
     // Calls answered / sent so far.
     int answeredCalls() const { return answered; }
     int sentCalls() const { return sent; }
+    // Request ids are "<prefix>-<n>" with a random prefix unless set here.
+    void setRequestIdPrefix(const QString &prefix) { idPrefix = prefix; }
 
     void hello();
     void exit();

@@ -23,6 +23,7 @@ public:
     void disconnectFromServer();
     bool isConnected() const;
     QString errorString() const;
+    Connection &connection() { return conn; }
 
     void openLive(const oru_sdk::LiveVideoConnCondition &condition);
     void openPlaybackByFile(const oru_sdk::PlaybackByFileCondition &condition);
