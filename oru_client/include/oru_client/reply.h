@@ -1,5 +1,7 @@
 #pragma once
 
+#include "oru_client_export.h"
+
 #include <oru_sdk/types.h>
 
 #include <QObject>
@@ -21,7 +23,7 @@ struct NoValue {
 };
 
 // One call in flight: finishes exactly once, with an answer or with an error.
-class PendingCall : public QObject
+class ORU_CLIENT_EXPORT PendingCall : public QObject
 {
     Q_OBJECT
 
