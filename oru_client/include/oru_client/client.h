@@ -42,26 +42,26 @@ inline auto tied(const PtzResult &r) { return std::tie(r.operation, r.action); }
 inline auto tied(const Faces &r) { return std::tie(r.list, r.totalCount); }
 inline auto tied(const FaceRecords &r) { return std::tie(r.list, r.totalCount); }
 
-// The main client's side of the control channel.
-//
-// Requests: each is one call returning a Reply<T> at once; it finishes with the
-// gateway's answer (matched by a request id the client makes up) or with an
-// error. T is the answer's value, read with value() once finished. Errors
-// (Reply::error()): NotConnected (nothing sent), Timeout (no answer within
-// timeout() ms), Disconnected (the connection closed while waiting); an
-// answer with a non-zero error code finishes with error() None, ok() false and
-// the code and text in response(). Wait with Reply::wait() (spins the caller's
-// event loop) or react with Reply::then().
-//
-// Commands get no answer: plain calls. Pushes are frames the gateway sends
-// unasked to every control connection; each kind is a signal below, connected
-// to like any Qt signal (messageReceived carries every frame undecoded).
-//
-// Connecting does not make this the main client: call hello() for that, and
-// know that the gateway closes its servers for good when its main client
-// leaves (exit() or disconnecting).
-//
-// Everything runs on the thread that owns the client, through its event loop.
+/// The main client's side of the control channel.
+///
+/// Requests: each is one call returning a Reply<T> at once; it finishes with the
+/// gateway's answer (matched by a request id the client makes up) or with an
+/// error. T is the answer's value, read with value() once finished. Errors
+/// (Reply::error()): NotConnected (nothing sent), Timeout (no answer within
+/// timeout() ms), Disconnected (the connection closed while waiting); an
+/// answer with a non-zero error code finishes with error() None, ok() false and
+/// the code and text in response(). Wait with Reply::wait() (spins the caller's
+/// event loop) or react with Reply::then().
+///
+/// Commands get no answer: plain calls. Pushes are frames the gateway sends
+/// unasked to every control connection; each kind is a signal below, connected
+/// to like any Qt signal (messageReceived carries every frame undecoded).
+///
+/// Connecting does not make this the main client: call hello() for that, and
+/// know that the gateway closes its servers for good when its main client
+/// leaves (exit() or disconnecting).
+///
+/// Everything runs on the thread that owns the client, through its event loop.
 class ORU_CLIENT_EXPORT Client : public QObject
 {
     Q_OBJECT

@@ -19,8 +19,8 @@ namespace oru_client {
 
 using oru_sdk::MessageType;
 
-// Runs the caller's event loop until done() holds or timeoutMs has passed;
-// true when done() held.
+/// Runs the caller's event loop until done() holds or timeoutMs has passed;
+/// true when done() held.
 ORU_CLIENT_EXPORT bool spinUntil(const std::function<bool()> &done, int timeoutMs);
 
 struct Frame {
@@ -28,9 +28,9 @@ struct Frame {
     QByteArray payload;
 };
 
-// One local-socket connection to a gateway channel (control or stream),
-// speaking whole frames. Waiting functions spin the caller's event loop, so a
-// gateway running on the same thread keeps working while the client waits.
+/// One local-socket connection to a gateway channel (control or stream),
+/// speaking whole frames. Waiting functions spin the caller's event loop, so a
+/// gateway running on the same thread keeps working while the client waits.
 class ORU_CLIENT_EXPORT Connection : public QObject
 {
     Q_OBJECT
