@@ -81,7 +81,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
 # Headers and the CMake package need Qt's development files to be used.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qtbase5-dev")
+# The Python client imports python3-protobuf.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qtbase5-dev, python3-protobuf")
 # A shlibs file and the ldconfig trigger for our two libraries.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")

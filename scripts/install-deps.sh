@@ -3,7 +3,8 @@
 # what is already there. Extra package names may be given as arguments.
 set -euo pipefail
 
-packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core "$@")
+packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core
+  python3 python3-protobuf python3-pytest "$@")
 
 missing=()
 for p in "${packages[@]}"; do
