@@ -4,6 +4,7 @@ import collections
 import concurrent.futures
 import datetime
 import itertools
+import logging
 import os
 import queue
 import select
@@ -472,7 +473,10 @@ class Client:
             subscriptions = list(self._subscriptions)
         for callback, names in callbacks:
             if not names or name in names or msg_type in names:
-                callback(push)
+                try:
+                    callback(push)
+                except Exception:  # a failing callback must not stop the reader
+                    logging.getLogger("oru_client").exception("push callback for %s failed", name)
         for sub in subscriptions:
             sub._offer(push)
 

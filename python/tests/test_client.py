@@ -76,6 +76,7 @@ def test_transport_failures(silent_gateway):
 
 def test_pushes_by_callback_and_iterator(client):
     seen = []
+    client.on_push(lambda push: 1 / 0)  # a failing callback stops nothing
     unsubscribe = client.on_push(seen.append, "searched_devs")
     with client.subscribe(oru_client.MessageType.PushSearchedDevsMsg, timeout=5) as pushes:
         client.search_devs()
