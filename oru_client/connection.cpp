@@ -27,6 +27,7 @@ bool spinUntil(const std::function<bool()> &done, int timeoutMs)
 
 Connection::Connection(QObject *parent)
     : QObject(parent)
+    , splitter(std::make_unique<oru_sdk::FrameSplitter>())
 {
     connect(&socket, &QLocalSocket::readyRead, this, &Connection::readAvailable);
     connect(&socket, &QLocalSocket::disconnected, this, &Connection::disconnected);
@@ -43,6 +44,8 @@ bool Connection::connectToServer(const QString &serverName, int timeoutMs)
                timeoutMs)
         && socket.state() == QLocalSocket::ConnectedState;
 }
+
+Connection::~Connection() = default;
 
 void Connection::disconnectFromServer() { socket.disconnectFromServer(); }
 
@@ -63,9 +66,9 @@ void Connection::readAvailable()
 {
     const QByteArray bytes = socket.readAll();
     received += bytes.size();
-    splitter.append(bytes);
+    splitter->append(bytes);
     Frame frame;
-    while (splitter.next(&frame.type, &frame.payload)) {
+    while (splitter->next(&frame.type, &frame.payload)) {
         if (keepFrames)
             frames.append(frame);
         emit frameReceived(frame);

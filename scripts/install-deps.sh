@@ -3,9 +3,10 @@
 # what is already there. Extra package names may be given as arguments.
 set -euo pipefail
 
-# lintian, dpkg-dev (dpkg-shlibdeps) and file: the Debian packages and their test.
+# lintian, dpkg-dev (dpkg-shlibdeps) and file: the Debian packages and their test;
+# python3-protobuf and python3-pytest: the Python client and its tests.
 packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core
-  lintian dpkg-dev file "$@")
+  lintian dpkg-dev file python3 python3-protobuf python3-pytest "$@")
 
 missing=()
 for p in "${packages[@]}"; do

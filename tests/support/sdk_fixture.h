@@ -1,6 +1,7 @@
 #pragma once
 
 #include "connection.h"
+#include "frame_codec.h"
 
 #include <QString>
 #include <QStringList>

@@ -9,10 +9,16 @@
 
 namespace oru_client {
 
-// The main client's side of one stream socket: opens a live video or a
-// playback, then receives its data, events and progress. Control requests act
-// on the stream this socket opened last.
-class StreamClient : public QObject
+/// The main client's side of one stream socket: opens a live video (code 104)
+/// or a playback by file (105) or by time (106), then receives its media as
+/// dataReceived (102, the device's bytes unchanged), events as eventReceived
+/// (103: start, end, error...), and playback progress as fileProgress (46,
+/// seconds into the file and its length) or timeProgress (47). Skip (107, 108),
+/// pause/resume/stop (109) and speed (110) act on the stream this socket opened
+/// last. Nothing is answered: a gateway reports a refused request as an error
+/// event. Sockets asking for the same live channel share one stream; closing
+/// the last one stops it. Runs on the owning thread's event loop.
+class ORU_CLIENT_EXPORT StreamClient : public QObject
 {
     Q_OBJECT
 
@@ -23,6 +29,7 @@ public:
     void disconnectFromServer();
     bool isConnected() const;
     QString errorString() const;
+    Connection &connection() { return conn; }
 
     void openLive(const oru_sdk::LiveVideoConnCondition &condition);
     void openPlaybackByFile(const oru_sdk::PlaybackByFileCondition &condition);

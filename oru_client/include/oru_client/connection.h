@@ -1,7 +1,7 @@
 #pragma once
 
-#include "frame_codec.h"
 #include "message_type.h"
+#include "oru_client_export.h"
 
 #include <QByteArray>
 #include <QList>
@@ -9,29 +9,35 @@
 #include <QObject>
 
 #include <functional>
+#include <memory>
+
+namespace oru_sdk {
+class FrameSplitter;
+}
 
 namespace oru_client {
 
 using oru_sdk::MessageType;
 
-// Runs the caller's event loop until done() holds or timeoutMs has passed;
-// true when done() held.
-bool spinUntil(const std::function<bool()> &done, int timeoutMs);
+/// Runs the caller's event loop until done() holds or timeoutMs has passed;
+/// true when done() held.
+ORU_CLIENT_EXPORT bool spinUntil(const std::function<bool()> &done, int timeoutMs);
 
 struct Frame {
     MessageType type = MessageType(0);
     QByteArray payload;
 };
 
-// One local-socket connection to a gateway channel (control or stream),
-// speaking whole frames. Waiting functions spin the caller's event loop, so a
-// gateway running on the same thread keeps working while the client waits.
-class Connection : public QObject
+/// One local-socket connection to a gateway channel (control or stream),
+/// speaking whole frames. Waiting functions spin the caller's event loop, so a
+/// gateway running on the same thread keeps working while the client waits.
+class ORU_CLIENT_EXPORT Connection : public QObject
 {
     Q_OBJECT
 
 public:
     explicit Connection(QObject *parent = nullptr);
+    ~Connection() override;
 
     bool connectToServer(const QString &serverName, int timeoutMs = 3000);
     void disconnectFromServer();
@@ -66,7 +72,7 @@ private:
     void readAvailable();
 
     QLocalSocket socket;
-    oru_sdk::FrameSplitter splitter;
+    std::unique_ptr<oru_sdk::FrameSplitter> splitter;
     QList<Frame> frames;
     qint64 received = 0;
     bool keepFrames = true;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "oru_client_export.h"
+
 #include <oru_sdk/types.h>
 
 #include <QObject>
@@ -8,7 +10,7 @@
 
 namespace oru_client {
 
-// Why a call ended without an answer.
+/// Why a call ended without an answer.
 enum class CallError {
     None,         // answered (the answer's own error code is in response())
     NotConnected, // never sent: no connection to the gateway
@@ -16,12 +18,12 @@ enum class CallError {
     Disconnected, // the connection closed while waiting
 };
 
-// The value of answers that carry nothing but their result.
+/// The value of answers that carry nothing but their result.
 struct NoValue {
 };
 
-// One call in flight: finishes exactly once, with an answer or with an error.
-class PendingCall : public QObject
+/// One call in flight: finishes exactly once, with an answer or with an error.
+class ORU_CLIENT_EXPORT PendingCall : public QObject
 {
     Q_OBJECT
 
@@ -62,8 +64,8 @@ private:
     double elapsed = 0;
 };
 
-// A typed handle on a call: copies share one call. Answered values are read
-// with value() once finished.
+/// A typed handle on a call: copies share one call. Answered values are read
+/// with value() once finished.
 template <class T>
 class Reply
 {
