@@ -14,7 +14,7 @@ set(config_args)
 if(CONFIG)
   set(config_args --config ${CONFIG})
 endif()
-foreach(component sdk client-runtime client-dev python)
+foreach(component sdk-runtime kit-runtime dev client-runtime client-dev python)
   run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFIX} --component ${component} ${config_args})
 endforeach()
 
