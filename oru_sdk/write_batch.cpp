@@ -11,6 +11,16 @@
 
 namespace oru_sdk {
 
+QByteArray ownedBytes(const QByteArray &bytes)
+{
+    QByteArray shared = bytes;
+    const QByteArray::DataPtr d = shared.data_ptr();
+    // Qt allocated it (alloc) or it is static (literals, the null and empty arrays).
+    if (d->ref.isStatic() || d->alloc != 0)
+        return shared;
+    return QByteArray(bytes.constData(), bytes.size());
+}
+
 WriteBatch::WriteBatch(QObject *parent)
     : QObject(parent)
 {
@@ -31,7 +41,7 @@ void WriteBatch::append(QLocalSocket *socket, const QByteArray &header, const QB
     }
     it->parts.push_back({header});
     if (!payload.isEmpty())
-        it->parts.push_back({payload});
+        it->parts.push_back({ownedBytes(payload)});
     if (!it->due) {
         it->due = true;
         if (due.isEmpty())

@@ -11,6 +11,11 @@ class QLocalSocket;
 
 namespace oru_sdk {
 
+// `bytes` itself when its data belongs to a QByteArray (shared, never changed
+// under us), else a copy: a QByteArray::fromRawData array points into a buffer
+// the host may reuse as soon as the call that handed it over returns.
+QByteArray ownedBytes(const QByteArray &bytes);
+
 // Writes frames to local sockets without copying their payloads.
 //
 // Frames written during one pass of the event loop are collected per socket
@@ -27,7 +32,8 @@ class WriteBatch : public QObject
 public:
     explicit WriteBatch(QObject *parent);
 
-    // `header` comes from encodeFrameHeader and may be shared by the sockets of one write.
+    // `header` comes from encodeFrameHeader and may be shared by the sockets of
+    // one write; `payload` is kept only if owned (see ownedBytes).
     void append(QLocalSocket *socket, const QByteArray &header, const QByteArray &payload);
 
 private:

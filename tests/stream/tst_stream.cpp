@@ -195,6 +195,8 @@ private slots:
     void writesFromAnotherThreadKeepOrder();
     void largeChunksArriveIntact_data();
     void largeChunksArriveIntact();
+    void reusedHostBuffersArriveAsWritten_data();
+    void reusedHostBuffersArriveAsWritten();
     void listenerSurvivesAcceptFailure();
 
     void mainClientExitClosesStreamListener();
@@ -841,6 +843,59 @@ void tst_Stream::largeChunksArriveIntact()
         b.localSocket()->setReadBufferSize(0);
     }
     receivesAll(&b);
+}
+
+void tst_Stream::reusedHostBuffersArriveAsWritten_data()
+{
+    QTest::addColumn<bool>("otherThread");
+    QTest::addColumn<bool>("stall");
+    for (bool otherThread : {false, true}) {
+        for (bool stall : {false, true}) {
+            QTest::addRow("%s thread, %s reader", otherThread ? "other" : "library", stall ? "stalled" : "fast")
+                << otherThread << stall;
+        }
+    }
+}
+
+// A camera SDK hands out a buffer, the host wraps it without a copy and gives
+// it back (here: overwrites it) as soon as write_stream_data returns.
+void tst_Stream::reusedHostBuffersArriveAsWritten()
+{
+    QFETCH(bool, otherThread);
+    QFETCH(bool, stall);
+    Connection a, b;
+    const StreamId id = openShared(&a, &b, QStringLiteral("raw %1 %2").arg(otherThread).arg(stall));
+    QVERIFY(id != 0);
+    std::optional<QSignalBlocker> stalled;
+    if (stall) {
+        b.localSocket()->setReadBufferSize(1);
+        stalled.emplace(b.localSocket());
+    }
+    const QList<int> sizes{13, 4 << 10, 64 << 10, 1 << 20, 7};
+    const auto expected = [&](int i) { return QByteArray(sizes.at(i % sizes.size()), char('a' + i % 26)); };
+    const int count = 40;
+    QByteArray buffer(1 << 20, Qt::Uninitialized); // outlives the test's reading
+    const auto host = [&] {
+        for (int i = 0; i < count; ++i) {
+            const QByteArray frame = expected(i);
+            memcpy(buffer.data(), frame.constData(), size_t(frame.size()));
+            oru_sdk::write_stream_data(id, QByteArray::fromRawData(buffer.constData(), frame.size()));
+            buffer.fill('#');
+        }
+    };
+    if (otherThread)
+        std::thread(host).join();
+    else
+        host();
+    stalled.reset();
+    b.localSocket()->setReadBufferSize(0);
+    for (Connection *c : {&a, &b}) {
+        for (int i = 0; i < count; ++i) {
+            Frame frame;
+            QVERIFY(c->waitForFrame(&frame, 20000));
+            QVERIFY2(frame.payload == expected(i), qPrintable(QString::number(i)));
+        }
+    }
 }
 
 // Runs last among the shared tests: if it fails, the stream listener stays closed.
