@@ -61,61 +61,78 @@ void WriteBatch::flush()
         if (!socket->isValid()) {
             queue->parts.clear();
             queue->offset = 0;
-        } else if (socket->bytesToWrite() == 0) {
-            drain(socket, *queue);
-        } // else bytesWritten resumes it
+        } else {
+            drain(socket, *queue); // waits for bytesWritten if Qt still holds bytes
+        }
     }
 }
 
 void WriteBatch::drain(QLocalSocket *socket, Queue &queue)
 {
+    // write() may report bytesWritten before it returns (Qt's sockets do not,
+    // other devices may): that call finds the drain running and leaves it be.
+    if (queue.draining)
+        return;
+    queue.draining = true;
 #ifdef Q_OS_UNIX
     const auto fd = int(socket->socketDescriptor());
-    while (fd >= 0 && !queue.parts.empty()) {
-        constexpr size_t kMaxParts = 256;
-        iovec iov[kMaxParts];
-        size_t count = 0;
-        size_t total = 0;
-        for (auto part = queue.parts.cbegin(); part != queue.parts.cend() && count < kMaxParts; ++part, ++count) {
-            const qint64 skip = count == 0 ? queue.offset : 0;
-            iov[count].iov_base = const_cast<char *>(part->bytes.constData()) + skip;
-            iov[count].iov_len = size_t(part->bytes.size() - skip);
-            total += iov[count].iov_len;
-        }
-        msghdr message{};
-        message.msg_iov = iov;
-        message.msg_iovlen = count;
-        const ssize_t sent = ::sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent < 0 && errno == EINTR)
+    while (!queue.parts.empty() && socket->bytesToWrite() == 0) {
+        if (fd >= 0 && sendGathered(fd, queue))
             continue;
-        if (sent <= 0)
-            break; // full, or failing: Qt's write path below reports errors
-        for (qint64 left = sent; left > 0;) {
-            const qint64 rest = queue.parts.front().bytes.size() - queue.offset;
-            if (left < rest) {
-                queue.offset += left;
-                break;
-            }
-            left -= rest;
-            queue.parts.pop_front();
-            queue.offset = 0;
-        }
-        if (size_t(sent) < total)
-            break;
+        // The kernel is full: Qt takes the rest of the current piece and,
+        // through its write notifier and bytesWritten, says when to go on.
+        writePart(socket, queue);
     }
-    if (queue.parts.empty())
-        return;
-    // The kernel is full: Qt takes the rest of the current piece and, through
-    // its write notifier and bytesWritten, says when to go on.
-    const QByteArray part = queue.parts.front().bytes;
-    socket->write(part.constData() + queue.offset, part.size() - queue.offset);
-    queue.parts.pop_front();
-    queue.offset = 0;
 #else
-    for (const Part &part : queue.parts)
-        socket->write(part.bytes);
-    queue.parts.clear();
+    while (!queue.parts.empty())
+        writePart(socket, queue);
 #endif
+    queue.draining = false;
 }
+
+void WriteBatch::writePart(QLocalSocket *socket, Queue &queue)
+{
+    // Off the queue before Qt sees it, whatever Qt emits meanwhile.
+    const QByteArray part = std::move(queue.parts.front().bytes);
+    const qint64 offset = std::exchange(queue.offset, 0);
+    queue.parts.pop_front();
+    socket->write(part.constData() + offset, part.size() - offset);
+}
+
+#ifdef Q_OS_UNIX
+bool WriteBatch::sendGathered(int fd, Queue &queue)
+{
+    constexpr size_t kMaxParts = 256;
+    iovec iov[kMaxParts];
+    size_t count = 0;
+    size_t total = 0;
+    for (auto part = queue.parts.cbegin(); part != queue.parts.cend() && count < kMaxParts; ++part, ++count) {
+        const qint64 skip = count == 0 ? queue.offset : 0;
+        iov[count].iov_base = const_cast<char *>(part->bytes.constData()) + skip;
+        iov[count].iov_len = size_t(part->bytes.size() - skip);
+        total += iov[count].iov_len;
+    }
+    msghdr message{};
+    message.msg_iov = iov;
+    message.msg_iovlen = count;
+    ssize_t sent;
+    do
+        sent = ::sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    while (sent < 0 && errno == EINTR);
+    if (sent <= 0)
+        return false; // full, or failing: Qt's write path reports errors
+    for (qint64 left = sent; left > 0;) {
+        const qint64 rest = queue.parts.front().bytes.size() - queue.offset;
+        if (left < rest) {
+            queue.offset += left;
+            break;
+        }
+        left -= rest;
+        queue.parts.pop_front();
+        queue.offset = 0;
+    }
+    return size_t(sent) == total;
+}
+#endif
 
 } // namespace oru_sdk

@@ -45,10 +45,14 @@ private:
         std::deque<Part> parts;
         qint64 offset = 0; // already sent of parts.front()
         bool due = false;  // listed for the end of this pass
+        bool draining = false;
     };
 
     void flush();
     void drain(QLocalSocket *socket, Queue &queue);
+    void writePart(QLocalSocket *socket, Queue &queue);
+    // Sends what the kernel takes; true if that was all (256 parts at most).
+    static bool sendGathered(int fd, Queue &queue);
 
     QHash<QLocalSocket *, Queue> queues;
     QVector<QLocalSocket *> due;
