@@ -2,7 +2,10 @@
 
 #include <QLocalSocket>
 
-#ifdef Q_OS_UNIX
+// One gathered send straight to the descriptor where there is one; the
+// portable path (QLocalSocket::write only) can be forced to test it here.
+#if defined(Q_OS_UNIX) && !defined(ORU_PORTABLE_WRITES)
+#define ORU_GATHERED_WRITES
 #include <sys/socket.h>
 #include <sys/uio.h>
 
@@ -39,9 +42,7 @@ void WriteBatch::append(QLocalSocket *socket, const QByteArray &header, const QB
         });
         connect(socket, &QObject::destroyed, this, [this, socket] { queues.remove(socket); });
     }
-    it->parts.push_back({header});
-    if (!payload.isEmpty())
-        it->parts.push_back({ownedBytes(payload)});
+    it->frames.push_back({header, ownedBytes(payload)});
     if (!it->due) {
         it->due = true;
         if (due.isEmpty())
@@ -59,7 +60,7 @@ void WriteBatch::flush()
             continue; // destroyed meanwhile
         queue->due = false;
         if (!socket->isValid()) {
-            queue->parts.clear();
+            queue->frames.clear();
             queue->offset = 0;
         } else {
             drain(socket, *queue); // waits for bytesWritten if Qt still holds bytes
@@ -74,43 +75,62 @@ void WriteBatch::drain(QLocalSocket *socket, Queue &queue)
     if (queue.draining)
         return;
     queue.draining = true;
-#ifdef Q_OS_UNIX
+#ifdef ORU_GATHERED_WRITES
     const auto fd = int(socket->socketDescriptor());
-    while (!queue.parts.empty() && socket->bytesToWrite() == 0) {
+    while (!queue.frames.empty() && socket->bytesToWrite() == 0) {
         if (fd >= 0 && sendGathered(fd, queue))
             continue;
-        // The kernel is full: Qt takes the rest of the current piece and,
+        // The kernel is full: Qt takes the rest of the current frame and,
         // through its write notifier and bytesWritten, says when to go on.
-        writePart(socket, queue);
+        writeFrame(socket, queue);
     }
 #else
-    while (!queue.parts.empty())
-        writePart(socket, queue);
+    while (!queue.frames.empty())
+        writeFrame(socket, queue);
 #endif
     queue.draining = false;
 }
 
-void WriteBatch::writePart(QLocalSocket *socket, Queue &queue)
+void WriteBatch::writeFrame(QLocalSocket *socket, Queue &queue)
 {
     // Off the queue before Qt sees it, whatever Qt emits meanwhile.
-    const QByteArray part = std::move(queue.parts.front().bytes);
+    const Frame frame = std::move(queue.frames.front());
     const qint64 offset = std::exchange(queue.offset, 0);
-    queue.parts.pop_front();
-    socket->write(part.constData() + offset, part.size() - offset);
+    queue.frames.pop_front();
+    const qint64 inPayload = offset - frame.header.size();
+    if (inPayload >= 0) {
+        socket->write(frame.payload.constData() + inPayload, frame.payload.size() - inPayload);
+    } else if (frame.payload.isEmpty()) {
+        socket->write(frame.header.constData() + offset, frame.header.size() - offset);
+    } else {
+        QByteArray rest;
+        rest.reserve(int(frame.size() - offset));
+        rest.append(frame.header.constData() + offset, int(-inPayload)).append(frame.payload);
+        socket->write(rest);
+    }
 }
 
-#ifdef Q_OS_UNIX
+#ifdef ORU_GATHERED_WRITES
 bool WriteBatch::sendGathered(int fd, Queue &queue)
 {
-    constexpr size_t kMaxParts = 256;
-    iovec iov[kMaxParts];
+    constexpr size_t kMaxFrames = 128;
+    iovec iov[2 * kMaxFrames];
     size_t count = 0;
     size_t total = 0;
-    for (auto part = queue.parts.cbegin(); part != queue.parts.cend() && count < kMaxParts; ++part, ++count) {
-        const qint64 skip = count == 0 ? queue.offset : 0;
-        iov[count].iov_base = const_cast<char *>(part->bytes.constData()) + skip;
-        iov[count].iov_len = size_t(part->bytes.size() - skip);
-        total += iov[count].iov_len;
+    qint64 skip = queue.offset;
+    const auto add = [&](const QByteArray &bytes) {
+        const qint64 from = qMin(skip, qint64(bytes.size()));
+        skip -= from;
+        if (from == bytes.size())
+            return;
+        iov[count].iov_base = const_cast<char *>(bytes.constData()) + from;
+        iov[count].iov_len = size_t(bytes.size() - from);
+        total += iov[count++].iov_len;
+    };
+    size_t frames = 0;
+    for (auto frame = queue.frames.cbegin(); frame != queue.frames.cend() && frames < kMaxFrames; ++frame, ++frames) {
+        add(frame->header);
+        add(frame->payload);
     }
     msghdr message{};
     message.msg_iov = iov;
@@ -122,13 +142,13 @@ bool WriteBatch::sendGathered(int fd, Queue &queue)
     if (sent <= 0)
         return false; // full, or failing: Qt's write path reports errors
     for (qint64 left = sent; left > 0;) {
-        const qint64 rest = queue.parts.front().bytes.size() - queue.offset;
+        const qint64 rest = queue.frames.front().size() - queue.offset;
         if (left < rest) {
             queue.offset += left;
             break;
         }
         left -= rest;
-        queue.parts.pop_front();
+        queue.frames.pop_front();
         queue.offset = 0;
     }
     return size_t(sent) == total;

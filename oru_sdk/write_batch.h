@@ -22,8 +22,10 @@ QByteArray ownedBytes(const QByteArray &bytes);
 // (header and payload by reference: implicitly shared, so one payload fanned
 // out to many sockets exists once) and sent when the pass ends, on Unix with
 // one gathered send straight to the descriptor. What the kernel does not take
-// stays queued here; only the piece being sent when it filled up goes through
-// QLocalSocket's own buffer, whose drain (bytesWritten) resumes the queue.
+// stays queued here; only the rest of the frame being sent when it filled up
+// goes through QLocalSocket's own buffer, whose drain (bytesWritten) resumes
+// the queue. Whatever reaches Qt is the rest of a frame in one write, on every
+// platform: the reader at the other end relies on frames arriving whole.
 // The bytes on the wire and their order per socket are exactly those of
 // writing each frame with QLocalSocket::write; a socket must not be written
 // to any other way.
@@ -38,20 +40,23 @@ public:
 
 private:
     // Our own type, so the deque's code stays inside the library.
-    struct Part {
-        QByteArray bytes;
+    struct Frame {
+        QByteArray header;
+        QByteArray payload;
+        qint64 size() const { return header.size() + payload.size(); }
     };
     struct Queue {
-        std::deque<Part> parts;
-        qint64 offset = 0; // already sent of parts.front()
+        std::deque<Frame> frames;
+        qint64 offset = 0; // already sent of frames.front()
         bool due = false;  // listed for the end of this pass
         bool draining = false;
     };
 
     void flush();
     void drain(QLocalSocket *socket, Queue &queue);
-    void writePart(QLocalSocket *socket, Queue &queue);
-    // Sends what the kernel takes; true if that was all (256 parts at most).
+    // The rest of the front frame, in one write.
+    void writeFrame(QLocalSocket *socket, Queue &queue);
+    // Sends what the kernel takes; true if that was all (128 frames at most).
     static bool sendGathered(int fd, Queue &queue);
 
     QHash<QLocalSocket *, Queue> queues;

@@ -77,6 +77,7 @@ class tst_WriteBatch : public QObject
 
 private slots:
     void synchronousBytesWrittenKeepsOrder();
+    void framesLeaveWhole();
 };
 
 void tst_WriteBatch::synchronousBytesWrittenKeepsOrder()
@@ -88,6 +89,25 @@ void tst_WriteBatch::synchronousBytesWrittenKeepsOrder()
     QTRY_VERIFY(!pair.socket.taken.isEmpty());
     const QByteArray got = pair.received();
     QCOMPARE(got, pair.expected);
+}
+
+// The peer's reader takes a frame once its length has arrived: every write
+// must end where a frame ends (and so carry the rest of a frame in one piece).
+void tst_WriteBatch::framesLeaveWhole()
+{
+    Pair pair;
+    QVERIFY(pair.connect());
+    WriteBatch batch(nullptr);
+    QList<int> sizes;
+    for (int i = 0; i < 200; ++i)
+        sizes << (i * 7919) % (40 << 10) << 0;
+    pair.write(&batch, sizes);
+    QTRY_VERIFY(!pair.socket.taken.isEmpty());
+    const QByteArray got = pair.received();
+    QCOMPARE(got, pair.expected);
+    qint64 end = got.size() - pair.socket.taken.size();
+    for (qint64 size : qAsConst(pair.socket.writes))
+        QVERIFY2(pair.frameEnds.contains(end += size), qPrintable(QString::number(end)));
 }
 
 QTEST_GUILESS_MAIN(tst_WriteBatch)
