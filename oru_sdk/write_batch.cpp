@@ -1,5 +1,7 @@
 #include "write_batch.h"
 
+#include "sdk_log.h"
+
 #include <QLocalSocket>
 
 // One gathered send straight to the descriptor where there is one; the
@@ -24,14 +26,19 @@ QByteArray ownedBytes(const QByteArray &bytes)
     return QByteArray(bytes.constData(), bytes.size());
 }
 
-WriteBatch::WriteBatch(QObject *parent)
+WriteBatch::WriteBatch(QObject *parent, Channel channel)
     : QObject(parent)
+    , channel(channel)
+    , limit(channel == Channel::Stream ? Limits::current().streamQueueBytes : Limits::current().controlQueueBytes)
+    , policy(channel == Channel::Stream ? Limits::current().streamPolicy : Limits::current().controlPolicy)
 {
 }
 
 void WriteBatch::append(QLocalSocket *socket, const QByteArray &header, const QByteArray &payload)
 {
     auto it = queues.find(socket);
+    if (it != queues.end() && it->closing)
+        return;
     if (it == queues.end()) {
         it = queues.insert(socket, {});
         // Qt's buffer has drained: go on with what waits here.
@@ -42,13 +49,54 @@ void WriteBatch::append(QLocalSocket *socket, const QByteArray &header, const QB
         });
         connect(socket, &QObject::destroyed, this, [this, socket] { queues.remove(socket); });
     }
+    const qint64 size = header.size() + payload.size();
+    if (limit > 0 && !admit(socket, *it, size))
+        return;
     it->frames.push_back({header, ownedBytes(payload)});
+    it->queued += size;
     if (!it->due) {
         it->due = true;
         if (due.isEmpty())
             QMetaObject::invokeMethod(this, &WriteBatch::flush, Qt::QueuedConnection);
         due.append(socket);
     }
+}
+
+bool WriteBatch::admit(QLocalSocket *socket, Queue &queue, qint64 size)
+{
+    // A frame larger than the limit still goes to a socket that holds nothing.
+    const qint64 held = queue.queued + socket->bytesToWrite();
+    const QString what = QLatin1String(channel == Channel::Stream ? "stream" : "control");
+    if (held == 0 || held + size <= limit) {
+        if (queue.dropped > 0) {
+            logInfo(QStringLiteral("%1 socket %2 below its queue limit again, %3 frames (%4 bytes) dropped")
+                        .arg(what)
+                        .arg(socket->socketDescriptor())
+                        .arg(queue.dropped)
+                        .arg(queue.droppedBytes));
+            queue.dropped = queue.droppedBytes = 0;
+        }
+        return true;
+    }
+    if (policy == Limits::Policy::Drop) {
+        if (queue.dropped++ == 0)
+            logError(QStringLiteral("%1 socket %2 over its queue limit of %3 bytes, dropping frames")
+                         .arg(what)
+                         .arg(socket->socketDescriptor())
+                         .arg(limit));
+        queue.droppedBytes += size;
+        return false;
+    }
+    logError(QStringLiteral("%1 socket %2 over its queue limit of %3 bytes, closing it")
+                 .arg(what)
+                 .arg(socket->socketDescriptor())
+                 .arg(limit));
+    queue.closing = true;
+    queue.frames.clear();
+    queue.offset = queue.queued = 0;
+    // Later: the caller may be walking the sockets this closing takes away.
+    QMetaObject::invokeMethod(socket, &QLocalSocket::abort, Qt::QueuedConnection);
+    return false;
 }
 
 void WriteBatch::flush()
@@ -61,7 +109,7 @@ void WriteBatch::flush()
         queue->due = false;
         if (!socket->isValid()) {
             queue->frames.clear();
-            queue->offset = 0;
+            queue->offset = queue->queued = 0;
         } else {
             drain(socket, *queue); // waits for bytesWritten if Qt still holds bytes
         }
@@ -97,6 +145,7 @@ void WriteBatch::writeFrame(QLocalSocket *socket, Queue &queue)
     const Frame frame = std::move(queue.frames.front());
     const qint64 offset = std::exchange(queue.offset, 0);
     queue.frames.pop_front();
+    queue.queued -= frame.size() - offset;
     const qint64 inPayload = offset - frame.header.size();
     if (inPayload >= 0) {
         socket->write(frame.payload.constData() + inPayload, frame.payload.size() - inPayload);
@@ -141,6 +190,7 @@ bool WriteBatch::sendGathered(int fd, Queue &queue)
     while (sent < 0 && errno == EINTR);
     if (sent <= 0)
         return false; // full, or failing: Qt's write path reports errors
+    queue.queued -= sent;
     for (qint64 left = sent; left > 0;) {
         const qint64 rest = queue.frames.front().size() - queue.offset;
         if (left < rest) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "resource_limits.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QObject>
@@ -32,7 +34,12 @@ QByteArray ownedBytes(const QByteArray &bytes);
 class WriteBatch : public QObject
 {
 public:
-    explicit WriteBatch(QObject *parent);
+    // The queue limit and its policy are the channel's (resource_limits.h):
+    // a socket holding more than the limit of unsent bytes has whole frames
+    // dropped (counted and logged once per episode) or is closed, which then
+    // takes the server's normal disconnect path.
+    enum class Channel { Control, Stream };
+    WriteBatch(QObject *parent, Channel channel);
 
     // `header` comes from encodeFrameHeader and may be shared by the sockets of
     // one write; `payload` is kept only if owned (see ownedBytes).
@@ -48,10 +55,16 @@ private:
     struct Queue {
         std::deque<Frame> frames;
         qint64 offset = 0; // already sent of frames.front()
-        bool due = false;  // listed for the end of this pass
+        qint64 queued = 0; // bytes not sent yet, the part Qt holds not included
+        qint64 dropped = 0;
+        qint64 droppedBytes = 0;
+        bool due = false; // listed for the end of this pass
         bool draining = false;
+        bool closing = false;
     };
 
+    // Applies the limit; false if the frame is not to be queued.
+    bool admit(QLocalSocket *socket, Queue &queue, qint64 size);
     void flush();
     void drain(QLocalSocket *socket, Queue &queue);
     // The rest of the front frame, in one write.
@@ -59,6 +72,9 @@ private:
     // Sends what the kernel takes; true if that was all (128 frames at most).
     static bool sendGathered(int fd, Queue &queue);
 
+    const Channel channel;
+    const qint64 limit;
+    const Limits::Policy policy;
     QHash<QLocalSocket *, Queue> queues;
     QVector<QLocalSocket *> due;
 };

@@ -84,7 +84,7 @@ void tst_WriteBatch::synchronousBytesWrittenKeepsOrder()
 {
     Pair pair;
     QVERIFY(pair.connect());
-    WriteBatch batch(nullptr);
+    WriteBatch batch(nullptr, WriteBatch::Channel::Stream);
     pair.write(&batch, QVector<int>(64, 16 << 10).toList());
     QTRY_VERIFY(!pair.socket.taken.isEmpty());
     const QByteArray got = pair.received();
@@ -97,7 +97,7 @@ void tst_WriteBatch::framesLeaveWhole()
 {
     Pair pair;
     QVERIFY(pair.connect());
-    WriteBatch batch(nullptr);
+    WriteBatch batch(nullptr, WriteBatch::Channel::Stream);
     QList<int> sizes;
     for (int i = 0; i < 200; ++i)
         sizes << (i * 7919) % (40 << 10) << 0;
