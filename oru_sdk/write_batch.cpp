@@ -66,11 +66,11 @@ bool WriteBatch::admit(QLocalSocket *socket, Queue &queue, qint64 size)
 {
     // A frame larger than the limit still goes to a socket that holds nothing.
     const qint64 held = queue.queued + socket->bytesToWrite();
-    const QString what = QLatin1String(channel == Channel::Stream ? "stream" : "control");
+    const auto what = [this] { return QLatin1String(channel == Channel::Stream ? "stream" : "control"); };
     if (held == 0 || held + size <= limit) {
         if (queue.dropped > 0) {
             logInfo(QStringLiteral("%1 socket %2 below its queue limit again, %3 frames (%4 bytes) dropped")
-                        .arg(what)
+                        .arg(what())
                         .arg(socket->socketDescriptor())
                         .arg(queue.dropped)
                         .arg(queue.droppedBytes));
@@ -81,14 +81,14 @@ bool WriteBatch::admit(QLocalSocket *socket, Queue &queue, qint64 size)
     if (policy == Limits::Policy::Drop) {
         if (queue.dropped++ == 0)
             logError(QStringLiteral("%1 socket %2 over its queue limit of %3 bytes, dropping frames")
-                         .arg(what)
+                         .arg(what())
                          .arg(socket->socketDescriptor())
                          .arg(limit));
         queue.droppedBytes += size;
         return false;
     }
     logError(QStringLiteral("%1 socket %2 over its queue limit of %3 bytes, closing it")
-                 .arg(what)
+                 .arg(what())
                  .arg(socket->socketDescriptor())
                  .arg(limit));
     queue.closing = true;
