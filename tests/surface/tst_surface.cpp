@@ -162,12 +162,10 @@ private slots:
 
 void tst_Surface::signalObject()
 {
-    QCOMPARE(&DgwSignals::instance(), &DgwSignals::instance());
     QVERIFY(!DgwSignals::instance().parent());
     const QMetaObject &mo = DgwSignals::staticMetaObject;
     QCOMPARE(mo.className(), "oru_sdk::DgwSignals");
     QCOMPARE(mo.superClass(), &QObject::staticMetaObject);
-    QCOMPARE(DgwSignals::instance().metaObject(), &mo);
 
     QStringList actual, actualNamed;
     for (int i = mo.methodOffset(); i < mo.methodCount(); ++i) {
