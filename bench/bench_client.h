@@ -38,6 +38,8 @@ struct StreamJob {
     int readers = 1;      // fast readers
     bool stalled = false; // one more reader that never reads
     bool otherThread = false;
+    bool rawData = false; // the SDK host wraps its buffer with QByteArray::fromRawData
+    bool fresh = false;   // a buffer of its own per write (always with a stalled reader)
     long window = 8 << 20;
 };
 

@@ -3,7 +3,7 @@
 // Unix-socket server; Qt Remote Objects and gRPC servers when built), runs the
 // client side of every scenario here, and prints one Markdown table.
 //
-//   oru_bench [--quick|--full] [--out FILE] [--only rtt,rate,stream,stall,memory]
+//   oru_bench [--quick|--full] [--out FILE] [--only rtt,rate,stream,payload,stall,memory]
 //             [--gateway PATH]   (another build of the SDK host, to measure a change)
 //             [--gateway-env NAME=VALUE]  (environment of the SDK host only, repeatable)
 //   oru_bench --profile callgrind|perf --dir DIR [--requests N]
@@ -66,7 +66,8 @@ struct Gateway {
 };
 
 std::unique_ptr<Gateway> startGateway(const std::string &name, bool errorLevel,
-                                      const std::vector<std::string> &wrapper = {})
+                                      const std::vector<std::string> &wrapper = {},
+                                      const std::vector<std::string> &extraEnv = {})
 {
     auto g = std::make_unique<Gateway>();
     g->target.control = workDir + "/" + name + "-ctl";
@@ -78,6 +79,7 @@ std::unique_ptr<Gateway> startGateway(const std::string &name, bool errorLevel,
     std::vector<std::string> env{"XDG_DATA_HOME=" + workDir + "/data",
                                  errorLevel ? "ORU_LOG_LEVEL=error" : "ORU_LOG_LEVEL="};
     env.insert(env.end(), gatewayEnv.begin(), gatewayEnv.end());
+    env.insert(env.end(), extraEnv.begin(), extraEnv.end());
     if (!g->process.start(argv, env) || !waitForSocket(g->target.control, wrapper.empty() ? 10000 : 120000)
         || !waitForSocket(g->target.stream, 10000)) {
         std::fprintf(stderr, "gateway %s did not start\n", name.c_str());
@@ -444,6 +446,40 @@ void streams(Systems &s, const Settings &set)
     }
 }
 
+// Camera buffers wrapped with QByteArray::fromRawData cost the SDK one copy
+// each (it must not read them after the call); arrays that own their data
+// none. The baseline writes one owned array again and again (always in cache);
+// a new owned array per write is what a host that copies the buffer itself pays.
+void payloads(Systems &s, const Settings &set)
+{
+    section("Host payloads, 1 socket, library's thread, MiB/s (baseline column: one owned array written again and "
+            "again)");
+    const auto sdk = [&](const StreamJob &j) { return sdkStream(s.trace->target, j); };
+    for (const long chunk : {4L << 10, 64L << 10, 1L << 20}) {
+        StreamJob job;
+        job.chunk = chunk;
+        job.total = chunk == (4 << 10) ? set.smallChunkBytes : set.streamBytes;
+        StreamRuns shared, fresh, raw;
+        for (int round = 0; round < set.rounds; ++round) {
+            const pid_t pid = s.trace->process.pid();
+            job.rawData = job.fresh = false;
+            shared.run(sdk, job, job.total, pid);
+            job.rawData = true;
+            raw.run(sdk, job, job.total, pid);
+            job.rawData = false;
+            job.fresh = true;
+            fresh.run(sdk, job, job.total, pid);
+        }
+        const std::string size = chunk >= (1 << 20) ? "1 MiB" : std::to_string(chunk >> 10) + " KiB";
+        add(Row{size + " chunks, raw-data arrays (the SDK copies each once)", fmt(raw.value()), fmt(shared.value()),
+                ratio(raw.value(), shared.value()), "", "", "-", "-"});
+        add(Row{"  ↳ owned arrays, a new one per write (the host copies)", fmt(fresh.value()), fmt(shared.value()),
+                ratio(fresh.value(), shared.value()), "", "", "-", "-"});
+        add(Row{"  gateway CPU ms per GiB, raw-data / new owned", fmt(raw.cpuPerGiB()) + " / " + fmt(fresh.cpuPerGiB()),
+                fmt(shared.cpuPerGiB()), ratio(raw.cpuPerGiB(), shared.cpuPerGiB()), "", "", "-", "-"});
+    }
+}
+
 void stalled(const Systems &s, const Settings &set)
 {
     section("One stalled reader among 3 fast ones, 64 KiB chunks");
@@ -471,6 +507,31 @@ void stalled(const Systems &s, const Settings &set)
     notes.push_back("Stalled reader: each fast reader received " + fmt(job.total / double(1 << 20))
                     + " MiB; the stalled socket never reads, so everything written for it past the kernel's socket "
                       "buffer stays queued in the gateway.");
+
+    // The same with a queue limit: the stalled socket drops frames instead.
+    const long limitMiB = 16;
+    auto limited =
+        startGateway("stall-limit", false, {},
+                     {"ORU_STREAM_QUEUE_LIMIT=" + std::to_string(limitMiB) + "M", "ORU_STREAM_QUEUE_POLICY=drop"});
+    StreamJob unstalled = job;
+    unstalled.stalled = false;
+    unstalled.fresh = true;
+    const long limitBase = rssKiB(limited->process.pid());
+    StreamRuns withStall, without;
+    const auto run = [&](const StreamJob &j) { return sdkStream(limited->target, j); };
+    for (int round = 0; round < set.rounds; ++round) {
+        without.run(run, unstalled, unstalled.total * 3);
+        withStall.run(run, job, job.total * 3);
+    }
+    const double limitRate = withStall.value(), freeRate = without.value();
+    const long limitPeak = peakRssKiB(limited->process.pid());
+    const double growth = (limitPeak - limitBase) / 1024.0;
+    add(Row{"with ORU_STREAM_QUEUE_LIMIT=" + std::to_string(limitMiB)
+                + "M (drop): fast readers' MiB/s (baseline column: same gateway, no stalled reader)",
+            fmt(limitRate), fmt(freeRate), ratio(limitRate, freeRate), ">= 0.8x", yesNo(limitRate >= 0.8 * freeRate),
+            "-", "-"});
+    add(Row{"  gateway peak RSS growth over idle, MiB (baseline column: the limit)", fmt(growth), fmt(limitMiB),
+            ratio(growth, double(limitMiB)), "<= limit + 16 MiB", yesNo(growth <= limitMiB + 16), "-", "-"});
 }
 
 void memory(const Systems &s)
@@ -654,7 +715,7 @@ int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
     Settings set;
-    std::string out, profileTool, profileDir, only = "rtt,rate,stream,stall,memory";
+    std::string out, profileTool, profileDir, only = "rtt,rate,stream,payload,stall,memory";
     int requests = 5000;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
@@ -751,6 +812,8 @@ int main(int argc, char **argv)
         rates(s, set);
     if (wanted("stream"))
         streams(s, set);
+    if (wanted("payload"))
+        payloads(s, set);
     if (wanted("stall"))
         stalled(s, set);
     if (wanted("memory"))

@@ -43,12 +43,18 @@ struct Job {
     qint64 window = 0;
     std::vector<qint64> acked;
     bool otherThread = false;
-    bool fresh = false; // a buffer of its own per write
+    bool fresh = false;   // a buffer of its own per write
+    bool rawData = false; // the buffer wrapped, as camera frames are
     bool scheduled = false;
     std::mutex mutex;
     std::condition_variable wake;
 
-    QByteArray next() const { return fresh ? QByteArray(chunk.constData(), chunk.size()) : chunk; }
+    QByteArray next() const
+    {
+        if (rawData)
+            return QByteArray::fromRawData(chunk.constData(), chunk.size());
+        return fresh ? QByteArray(chunk.constData(), chunk.size()) : chunk;
+    }
     qint64 slowest() const { return *std::min_element(acked.begin(), acked.end()); }
     bool mayWrite() const { return written < total && written - slowest() < window; }
 };
@@ -84,6 +90,7 @@ private:
             job->acked.assign(size_t(std::max(1, f[5].toInt())), 0);
             job->window = f[6].toLongLong();
             job->fresh = f.value(7) == QLatin1String("fresh");
+            job->rawData = f.value(7) == QLatin1String("raw");
             Job *j = job.get();
             jobs[f[1]] = std::move(job);
             if (j->otherThread)

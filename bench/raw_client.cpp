@@ -32,7 +32,9 @@ std::string writeCommand(const StreamJob &job)
 {
     return "write " + job.device + " " + std::to_string(job.chunk) + " " + std::to_string(job.total) + " "
         + (job.otherThread ? "1 " : "0 ") + std::to_string(job.readers) + " " + std::to_string(job.window)
-        + (job.stalled ? " fresh" : "");
+        + (job.stalled       ? " fresh"
+               : job.rawData ? " raw"
+                             : "");
 }
 
 std::string commandPayload(const Target &t, const std::string &text)

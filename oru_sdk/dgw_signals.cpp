@@ -4,6 +4,7 @@
 #include "message_signals.h"
 #include "stream_worker.h"
 #include "types_p.h"
+#include "write_batch.h"
 
 #include <oru_sdk_kit/oru_log.h>
 
@@ -160,7 +161,8 @@ void push_file_transfer_progress(const FileTransferProgress &progress)
 }
 void write_stream_data(unsigned int streamId, const QByteArray &data)
 {
-    emit out().signalWriteStreamData(streamId, data);
+    // Copied here if the host still owns the buffer: a queued call reads it later.
+    emit out().signalWriteStreamData(streamId, ownedBytes(data));
 }
 void push_stream_event_msg(unsigned int streamId, StreamEvent event)
 {

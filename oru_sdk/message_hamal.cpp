@@ -408,7 +408,7 @@ void MessageHamal::push(void (MessageSignals::*signal)(Args...), MessageType typ
 void MessageHamal::pushText(void (MessageSignals::*signal)(const QString &), MessageType type, const char *text)
 {
     connect(&MessageSignals::instance(), signal, this, [=, line = QString::fromLatin1(text)](const QString &devId) {
-        server->sendMessage(-1, type, devId.toUtf8());
+        server->sendMessage(-1, type, wire::utf8Bytes(devId));
         logTrace(line);
     });
 }

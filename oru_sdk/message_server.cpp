@@ -18,7 +18,7 @@ MessageServer::MessageServer(const QString &serverName, QObject *parent)
     : QObject(parent)
     , server(new QLocalServer(this))
     , listenGuard(new ListenGuard(server, serverName))
-    , writes(new WriteBatch(this))
+    , writes(new WriteBatch(this, WriteBatch::Channel::Control))
 {
     connect(server, &QLocalServer::newConnection, this, &MessageServer::slotNewConnection);
 }

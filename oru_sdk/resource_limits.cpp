@@ -29,10 +29,17 @@ struct Reader {
         QByteArray digits = raw;
         qint64 unit = 1;
         switch (QChar::toUpper(uint(uchar(raw.back())))) {
-        case 'K': unit = qint64(1) << 10; break;
-        case 'M': unit = qint64(1) << 20; break;
-        case 'G': unit = qint64(1) << 30; break;
-        default: break;
+        case 'K':
+            unit = qint64(1) << 10;
+            break;
+        case 'M':
+            unit = qint64(1) << 20;
+            break;
+        case 'G':
+            unit = qint64(1) << 30;
+            break;
+        default:
+            break;
         }
         if (unit != 1)
             digits.chop(1);

@@ -20,7 +20,7 @@ StreamServer::StreamServer(const QString &serverName, QObject *parent)
     : QObject(parent)
     , localServer(new QLocalServer(this))
     , listenGuard(new ListenGuard(localServer, serverName))
-    , writes(new WriteBatch(this))
+    , writes(new WriteBatch(this, WriteBatch::Channel::Stream))
 {
     connect(localServer, &QLocalServer::newConnection, this, &StreamServer::slotNewConnection);
 }

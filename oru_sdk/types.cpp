@@ -28,7 +28,7 @@ void registerAll()
     qRegisterMetaType<DelFaceCondition>("DelFaceCondition");
     qRegisterMetaType<GetFaceDetectRecordsCondition>("GetFaceDetectRecordsCondition");
     qRegisterMetaType<SetDevNetCondition>("SetDevNetCondition");
-    qRegisterMetaType<ChannelId>("ChannelId"); // a QPair: also gets the pair converter
+    qRegisterMetaType<ChannelId>("ChannelId"); // an alias of Qt's QPair<QString,int>, pair converter included
     qRegisterMetaType<ModifyDevNameCondition>("ModifyDevNameCondition");
     qRegisterMetaType<DevUpgradeCondtition>("DevUpgradeCondtition");
     qRegisterMetaType<ModifyDevAccountCondition>("ModifyDevAccountCondition");

@@ -59,6 +59,7 @@ void writeTalk(const C &r, proto::TalkOperReq *m)
 QString text(const std::string &s) { return QString::fromUtf8(s.c_str()); }
 std::string utf8(const QString &s) { return s.toStdString(); }
 QByteArray bytes(const std::string &s) { return QByteArray::fromStdString(s); }
+QByteArray utf8Bytes(const QString &s) { return bytes(utf8(s)); }
 std::string rawBytes(const QByteArray &b) { return b.toStdString(); }
 QDateTime dateTime(const std::string &s) { return QDateTime::fromString(text(s), kDateTimeFormat); }
 std::string dateTimeText(const QDateTime &t) { return utf8(t.toString(kDateTimeFormat)); }

@@ -25,6 +25,9 @@ extern const QString kDateFormat;     // "yyyy-MM-dd"
 QString text(const std::string &s); // UTF-8 up to the first zero byte
 std::string utf8(const QString &s);
 QByteArray bytes(const std::string &s); // every byte
+// A text as a plain payload, UTF-8 like utf8(): empty for a null QString too,
+// never the null array whose count on the wire is 0xFFFFFFFF.
+QByteArray utf8Bytes(const QString &s);
 std::string rawBytes(const QByteArray &b);
 QDateTime dateTime(const std::string &s); // invalid when the text does not match
 std::string dateTimeText(const QDateTime &t);

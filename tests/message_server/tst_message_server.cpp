@@ -44,6 +44,7 @@ private slots:
     void initTestCase() { oru_test::startSdk(); }
 
     void staleEndpointIsReplaced();
+    void liveNamesAreLeftAlone();
     void laterInitChangesNothing();
     void exitBeforeHelloDoesNothing();
     void frameFromUnknownTypeIsIgnored();
@@ -58,6 +59,44 @@ void tst_MessageServer::staleEndpointIsReplaced()
     Connection control, stream;
     QVERIFY(oru_test::connectControl(&control));
     QVERIFY(oru_test::connectStream(&stream));
+}
+
+// A second gateway started on our names, as a new user might: it must not
+// take them, and we stay reachable while it runs and after it has gone.
+void tst_MessageServer::liveNamesAreLeftAlone()
+{
+#ifdef ORU_SIM_BIN
+    const auto &sdk = oru_test::startSdk();
+    QTemporaryDir home;
+    QProcess second;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("XDG_DATA_HOME"), home.path());
+    second.setProcessEnvironment(env);
+    second.start(QStringLiteral(ORU_SIM_BIN),
+                 {QStringLiteral("--message-server"), sdk.messageServer, QStringLiteral("--stream-server"),
+                  sdk.streamServer, QStringLiteral("--log-dir"), QStringLiteral("logs"), QStringLiteral("--quiet")});
+    QVERIFY(second.waitForStarted());
+    const auto secondLog = [&] {
+        QDirIterator it(home.path(), {QStringLiteral("oru.dgw.log")}, QDir::Files, QDirIterator::Subdirectories);
+        QFile file(it.hasNext() ? it.next() : QString());
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    };
+    for (const QString &name : {sdk.messageServer, sdk.streamServer}) {
+        const QString line =
+            QStringLiteral("local server name %1 is in use by a running server, not listening").arg(name);
+        QTRY_COMPARE_WITH_TIMEOUT(secondLog().count(line), 1, 10000);
+    }
+    const auto reachable = [] {
+        Connection control, stream;
+        return connectNamed(&control, false) != QString() && oru_test::connectStream(&stream);
+    };
+    QVERIFY(reachable());
+    second.terminate();
+    QVERIFY(second.waitForFinished());
+    QVERIFY(reachable());
+#else
+    QSKIP("needs the simulated gateway");
+#endif
 }
 
 void tst_MessageServer::laterInitChangesNothing()

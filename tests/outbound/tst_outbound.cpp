@@ -757,6 +757,8 @@ private slots:
 
     void everySlot_data();
     void everySlot();
+    void emptyTextsAreEmptyPayloads_data();
+    void emptyTextsAreEmptyPayloads();
     void answerToDepartedRequester();
     void pushesFromAnotherThreadArriveQueuedInOrder();
     void answerFromAnotherThreadReachesAsker();
@@ -900,6 +902,31 @@ void tst_Outbound::everySlot()
     for (int i = 0; s.log && i < s.calls; ++i)
         expectedLines << QStringLiteral("trace ") + QLatin1String(s.log);
     QCOMPARE(threaded ? cursor.levelLines() : lines, expectedLines);
+}
+
+void tst_Outbound::emptyTextsAreEmptyPayloads_data()
+{
+    QTest::addColumn<int>("push");
+    QTest::addColumn<QString>("devId");
+    for (int push : {41, 84}) {
+        QTest::addRow("%d null", push) << push << QString();
+        QTest::addRow("%d empty", push) << push << QStringLiteral("");
+    }
+}
+
+// A null QString is an empty text on the wire: payload count 0, never the
+// 0xFFFFFFFF of a null array.
+void tst_Outbound::emptyTextsAreEmptyPayloads()
+{
+    QFETCH(int, push);
+    QFETCH(QString, devId);
+    QVERIFY(ensureClients());
+    (push == 41 ? push_dev_p2p_success : upload_upgrade_file_finished)(devId);
+    const Received got = collect();
+    QCOMPARE(got.others.size(), 1);
+    QCOMPARE(int(got.others.first().type), push);
+    QVERIFY(!got.others.first().payload.isNull());
+    QVERIFY(got.others.first().payload.isEmpty());
 }
 
 void tst_Outbound::answerToDepartedRequester()

@@ -195,9 +195,13 @@ private slots:
     void writesFromAnotherThreadKeepOrder();
     void largeChunksArriveIntact_data();
     void largeChunksArriveIntact();
+    void reusedHostBuffersArriveAsWritten_data();
+    void reusedHostBuffersArriveAsWritten();
     void listenerSurvivesAcceptFailure();
 
     void mainClientExitClosesStreamListener();
+    // With a queue limit set in the environment (see tests/CMakeLists.txt).
+    void stalledViewerOverLimit();
 };
 
 void tst_Stream::liveStreamId_data()
@@ -843,6 +847,59 @@ void tst_Stream::largeChunksArriveIntact()
     receivesAll(&b);
 }
 
+void tst_Stream::reusedHostBuffersArriveAsWritten_data()
+{
+    QTest::addColumn<bool>("otherThread");
+    QTest::addColumn<bool>("stall");
+    for (bool otherThread : {false, true}) {
+        for (bool stall : {false, true}) {
+            QTest::addRow("%s thread, %s reader", otherThread ? "other" : "library", stall ? "stalled" : "fast")
+                << otherThread << stall;
+        }
+    }
+}
+
+// A camera SDK hands out a buffer, the host wraps it without a copy and gives
+// it back (here: overwrites it) as soon as write_stream_data returns.
+void tst_Stream::reusedHostBuffersArriveAsWritten()
+{
+    QFETCH(bool, otherThread);
+    QFETCH(bool, stall);
+    Connection a, b;
+    const StreamId id = openShared(&a, &b, QStringLiteral("raw %1 %2").arg(otherThread).arg(stall));
+    QVERIFY(id != 0);
+    std::optional<QSignalBlocker> stalled;
+    if (stall) {
+        b.localSocket()->setReadBufferSize(1);
+        stalled.emplace(b.localSocket());
+    }
+    const QList<int> sizes{13, 4 << 10, 64 << 10, 1 << 20, 7};
+    const auto expected = [&](int i) { return QByteArray(sizes.at(i % sizes.size()), char('a' + i % 26)); };
+    const int count = 40;
+    QByteArray buffer(1 << 20, Qt::Uninitialized); // outlives the test's reading
+    const auto host = [&] {
+        for (int i = 0; i < count; ++i) {
+            const QByteArray frame = expected(i);
+            memcpy(buffer.data(), frame.constData(), size_t(frame.size()));
+            oru_sdk::write_stream_data(id, QByteArray::fromRawData(buffer.constData(), frame.size()));
+            buffer.fill('#');
+        }
+    };
+    if (otherThread)
+        std::thread(host).join();
+    else
+        host();
+    stalled.reset();
+    b.localSocket()->setReadBufferSize(0);
+    for (Connection *c : {&a, &b}) {
+        for (int i = 0; i < count; ++i) {
+            Frame frame;
+            QVERIFY(c->waitForFrame(&frame, 20000));
+            QVERIFY2(frame.payload == expected(i), qPrintable(QString::number(i)));
+        }
+    }
+}
+
 // Runs last among the shared tests: if it fails, the stream listener stays closed.
 void tst_Stream::listenerSurvivesAcceptFailure()
 {
@@ -916,6 +973,68 @@ void tst_Stream::mainClientExitClosesStreamListener()
     stream.disconnectFromServer();
     QTRY_COMPARE(gone.count(), 1);
     QCOMPARE(gone.at(0).at(0).toUInt(), id);
+}
+
+// A fast viewer and a stalled one share a stream; the stalled one goes over
+// its queue limit. `drop`: it loses whole frames, then recovers; `close`: it is
+// closed and leaves as any viewer does. The fast one never loses a frame.
+void tst_Stream::stalledViewerOverLimit()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    const bool drop = qgetenv("ORU_STREAM_QUEUE_POLICY") == "drop";
+    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
+    oru_test::LogCursor cursor;
+    Connection fast, stalled;
+    const StreamId id = openShared(&fast, &stalled, QStringLiteral("limit"));
+    QVERIFY(id != 0);
+    std::optional<QSignalBlocker> blocked;
+    stalled.localSocket()->setReadBufferSize(1);
+    blocked.emplace(stalled.localSocket());
+    const auto chunk = [](int i) {
+        QByteArray bytes(64 << 10, char(i));
+        qToBigEndian<qint32>(i, bytes.data());
+        return bytes;
+    };
+    // At a camera's pace: the fast viewer has each frame before the next.
+    int sent = 0;
+    for (; sent < 100; ++sent) {
+        oru_sdk::write_stream_data(id, chunk(sent));
+        QVERIFY(QTest::qWaitFor([&] { return fast.pendingFrames() > sent; }));
+    }
+    const QList<Frame> all = fast.collectFrames(0);
+    QCOMPARE(all.size(), sent);
+    for (int i = 0; i < sent; ++i)
+        QVERIFY(all.at(i).payload == chunk(i));
+    QCOMPARE(gone.count(), 0);
+    blocked.reset();
+    stalled.localSocket()->setReadBufferSize(0);
+    if (!drop) {
+        QVERIFY(stalled.waitForDisconnected());
+        QCOMPARE(cursor.lines().filter(QStringLiteral("over its queue limit of 1048576 bytes, closing it")).size(), 1);
+        fast.disconnectFromServer();
+        QTRY_COMPARE(ids(gone), QList<StreamId>{id}); // once, when the last viewer left
+        return;
+    }
+    // Whole frames, in order, a gap where it was over the limit.
+    QList<Frame> got = stalled.collectFrames(300);
+    QVERIFY(got.size() > 4 && got.size() < sent);
+    int last = -1;
+    for (const Frame &frame : qAsConst(got)) {
+        const int i = qFromBigEndian<qint32>(frame.payload.constData());
+        QVERIFY(i > last && frame.payload == chunk(i));
+        last = i;
+    }
+    // It reads again: the next frame reaches it, and the episode is told once.
+    oru_sdk::write_stream_data(id, chunk(sent));
+    QVERIFY(receivesOnly(&stalled, chunk(sent)));
+    const int dropped = sent - got.size();
+    const QStringList lines = cursor.lines().filter(QStringLiteral("queue limit"));
+    QCOMPARE(lines.size(), 2);
+    QVERIFY(lines.at(0).endsWith(QStringLiteral("over its queue limit of 1048576 bytes, dropping frames")));
+    QVERIFY(lines.at(1).endsWith(QStringLiteral("below its queue limit again, %1 frames (%2 bytes) dropped")
+                                     .arg(dropped)
+                                     .arg(dropped * ((64 << 10) + 13))));
+    QCOMPARE(gone.count(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_Stream)

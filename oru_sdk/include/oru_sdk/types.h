@@ -18,7 +18,8 @@ namespace oru_sdk {
 
 /// Names one media stream.
 typedef unsigned int StreamId;
-/// One channel of one device: device id, channel index.
+/// One channel of one device: device id, channel index. The same meta-type
+/// as QPair<QString, int>, under either name.
 typedef QPair<QString, int> ChannelId;
 
 // ---- Enumerations (travel as int32; any int value may arrive) ----
@@ -805,7 +806,9 @@ inline auto operator!=(const T &a, const T &b) -> decltype(tied(a) == tied(b))
 
 } // namespace oru_sdk
 
-Q_DECLARE_METATYPE(oru_sdk::ChannelId)
+// ChannelId needs no declaration: Qt declares QPair types itself (declaring the
+// typedef would redefine Qt's own QMetaTypeId<QPair<QString, int>>); the name
+// "ChannelId" is registered as an alias of it at start-up.
 Q_DECLARE_METATYPE(oru_sdk::DevStatus)
 Q_DECLARE_METATYPE(oru_sdk::PTZOperation)
 Q_DECLARE_METATYPE(oru_sdk::PTZAction)
