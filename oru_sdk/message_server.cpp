@@ -52,6 +52,7 @@ void MessageServer::slotSocketReadyRead()
     const qintptr socketName = *name;
     // A host slot may spin a nested event loop in which this socket goes away:
     // read with a local length and a guarded pointer, never into the maps.
+    const SocketRelease::Reading reading(&release, socket);
     const QPointer<QLocalSocket> alive(socket);
     const auto known = [&] { return alive && sockets.value(socketName) == socket; };
     qint64 pending = pendingLengths.value(socketName);
@@ -110,7 +111,7 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
         if (onNameReleased)
             onNameReleased(socketName);
     }
-    s->deleteLater();
+    release.release(s);
     logInfo(QStringLiteral("socket disconnect from server: %1").arg(socketName));
 }
 

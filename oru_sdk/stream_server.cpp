@@ -64,6 +64,7 @@ void StreamServer::slotSocketReadyRead()
     auto *socket = qobject_cast<QLocalSocket *>(sender());
     if (!socket || !pendingBlockSizes.contains(socket))
         return;
+    const SocketRelease::Reading reading(&release, socket);
     const QPointer<QLocalSocket> alive(socket);
     qint64 pending = pendingBlockSizes.value(socket);
     readFrames(socket, pending, [&](MessageType type, const QByteArray &payload) {
@@ -84,7 +85,7 @@ void StreamServer::slotSocketDisConnected()
     if (joined.isEmpty())
         return;
     pendingBlockSizes.remove(socket);
-    socket->deleteLater();
+    release.release(socket);
     // The stream named by the socket's property first, as the host expects.
     QList<StreamId> order{socket->property(kStreamIdProperty).toUInt()};
     for (StreamId id : joined) {

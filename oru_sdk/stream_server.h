@@ -1,6 +1,7 @@
 #pragma once
 
 #include "message_type.h"
+#include "socket_release.h"
 
 #include <oru_sdk/types.h>
 
@@ -47,6 +48,7 @@ private:
     // Every stream a socket joined; a socket that opens a second stream stays
     // in the first one too, and must leave both when it goes.
     QHash<QLocalSocket *, QSet<StreamId>> memberships;
+    SocketRelease release;
     ListenGuard *listenGuard;
     WriteBatch *writes;
 };

@@ -1,8 +1,12 @@
 #include "sdk_fixture.h"
 
+#include "oru_message.pb.h"
+
 #include <oru_sdk/dgw_signals.h>
 
 #include <QtTest>
+
+#include <memory>
 
 using oru_client::Connection;
 using oru_sdk::DgwSignals;
@@ -28,6 +32,13 @@ QString connectNamed(Connection *connection, bool hello)
     return seen ? name : QString();
 }
 
+QByteArray devNetRequest(const QString &id)
+{
+    oru_sdk_proto::DevNetGetReq m;
+    m.set_request_id(id.toStdString());
+    return QByteArray::fromStdString(m.SerializeAsString());
+}
+
 bool refusesConnections(const QString &server)
 {
     Connection probe;
@@ -51,6 +62,13 @@ private slots:
     void exitByDisconnect();
     void exitByFrame();
     void secondHelloMovesRole();
+    void clientLeavesWhileHostWaits_data();
+    void clientLeavesWhileHostWaits();
+
+private:
+    // Kept across the rows of clientLeavesWhileHostWaits.
+    std::unique_ptr<Connection> mainClient, bystander;
+    QString mainName;
 };
 
 void tst_MessageServer::staleEndpointIsReplaced()
@@ -190,6 +208,61 @@ void tst_MessageServer::secondHelloMovesRole()
     late.sendFrame(MessageType::SearchDevsCmd);
     QTest::qWait(100);
     QVERIFY(late.isConnected());
+}
+
+void tst_MessageServer::clientLeavesWhileHostWaits_data()
+{
+    QTest::addColumn<bool>("mainLeaves");
+    QTest::addColumn<bool>("eventLoop");
+    QTest::newRow("control socket, QEventLoop") << false << true;
+    QTest::newRow("control socket, processEvents") << false << false;
+    // Ends the servers, so it comes last.
+    QTest::newRow("main client, QEventLoop") << true << true;
+}
+
+// The host asks its device before answering and waits in a local loop; the
+// asking client leaves meanwhile while another one keeps sending.
+void tst_MessageServer::clientLeavesWhileHostWaits()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    QFETCH(bool, mainLeaves);
+    QFETCH(bool, eventLoop);
+    if (!mainClient) {
+        mainClient = std::make_unique<Connection>();
+        bystander = std::make_unique<Connection>();
+        mainName = connectNamed(mainClient.get(), true);
+        QVERIFY(!mainName.isEmpty() && !connectNamed(bystander.get(), false).isEmpty());
+    }
+    Connection control;
+    Connection *asker = mainLeaves ? mainClient.get() : &control;
+    const QString name = mainLeaves ? mainName : connectNamed(&control, false);
+    QVERIFY(!name.isEmpty());
+
+    oru_test::LogCursor cursor;
+    bool waited = false;
+    const auto host = connect(&DgwSignals::instance(), &DgwSignals::signalGetDevNetReq, this, [&](const QString &id) {
+        if (!std::exchange(waited, true)) {
+            asker->disconnectFromServer();
+            bystander->sendFrame(MessageType::SearchDevsCmd);
+            oru_test::SocketDeletions deletions;
+            QVERIFY(oru_test::waitInLocalLoop(eventLoop, [&] {
+                return cursor.lines().contains(QStringLiteral("socket disconnect from server: ") + name);
+            }));
+            QCOMPARE(deletions.count, 0);
+        }
+        oru_sdk::get_dev_net_res({id, 0, QString()}, {});
+    });
+    asker->sendFrame(MessageType::GetDevNetReq, devNetRequest(QStringLiteral("waiting")));
+    QTRY_VERIFY(waited);
+    for (int i = 0; i < 5; ++i) {
+        const QString id = QString::number(i);
+        bystander->sendFrame(MessageType::GetDevNetReq, devNetRequest(id));
+        oru_client::Frame frame;
+        QVERIFY(bystander->waitForFrame(&frame));
+        QCOMPARE(frame.type, MessageType::GetDevNetRes);
+        QVERIFY(frame.payload.contains(id.toUtf8()));
+    }
+    disconnect(host);
 }
 
 QTEST_GUILESS_MAIN(tst_MessageServer)

@@ -196,6 +196,8 @@ private slots:
     void largeChunksArriveIntact_data();
     void largeChunksArriveIntact();
     void listenerSurvivesAcceptFailure();
+    void viewerLeavesWhileHostWaits_data();
+    void viewerLeavesWhileHostWaits();
 
     void mainClientExitClosesStreamListener();
 };
@@ -884,6 +886,45 @@ void tst_Stream::listenerSurvivesAcceptFailure()
 #else
     QSKIP("needs descriptor limits");
 #endif
+}
+
+void tst_Stream::viewerLeavesWhileHostWaits_data()
+{
+    QTest::addColumn<bool>("eventLoop");
+    QTest::newRow("QEventLoop") << true;
+    QTest::newRow("processEvents") << false;
+}
+
+// The host asks its device before answering and waits in a local loop; the
+// viewer gives up meanwhile while another one keeps asking.
+void tst_Stream::viewerLeavesWhileHostWaits()
+{
+    QFETCH(bool, eventLoop);
+    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
+    auto leaver = std::make_unique<Connection>();
+    Connection other, newcomers[3];
+    QVERIFY(attach(leaver.get()) && attach(&other));
+    bool waited = false;
+    const auto wait = connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, this, [&] {
+        if (std::exchange(waited, true))
+            return;
+        leaver->disconnectFromServer();
+        other.sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-other"), 1, 0));
+        oru_test::SocketDeletions deletions;
+        QVERIFY(oru_test::waitInLocalLoop(eventLoop, [&] { return gone.count() == 1; }));
+        for (auto &c : newcomers)
+            QVERIFY(attach(&c));
+        QCOMPARE(deletions.count, 0);
+    });
+    leaver->sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-leaver"), 1, 0));
+    QTRY_COMPARE(gone.count(), 1);
+    disconnect(wait);
+    const StreamId otherId = expectedLiveId(QStringLiteral("waiting-other"), 1, 0);
+    for (int i = 0; i < 5; ++i) {
+        QCOMPARE(open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-other"), 1, 0)), otherId);
+        oru_sdk::write_stream_data(otherId, QByteArray::number(i));
+        QVERIFY(receivesOnly(&other, QByteArray::number(i)));
+    }
 }
 
 void tst_Stream::mainClientExitClosesStreamListener()
