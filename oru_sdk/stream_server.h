@@ -30,6 +30,8 @@ public:
 
     void addStreamSocket(StreamId streamId, QLocalSocket *socket);
     void writeToStream(StreamId streamId, MessageType type, const QByteArray &data);
+    // Whether some socket watches the stream.
+    bool hasStream(StreamId streamId) const { return streamSockets.contains(streamId); }
     void close();
 
 signals:

@@ -168,6 +168,8 @@ private slots:
     void liveStreamId_data();
     void liveStreamId();
     void equalLiveRequestsShareOneStream();
+    void collidingChannelsGetTheirOwnStreams_data();
+    void collidingChannelsGetTheirOwnStreams();
     void playbackByFile();
     void playbackByTime_data();
     void playbackByTime();
@@ -259,6 +261,46 @@ void tst_Stream::equalLiveRequestsShareOneStream()
     oru_sdk::write_stream_data(otherId, "other");
     QVERIFY(receivesOnly(&other, "other"));
     QCOMPARE(a.collectFrames(50).size() + b.collectFrames(0).size(), 0);
+}
+
+void tst_Stream::collidingChannelsGetTheirOwnStreams_data()
+{
+    QTest::addColumn<QString>("devA");
+    QTest::addColumn<int>("channelA");
+    QTest::addColumn<int>("typeA");
+    QTest::addColumn<QString>("devB");
+    QTest::addColumn<int>("channelB");
+    QTest::addColumn<int>("typeB");
+    // Written one after the other, both give the same text.
+    QTest::newRow("device and channel") << "nvr1" << 12 << 0 << "nvr11" << 2 << 0;
+    QTest::newRow("numeric device") << "1" << 11 << 0 << "11" << 1 << 0;
+    QTest::newRow("channel and type") << "cam2" << 1 << 10 << "cam21" << 1 << 0;
+}
+
+void tst_Stream::collidingChannelsGetTheirOwnStreams()
+{
+    QFETCH(QString, devA);
+    QFETCH(int, channelA);
+    QFETCH(int, typeA);
+    QFETCH(QString, devB);
+    QFETCH(int, channelB);
+    QFETCH(int, typeB);
+    QCOMPARE(expectedLiveId(devA, channelA, typeA), expectedLiveId(devB, channelB, typeB));
+    Connection a, b, b2;
+    QVERIFY(attach(&a) && attach(&b) && attach(&b2));
+    const StreamId idA = open(&a, MessageType::LiveVideoConnReq, liveReq(devA, channelA, typeA));
+    QCOMPARE(idA, expectedLiveId(devA, channelA, typeA));
+    oru_test::LogCursor cursor;
+    const StreamId idB = open(&b, MessageType::LiveVideoConnReq, liveReq(devB, channelB, typeB));
+    QVERIFY(idB != idA && idB != 0);
+    QCOMPARE(cursor.lines().filter(QStringLiteral("is held by another channel")).size(), 1);
+    // The same channel again still shares its stream.
+    QCOMPARE(open(&b2, MessageType::LiveVideoConnReq, liveReq(devB, channelB, typeB)), idB);
+
+    oru_sdk::write_stream_data(idA, "camera A");
+    oru_sdk::write_stream_data(idB, "camera B");
+    QVERIFY(receivesOnly(&a, "camera A"));
+    QVERIFY(receivesOnly(&b, "camera B") && receivesOnly(&b2, "camera B"));
 }
 
 void tst_Stream::playbackByFile()
