@@ -91,6 +91,9 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
 {
     if (!s)
         return;
+    // Answers of this pass still wait for its end; a host that quits on the
+    // exit signal would never see them leave.
+    writes->sendNow(s);
     if (s == msgSocket) {
         msgSocket = nullptr;
         listenGuard->close();

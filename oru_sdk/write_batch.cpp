@@ -40,6 +40,21 @@ void WriteBatch::append(QLocalSocket *socket, const QByteArray &header, const QB
     }
 }
 
+void WriteBatch::sendNow(QLocalSocket *socket)
+{
+    const auto queue = queues.find(socket);
+    if (queue == queues.end() || !socket->isValid())
+        return;
+    if (socket->bytesToWrite() == 0)
+        drain(socket, *queue);
+    for (const Part &part : queue->parts) {
+        socket->write(part.bytes.constData() + queue->offset, part.bytes.size() - queue->offset);
+        queue->offset = 0;
+    }
+    queue->parts.clear();
+    socket->flush();
+}
+
 void WriteBatch::flush()
 {
     const QVector<QLocalSocket *> sockets = std::exchange(due, {});

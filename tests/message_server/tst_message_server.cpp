@@ -62,6 +62,7 @@ private slots:
     void exitByDisconnect();
     void exitByFrame();
     void secondHelloMovesRole();
+    void answerBeforeExitFrameIsSent();
     void clientLeavesWhileHostWaits_data();
     void clientLeavesWhileHostWaits();
 
@@ -208,6 +209,34 @@ void tst_MessageServer::secondHelloMovesRole()
     late.sendFrame(MessageType::SearchDevsCmd);
     QTest::qWait(100);
     QVERIFY(late.isConnected());
+}
+
+// [hello][request][exit] in one write, to a host that answers at once and
+// ends its process on the exit signal: the answer must be out by then.
+void tst_MessageServer::answerBeforeExitFrameIsSent()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    Connection main;
+    QVERIFY(oru_test::connectControl(&main));
+    const auto answer = connect(&DgwSignals::instance(), &DgwSignals::signalGetDevNetReq, this, [](const QString &id) {
+        oru_sdk::get_dev_net_res({id, 0, QString()}, {});
+    });
+    QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
+    bool answeredFirst = false;
+    const auto exit = connect(&DgwSignals::instance(), &DgwSignals::signalMainClientExit, this, [&] {
+        // What a host that quits here leaves behind is all the client gets.
+        answeredFirst = main.localSocket()->waitForReadyRead(1000);
+    });
+    main.sendRaw(oru_sdk::encodeFrame(MessageType::MainClientHello, {})
+                 + oru_sdk::encodeFrame(MessageType::GetDevNetReq, devNetRequest(QStringLiteral("last words")))
+                 + oru_sdk::encodeFrame(MessageType::MainClientExit, {}));
+    QTRY_COMPARE(exits.count(), 1);
+    QVERIFY(answeredFirst);
+    oru_client::Frame frame;
+    QVERIFY(main.waitForFrame(&frame, 0));
+    QCOMPARE(frame.type, MessageType::GetDevNetRes);
+    disconnect(answer);
+    disconnect(exit);
 }
 
 void tst_MessageServer::clientLeavesWhileHostWaits_data()
