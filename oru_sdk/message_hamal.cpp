@@ -3,6 +3,7 @@
 #include "message_server.h"
 #include "message_signals.h"
 #include "oru_message.pb.h"
+#include "resource_limits.h"
 #include "sdk_log.h"
 #include "wire_convert.h"
 #include "wire_message.h"
@@ -350,6 +351,8 @@ void MessageHamal::start(const QString &serverName)
     // An answer whose asker has gone is still found, dropped and logged, but
     // never sent to a later connection that reuses the asker's descriptor.
     server->onNameReleased = [this](qintptr socketName) { pendingRequests.release(socketName); };
+    pendingRequests.maxPerConnection = Limits::current().maxPendingPerConnection;
+    pendingRequests.maxTotal = Limits::current().maxPendingTotal;
     connect(server, &MessageServer::signalMessageComing, this, &MessageHamal::slotMessageComing);
     connectOutbound();
 }

@@ -1,5 +1,7 @@
 #include "pending_requests.h"
 
+#include "sdk_log.h"
+
 namespace oru_sdk {
 
 void PendingRequests::insert(const QString &id, qintptr socketName)
@@ -9,7 +11,27 @@ void PendingRequests::insert(const QString &id, qintptr socketName)
         forget(*old);
     const quint64 order = nextOrder++;
     byId.insert(id, {socketName, order});
-    byConnection[socketName].insert(order, id);
+    QMap<quint64, QString> &mine = byConnection[socketName];
+    mine.insert(order, id);
+    if (maxPerConnection > 0 && mine.size() > maxPerConnection)
+        dropOldest(socketName);
+    if (maxTotal > 0 && byId.size() > maxTotal)
+        dropOldest(byConnection.contains(kGone) ? kGone : socketName);
+}
+
+void PendingRequests::dropOldest(qintptr socketName)
+{
+    const auto ids = byConnection.find(socketName);
+    const auto oldest = ids->begin();
+    byId.remove(*oldest);
+    ids->erase(oldest);
+    if (ids->isEmpty())
+        byConnection.erase(ids);
+    // Counted, not logged one by one: a flood must not rotate the log away.
+    ++dropped;
+    if ((dropped & (dropped - 1)) == 0)
+        logInfo(QStringLiteral("pending requests over the limit: %1 dropped so far, their answers go nowhere")
+                    .arg(dropped));
 }
 
 bool PendingRequests::take(const QString &id, qintptr *socketName)

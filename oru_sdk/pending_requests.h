@@ -25,17 +25,25 @@ public:
 
     int size() const { return int(byId.size()); }
 
+    // Most entries per connection and in all (0 = no limit). Over the first,
+    // the connection's oldest entry goes; over the second, the oldest entry
+    // of a departed connection, or if there is none the asker's own oldest.
+    int maxPerConnection = 0;
+    int maxTotal = 0;
+
 private:
     struct Entry {
         qintptr socketName;
         quint64 order;
     };
     void forget(const Entry &entry);
+    void dropOldest(qintptr socketName);
 
     QHash<QString, Entry> byId;
     // Per connection (kGone for those that left), its ids oldest first.
     QHash<qintptr, QMap<quint64, QString>> byConnection;
     quint64 nextOrder = 0;
+    quint64 dropped = 0;
 };
 
 } // namespace oru_sdk

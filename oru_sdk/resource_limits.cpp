@@ -3,6 +3,7 @@
 #include "sdk_log.h"
 
 #include <QByteArray>
+#include <QLocalSocket>
 #include <QString>
 
 namespace oru_sdk {
@@ -29,10 +30,17 @@ struct Reader {
         QByteArray digits = raw;
         qint64 unit = 1;
         switch (QChar::toUpper(uint(uchar(raw.back())))) {
-        case 'K': unit = qint64(1) << 10; break;
-        case 'M': unit = qint64(1) << 20; break;
-        case 'G': unit = qint64(1) << 30; break;
-        default: break;
+        case 'K':
+            unit = qint64(1) << 10;
+            break;
+        case 'M':
+            unit = qint64(1) << 20;
+            break;
+        case 'G':
+            unit = qint64(1) << 30;
+            break;
+        default:
+            break;
         }
         if (unit != 1)
             digits.chop(1);
@@ -106,6 +114,33 @@ Limits Limits::fromEnvironment(bool logProblems)
     limits.maxPendingTotal = read.count("ORU_MAX_PENDING_TOTAL", 100000);
     limits.releaseEarlySockets = read.flag("ORU_RELEASE_EARLY_SOCKETS", true);
     return limits;
+}
+
+namespace {
+// A frame is its announced length plus the 8-byte length and the 4-byte payload size.
+constexpr qint64 kFrameOverhead = 12;
+} // namespace
+
+qint64 Limits::largestFrame() const
+{
+    if (maxFrameBytes > 0)
+        return maxFrameBytes;
+    return readBufferBytes > kFrameOverhead ? readBufferBytes - kFrameOverhead : readBufferBytes;
+}
+
+void Limits::applyTo(QLocalSocket *socket) const
+{
+    if (readBufferBytes > 0)
+        socket->setReadBufferSize(qMax(readBufferBytes, largestFrame() + kFrameOverhead));
+}
+
+void Limits::refuseFrame(QLocalSocket *socket, qint64 socketName, qint64 length) const
+{
+    logInfo(QStringLiteral("socket %1 announced a frame of %2 bytes, over the limit of %3: closed")
+                .arg(socketName)
+                .arg(length)
+                .arg(largestFrame()));
+    socket->abort();
 }
 
 const Limits &Limits::current()
