@@ -7,6 +7,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <vector>
 
 using oru_client::Connection;
 using oru_sdk::DgwSignals;
@@ -39,6 +40,22 @@ QByteArray devNetRequest(const QString &id)
     return QByteArray::fromStdString(m.SerializeAsString());
 }
 
+bool callExportsAtExit = false;
+[[maybe_unused]] const int exitHook = std::atexit([] {
+    if (!callExportsAtExit)
+        return;
+    // Whatever the library freed is reused by now, as in a busy process.
+    static std::vector<std::vector<char>> reuse;
+    for (size_t size = 16; size <= 1024; size += 8)
+        for (int i = 0; i < 64; ++i)
+            reuse.emplace_back(size, char(0xA5));
+    for (int i = 0; i < 100; ++i) {
+        oru_sdk::get_dev_net_res({QStringLiteral("late"), 0, QString()}, {});
+        oru_sdk::write_stream_data(1, QByteArray(64, 'x'));
+        oru_sdk::push_dev_status_msg(QStringLiteral("late"), oru_sdk::DevStatus(0));
+    }
+});
+
 bool refusesConnections(const QString &server)
 {
     Connection probe;
@@ -63,6 +80,7 @@ private slots:
     void exitByFrame();
     void secondHelloMovesRole();
     void answerBeforeExitFrameIsSent();
+    void exportsAfterExitDoNothing();
     void clientLeavesWhileHostWaits_data();
     void clientLeavesWhileHostWaits();
 
@@ -237,6 +255,17 @@ void tst_MessageServer::answerBeforeExitFrameIsSent()
     QCOMPARE(frame.type, MessageType::GetDevNetRes);
     disconnect(answer);
     disconnect(exit);
+}
+
+// Host threads may still call exports while the process exits, after the
+// library's objects are gone: the calls must do nothing. The checks run from
+// an exit handler registered before main (so it runs after those objects'
+// destructors); a crash
+// there fails the test's process.
+void tst_MessageServer::exportsAfterExitDoNothing()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    callExportsAtExit = true;
 }
 
 void tst_MessageServer::clientLeavesWhileHostWaits_data()
