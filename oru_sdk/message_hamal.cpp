@@ -260,7 +260,7 @@ const QHash<int, Handler> &inboundHandlers()
              record(&S::signalGetFaceDetectRecordsReq),
              [](const proto::GetFaceDetectRecordsReq &m) {
                  return QStringLiteral("client get face detect records req, begin time:%1, end time:%2")
-                     .arg(text(m.begin_time()), text(m.end_time()));
+                     .arg(logValue(text(m.begin_time())), logValue(text(m.end_time())));
              },
              "parse [client get face detect records req] failure")},
         {int(T::OpenDevRemoteConfigReq),

@@ -42,7 +42,7 @@ StreamId socketStreamId(QLocalSocket *socket) { return socket->property("stream_
 QString openedText(const char *what, StreamId id, const QString &devId, int channel)
 {
     return QStringLiteral("client request %1, stream id:%2, device id:%3, channel index:%4")
-        .arg(QLatin1String(what), QString::number(id), devId, QString::number(channel));
+        .arg(QLatin1String(what), QString::number(id), logValue(devId), QString::number(channel));
 }
 
 // The three requests that open a stream: the socket joins it before the host
@@ -84,8 +84,8 @@ StreamId StreamWorker::liveStreamId(const LiveVideoConnCondition &c)
             ++id;
         logInfo(QStringLiteral("live stream id %1 is held by another channel, device id:%2, channel index:%3, "
                                "stream type:%4 gets stream id:%5")
-                    .arg(QString::number(formula), c.devId, QString::number(c.channel), QString::number(c.streamType),
-                         QString::number(id)));
+                    .arg(QString::number(formula), logValue(c.devId), QString::number(c.channel),
+                         QString::number(c.streamType), QString::number(id)));
     }
     liveOwners.insert(id, key);
     liveIds.insert(key, id);

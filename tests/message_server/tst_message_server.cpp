@@ -7,6 +7,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <thread>
 #include <vector>
 
 using oru_client::Connection;
@@ -69,7 +70,11 @@ class tst_MessageServer : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { oru_test::startSdk(); }
+    void initTestCase()
+    {
+        if (!QCoreApplication::arguments().contains(QLatin1String("initOnThreadWithoutEventLoop")))
+            oru_test::startSdk();
+    }
 
     void staleEndpointIsReplaced();
     void laterInitChangesNothing();
@@ -81,6 +86,8 @@ private slots:
     void secondHelloMovesRole();
     void answerBeforeExitFrameIsSent();
     void exportsAfterExitDoNothing();
+    void initOnThreadWithoutEventLoop();
+    void exitSignalCanComeTwice();
     void clientLeavesWhileHostWaits_data();
     void clientLeavesWhileHostWaits();
 
@@ -266,6 +273,35 @@ void tst_MessageServer::exportsAfterExitDoNothing()
 {
     ORU_REQUIRE_OWN_PROCESS();
     callExportsAtExit = true;
+}
+
+// Started from a std::thread, the SDK serves nothing: it says so, and says so
+// again to the event-loop thread that calls init too late.
+void tst_MessageServer::initOnThreadWithoutEventLoop()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    std::thread([] { oru_test::startSdk(); }).join();
+    const auto &sdk = oru_test::startSdk();
+    oru_sdk::init_oru_dgw_sdk(QStringLiteral("logs"), sdk.messageServer, sdk.streamServer);
+    const QStringList errors = oru_test::logLevelTexts().filter(QRegularExpression(QStringLiteral("^error ")));
+    QCOMPARE(errors.size(), 2);
+    QVERIFY(errors.at(0).contains(QLatin1String("thread without a Qt event loop")));
+    QVERIFY(errors.at(1).contains(QLatin1String("changes nothing")));
+}
+
+// The exit signal comes once per main client, not once per process: a socket
+// connected before may say hello after the main client left, then leave.
+void tst_MessageServer::exitSignalCanComeTwice()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
+    Connection main, late;
+    QVERIFY(!connectNamed(&main, true).isEmpty() && !connectNamed(&late, false).isEmpty());
+    main.disconnectFromServer();
+    QTRY_COMPARE(exits.count(), 1);
+    late.sendFrame(MessageType::MainClientHello);
+    late.sendFrame(MessageType::MainClientExit);
+    QTRY_COMPARE(exits.count(), 2);
 }
 
 void tst_MessageServer::clientLeavesWhileHostWaits_data()

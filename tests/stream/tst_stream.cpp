@@ -170,6 +170,7 @@ private slots:
     void equalLiveRequestsShareOneStream();
     void collidingChannelsGetTheirOwnStreams_data();
     void collidingChannelsGetTheirOwnStreams();
+    void hugeDeviceIdIsCutInLog();
     void playbackByFile();
     void playbackByTime_data();
     void playbackByTime();
@@ -301,6 +302,20 @@ void tst_Stream::collidingChannelsGetTheirOwnStreams()
     oru_sdk::write_stream_data(idB, "camera B");
     QVERIFY(receivesOnly(&a, "camera A"));
     QVERIFY(receivesOnly(&b, "camera B") && receivesOnly(&b2, "camera B"));
+}
+
+void tst_Stream::hugeDeviceIdIsCutInLog()
+{
+    Connection c;
+    QVERIFY(attach(&c));
+    oru_test::LogCursor cursor;
+    const QString devId(100000, QLatin1Char('d'));
+    QVERIFY(open(&c, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0)) != 0);
+    const QStringList lines = cursor.lines();
+    QCOMPARE(lines.size(), 1);
+    QVERIFY(lines.first().contains(QStringLiteral("device id:") + devId.left(256)
+                                   + QStringLiteral("...(100000 characters)")));
+    QVERIFY(lines.first().size() < 512);
 }
 
 void tst_Stream::playbackByFile()
