@@ -353,6 +353,7 @@ void MessageHamal::start(const QString &serverName)
     server->onNameReleased = [this](qintptr socketName) { pendingRequests.release(socketName); };
     pendingRequests.maxPerConnection = Limits::current().maxPendingPerConnection;
     pendingRequests.maxTotal = Limits::current().maxPendingTotal;
+    pendingRequests.maxBytes = Limits::current().maxPendingBytes;
     connect(server, &MessageServer::signalMessageComing, this, &MessageHamal::slotMessageComing);
     connectOutbound();
 }

@@ -9,6 +9,8 @@ void PendingRequests::insert(const QString &id, qintptr socketName)
     const auto old = byId.constFind(id);
     if (old != byId.cend())
         forget(*old);
+    else
+        bytes += weight(id);
     const quint64 order = nextOrder++;
     byId.insert(id, {socketName, order});
     QMap<quint64, QString> &mine = byConnection[socketName];
@@ -17,12 +19,15 @@ void PendingRequests::insert(const QString &id, qintptr socketName)
         dropOldest(socketName);
     if (maxTotal > 0 && byId.size() > maxTotal)
         dropOldest(byConnection.contains(kGone) ? kGone : socketName);
+    while (maxBytes > 0 && bytes > maxBytes)
+        dropOldest(byConnection.contains(kGone) ? kGone : socketName);
 }
 
 void PendingRequests::dropOldest(qintptr socketName)
 {
     const auto ids = byConnection.find(socketName);
     const auto oldest = ids->begin();
+    bytes -= weight(*oldest);
     byId.remove(*oldest);
     ids->erase(oldest);
     if (ids->isEmpty())
@@ -41,6 +46,7 @@ bool PendingRequests::take(const QString &id, qintptr *socketName)
         return false;
     *socketName = it->socketName;
     forget(*it);
+    bytes -= weight(id);
     byId.remove(id);
     return true;
 }

@@ -30,6 +30,8 @@ public:
     // of a departed connection, or if there is none the asker's own oldest.
     int maxPerConnection = 0;
     int maxTotal = 0;
+    // Most bytes of request ids kept in all, in the same order (0 = no limit).
+    qint64 maxBytes = 0;
 
 private:
     struct Entry {
@@ -38,12 +40,14 @@ private:
     };
     void forget(const Entry &entry);
     void dropOldest(qintptr socketName);
+    static qint64 weight(const QString &id) { return qint64(id.size()) * 2 + 64; }
 
     QHash<QString, Entry> byId;
     // Per connection (kGone for those that left), its ids oldest first.
     QHash<qintptr, QMap<quint64, QString>> byConnection;
     quint64 nextOrder = 0;
     quint64 dropped = 0;
+    qint64 bytes = 0;
 };
 
 } // namespace oru_sdk

@@ -112,6 +112,7 @@ Limits Limits::fromEnvironment(bool logProblems)
     limits.readBufferBytes = read.bytes("ORU_READ_BUFFER_LIMIT", qint64(1) << 20);
     limits.maxPendingPerConnection = read.count("ORU_MAX_PENDING_PER_CONNECTION", 10000);
     limits.maxPendingTotal = read.count("ORU_MAX_PENDING_TOTAL", 100000);
+    limits.maxPendingBytes = read.bytes("ORU_MAX_PENDING_BYTES", qint64(64) << 20);
     limits.releaseEarlySockets = read.flag("ORU_RELEASE_EARLY_SOCKETS", true);
     return limits;
 }

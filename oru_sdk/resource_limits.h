@@ -28,6 +28,8 @@ struct Limits {
     // Most unanswered requests per connection and in all.
     int maxPendingPerConnection = 0;
     int maxPendingTotal = 0;
+    // Most bytes of their request ids, in all.
+    qint64 maxPendingBytes = 0;
     // Release sockets that leave before any hello (control) or before opening
     // a stream (stream), instead of keeping them to the end of the process.
     bool releaseEarlySockets = false;

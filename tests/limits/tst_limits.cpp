@@ -130,6 +130,12 @@ void tst_Limits::pendingRequestsBounded()
     QCOMPARE(answered(&asker), (QStringList{"b0", "b1", "b2"}));
     // Only the departed entry still kept is found (and dropped with its line).
     QCOMPARE(countLines(cursor, QStringLiteral("server response client get device net req")), 4);
+
+    // In bytes of ids (64K): two ids of 20,000 characters do not fit.
+    const QStringList big{QString(20000, 'x') + "0", QString(20000, 'x') + "1"};
+    QVERIFY(ask(&asker, big));
+    answerAll(big);
+    QCOMPARE(answered(&asker), QStringList{big.at(1)});
 }
 
 void tst_Limits::earlySocketsReleased()
