@@ -21,28 +21,34 @@ QByteArray encodeFrameHeader(MessageType type, const QByteArray &payload);
 // Reads every complete frame available on `device`, one pass per readiness
 // notification. `pendingLength` is the connection's length already read (0 when
 // none). `deliver(type, payload)` returns false to leave the rest for later.
+// With `maxLength` above 0, a frame announcing a larger (or negative) length
+// stops the reading and makes the call return false; the length stays in
+// `pendingLength` for the caller's report.
 //
 // Two quirks are part of the protocol and kept on purpose: fewer than 9
 // available bytes never start a pass, even with a length pending; and a frame
 // is taken as complete once `length` bytes are available, four short of its
 // real end, so a frame whose tail is missing is read short (empty payload).
 template <typename Deliver>
-void readFrames(QIODevice *device, qint64 &pendingLength, Deliver &&deliver)
+bool readFrames(QIODevice *device, qint64 &pendingLength, Deliver &&deliver, qint64 maxLength = 0)
 {
     QDataStream in(device);
     in.setVersion(QDataStream::Qt_5_13);
     while (device->bytesAvailable() >= 9) {
         if (pendingLength == 0)
             in >> pendingLength;
+        if (maxLength > 0 && (pendingLength > maxLength || pendingLength < 0))
+            return false;
         if (device->bytesAvailable() < pendingLength)
-            return;
+            return true;
         qint8 type = 0;
         QByteArray payload;
         in >> type >> payload;
         pendingLength = 0;
         if (!deliver(static_cast<MessageType>(type), payload))
-            return;
+            return true;
     }
+    return true;
 }
 
 // An exact frame splitter for the main client's side, where large frames

@@ -2,12 +2,15 @@
 
 #include "message_hamal.h"
 #include "message_signals.h"
+#include "sdk_log.h"
 #include "stream_worker.h"
 #include "types_p.h"
 #include "write_batch.h"
 
 #include <oru_sdk_kit/oru_log.h>
 
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
 #include <QStandardPaths>
 
 #include <atomic>
@@ -15,20 +18,35 @@
 namespace oru_sdk {
 
 namespace {
-std::atomic_bool initialised{false};
-}
+// Which thread won the first call: none yet, one with a Qt event loop, one
+// without (a std::thread, say), where the SDK can serve nothing.
+enum Start { NotStarted, WithLoop, WithoutLoop };
+std::atomic_int started{NotStarted};
+
+bool threadHasEventLoop() { return QCoreApplication::instance() && QAbstractEventDispatcher::instance(); }
+} // namespace
 
 void init_oru_dgw_sdk(const QString &logDir, const QString &messageServerName, const QString &streamServerName)
 {
-    if (!initialised.exchange(true)) {
-        registerMetaTypes();
-        // Fixed order: log first, then the control server, then the stream server.
-        init_oru_log(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QLatin1Char('/') + logDir
-                         + QStringLiteral("/oru.dgw.log"),
-                     QStringLiteral("oru_dgw_log"));
-        MessageHamal::instance().start(messageServerName);
-        StreamWorker::instance()->start(streamServerName);
+    const int mine = threadHasEventLoop() ? WithLoop : WithoutLoop;
+    int first = NotStarted;
+    if (!started.compare_exchange_strong(first, mine)) {
+        // Otherwise only Qt's warnings would say why the SDK never answers.
+        if (first == WithoutLoop && mine == WithLoop)
+            logError(QStringLiteral("init_oru_dgw_sdk was first called on a thread without a Qt event loop; "
+                                    "the SDK runs there and serves nothing, this later call changes nothing"));
+        return;
     }
+    registerMetaTypes();
+    // Fixed order: log first, then the control server, then the stream server.
+    init_oru_log(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QLatin1Char('/') + logDir
+                     + QStringLiteral("/oru.dgw.log"),
+                 QStringLiteral("oru_dgw_log"));
+    if (mine == WithoutLoop)
+        logError(QStringLiteral("init_oru_dgw_sdk called on a thread without a Qt event loop (no QCoreApplication, "
+                                "or a thread not started by QThread): the SDK will serve nothing"));
+    MessageHamal::instance().start(messageServerName);
+    StreamWorker::instance()->start(streamServerName);
 }
 
 void release_oru_dgw_sdk() {}

@@ -3,6 +3,7 @@
 #include "message_server.h"
 #include "message_signals.h"
 #include "oru_message.pb.h"
+#include "resource_limits.h"
 #include "sdk_log.h"
 #include "wire_convert.h"
 #include "wire_message.h"
@@ -25,13 +26,10 @@ namespace {
 
 DgwSignals &dgw() { return DgwSignals::instance(); }
 
-// Names no socket: sending to it drops the frame.
-constexpr qintptr kRequesterGone = -2;
-
 // ---------------------------------------------------------------------------
 // Inbound: one handler per code, built from a few shapes.
 
-using Handler = std::function<void(MessageHamal::PendingRequests &, qintptr, const QByteArray &)>;
+using Handler = std::function<void(PendingRequests &, qintptr, const QByteArray &)>;
 
 enum class Kind { Request, Command };
 enum class Level { Trace, Info };
@@ -52,7 +50,7 @@ QString describeWith(const QString &success, const Wire &)
 template <typename Wire, Kind kind, typename Emit, typename Describe>
 Handler parsed(Emit emitSignal, Describe success, const char *failure, Level level)
 {
-    return [=, failureText = QString::fromLatin1(failure)](MessageHamal::PendingRequests &pending, qintptr socket,
+    return [=, failureText = QString::fromLatin1(failure)](PendingRequests &pending, qintptr socket,
                                                            const QByteArray &payload) {
         Wire message;
         if (!parseMessage(payload, &message)) {
@@ -60,7 +58,7 @@ Handler parsed(Emit emitSignal, Describe success, const char *failure, Level lev
             return;
         }
         if constexpr (kind == Kind::Request)
-            pending[text(message.request_id())] = socket;
+            pending.insert(text(message.request_id()), socket);
         emitSignal(message);
         const QString line = describeWith<Wire>(success, message);
         level == Level::Info ? logInfo(line) : logTrace(line);
@@ -82,17 +80,16 @@ Handler command(Emit emitSignal, const char *success, const char *failure)
 // The payload is the one text argument (cut at its first zero byte).
 Handler plainText(void (DgwSignals::*signal)(const QString &), const char *success)
 {
-    return
-        [=, line = QString::fromLatin1(success)](MessageHamal::PendingRequests &, qintptr, const QByteArray &payload) {
-            emit(dgw().*signal)(QString::fromUtf8(payload.constData()));
-            logTrace(line);
-        };
+    return [=, line = QString::fromLatin1(success)](PendingRequests &, qintptr, const QByteArray &payload) {
+        emit(dgw().*signal)(QString::fromUtf8(payload.constData()));
+        logTrace(line);
+    };
 }
 
 // The payload is ignored.
 Handler bare(void (DgwSignals::*signal)(), const char *success)
 {
-    return [=, line = QString::fromLatin1(success)](MessageHamal::PendingRequests &, qintptr, const QByteArray &) {
+    return [=, line = QString::fromLatin1(success)](PendingRequests &, qintptr, const QByteArray &) {
         emit(dgw().*signal)();
         logTrace(line);
     };
@@ -263,7 +260,7 @@ const QHash<int, Handler> &inboundHandlers()
              record(&S::signalGetFaceDetectRecordsReq),
              [](const proto::GetFaceDetectRecordsReq &m) {
                  return QStringLiteral("client get face detect records req, begin time:%1, end time:%2")
-                     .arg(text(m.begin_time()), text(m.end_time()));
+                     .arg(logValue(text(m.begin_time())), logValue(text(m.end_time())));
              },
              "parse [client get face detect records req] failure")},
         {int(T::OpenDevRemoteConfigReq),
@@ -353,12 +350,10 @@ void MessageHamal::start(const QString &serverName)
     server = new MessageServer(serverName, this);
     // An answer whose asker has gone is still found, dropped and logged, but
     // never sent to a later connection that reuses the asker's descriptor.
-    server->onNameReleased = [this](qintptr socketName) {
-        for (auto it = pendingRequests.begin(); it != pendingRequests.end(); ++it) {
-            if (*it == socketName)
-                *it = kRequesterGone;
-        }
-    };
+    server->onNameReleased = [this](qintptr socketName) { pendingRequests.release(socketName); };
+    pendingRequests.maxPerConnection = Limits::current().maxPendingPerConnection;
+    pendingRequests.maxTotal = Limits::current().maxPendingTotal;
+    pendingRequests.maxBytes = Limits::current().maxPendingBytes;
     connect(server, &MessageServer::signalMessageComing, this, &MessageHamal::slotMessageComing);
     connectOutbound();
 }
@@ -377,15 +372,14 @@ void MessageHamal::answer(void (MessageSignals::*signal)(Args...), MessageType t
 {
     connect(&MessageSignals::instance(), signal, this, [=, line = QString::fromLatin1(text)](Args... args) {
         const auto &first = firstOf(args...);
-        const auto asker = pendingRequests.find(routingId(first));
-        if (asker == pendingRequests.end())
+        qintptr asker = 0;
+        if (!pendingRequests.take(routingId(first), &asker))
             return;
         Wire message;
         if constexpr (std::is_same_v<std::decay_t<decltype(first)>, Response>)
             wire::setResult(first, &message);
         fill(message, args...);
-        server->sendMessage(*asker, type, serializeMessage(message));
-        pendingRequests.erase(asker);
+        server->sendMessage(asker, type, serializeMessage(message));
         logTrace(line);
     });
 }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "message_type.h"
+#include "pending_requests.h"
 
 #include <QByteArray>
-#include <QMap>
 #include <QObject>
 #include <QString>
 
@@ -20,8 +20,6 @@ class MessageHamal : public QObject
     Q_OBJECT
 
 public:
-    using PendingRequests = QMap<QString, qintptr>;
-
     static MessageHamal &instance();
 
     void start(const QString &serverName);

@@ -2,6 +2,7 @@
 
 #include "frame_codec.h"
 #include "listen_guard.h"
+#include "resource_limits.h"
 #include "sdk_log.h"
 #include "stream_worker.h"
 #include "write_batch.h"
@@ -35,6 +36,7 @@ void MessageServer::slotNewConnection()
         sockets[name] = socket;
         pendingLengths[name] = 0;
         names.insert(socket, name);
+        Limits::current().applyTo(socket);
         connect(socket, &QLocalSocket::readyRead, this, &MessageServer::slotSocketReadyRead);
         connect(socket, &QLocalSocket::disconnected, this, &MessageServer::slotSocketDisConnected);
         logInfo(QStringLiteral("new connection to message server: %1").arg(name));
@@ -52,36 +54,48 @@ void MessageServer::slotSocketReadyRead()
     const qintptr socketName = *name;
     // A host slot may spin a nested event loop in which this socket goes away:
     // read with a local length and a guarded pointer, never into the maps.
+    const SocketRelease::Reading reading(&release, socket);
     const QPointer<QLocalSocket> alive(socket);
     const auto known = [&] { return alive && sockets.value(socketName) == socket; };
     qint64 pending = pendingLengths.value(socketName);
-    readFrames(socket, pending, [&](MessageType type, const QByteArray &payload) {
-        switch (type) {
-        case MessageType::MainClientHello:
-            msgSocket = socket;
-            break;
-        case MessageType::MainClientExit:
-            if (!msgSocket)
-                return false;
-            logInfo(QStringLiteral("main client exit message"));
-            msgSocketDisconnected(socket);
-            break;
-        default:
-            emit signalMessageComing(socketName, type, payload);
-            break;
-        }
-        // A forgotten socket is not read any further.
-        return known();
-    });
-    if (known())
-        pendingLengths[socketName] = pending;
+    const Limits &limits = Limits::current();
+    const bool fits = readFrames(
+        socket, pending,
+        [&](MessageType type, const QByteArray &payload) {
+            switch (type) {
+            case MessageType::MainClientHello:
+                msgSocket = socket;
+                break;
+            case MessageType::MainClientExit:
+                if (!msgSocket)
+                    return false;
+                logInfo(QStringLiteral("main client exit message"));
+                msgSocketDisconnected(socket);
+                break;
+            default:
+                emit signalMessageComing(socketName, type, payload);
+                break;
+            }
+            // A forgotten socket is not read any further.
+            return known();
+        },
+        limits.largestFrame());
+    if (!known())
+        return;
+    pendingLengths[socketName] = pending;
+    if (!fits)
+        limits.refuseFrame(socket, socketName, pending);
 }
 
 void MessageServer::slotSocketDisConnected()
 {
     logInfo(QStringLiteral("message socket disconnected"));
-    if (!msgSocket)
+    if (!msgSocket) {
+        // Kept to the end of the process, unless the limits say otherwise.
+        if (Limits::current().releaseEarlySockets)
+            msgSocketDisconnected(qobject_cast<QLocalSocket *>(sender()));
         return;
+    }
     logInfo(QStringLiteral("main client socket exist now"));
     msgSocketDisconnected(qobject_cast<QLocalSocket *>(sender()));
 }
@@ -90,6 +104,9 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
 {
     if (!s)
         return;
+    // Answers of this pass still wait for its end; a host that quits on the
+    // exit signal would never see them leave.
+    writes->sendNow(s);
     if (s == msgSocket) {
         msgSocket = nullptr;
         listenGuard->close();
@@ -110,7 +127,7 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
         if (onNameReleased)
             onNameReleased(socketName);
     }
-    s->deleteLater();
+    release.release(s);
     logInfo(QStringLiteral("socket disconnect from server: %1").arg(socketName));
 }
 

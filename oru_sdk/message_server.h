@@ -1,6 +1,7 @@
 #pragma once
 
 #include "message_type.h"
+#include "socket_release.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -51,6 +52,7 @@ private:
     // A socket's name is its descriptor at accept time; after a disconnect the
     // descriptor reads -1, so the name is kept here to find the entry again.
     QHash<QLocalSocket *, qintptr> names;
+    SocketRelease release;
     ListenGuard *listenGuard;
     WriteBatch *writes;
 };

@@ -13,8 +13,11 @@ MessageSignals::MessageSignals()
 
 MessageSignals &MessageSignals::instance()
 {
-    static MessageSignals signalsObject;
-    return signalsObject;
+    // Never destroyed: host threads may still call the exports while the
+    // process exits. By then the slots' objects are gone and have taken
+    // their connections with them, so such a call emits to nobody.
+    static MessageSignals *const signalsObject = new MessageSignals;
+    return *signalsObject;
 }
 
 } // namespace oru_sdk

@@ -3,6 +3,7 @@
 #include "sdk_log.h"
 
 #include <QByteArray>
+#include <QLocalSocket>
 #include <QString>
 
 namespace oru_sdk {
@@ -111,8 +112,36 @@ Limits Limits::fromEnvironment(bool logProblems)
     limits.readBufferBytes = read.bytes("ORU_READ_BUFFER_LIMIT", qint64(1) << 20);
     limits.maxPendingPerConnection = read.count("ORU_MAX_PENDING_PER_CONNECTION", 10000);
     limits.maxPendingTotal = read.count("ORU_MAX_PENDING_TOTAL", 100000);
+    limits.maxPendingBytes = read.bytes("ORU_MAX_PENDING_BYTES", qint64(64) << 20);
     limits.releaseEarlySockets = read.flag("ORU_RELEASE_EARLY_SOCKETS", true);
     return limits;
+}
+
+namespace {
+// A frame is its announced length plus the 8-byte length and the 4-byte payload size.
+constexpr qint64 kFrameOverhead = 12;
+} // namespace
+
+qint64 Limits::largestFrame() const
+{
+    if (maxFrameBytes > 0)
+        return maxFrameBytes;
+    return readBufferBytes > kFrameOverhead ? readBufferBytes - kFrameOverhead : readBufferBytes;
+}
+
+void Limits::applyTo(QLocalSocket *socket) const
+{
+    if (readBufferBytes > 0)
+        socket->setReadBufferSize(qMax(readBufferBytes, largestFrame() + kFrameOverhead));
+}
+
+void Limits::refuseFrame(QLocalSocket *socket, qint64 socketName, qint64 length) const
+{
+    logInfo(QStringLiteral("socket %1 announced a frame of %2 bytes, over the limit of %3: closed")
+                .arg(socketName)
+                .arg(length)
+                .arg(largestFrame()));
+    socket->abort();
 }
 
 const Limits &Limits::current()

@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+class QLocalSocket;
+
 namespace oru_sdk {
 
 // Opt-in limits on what one client may cost the gateway. Every limit is off
@@ -26,9 +28,19 @@ struct Limits {
     // Most unanswered requests per connection and in all.
     int maxPendingPerConnection = 0;
     int maxPendingTotal = 0;
+    // Most bytes of their request ids, in all.
+    qint64 maxPendingBytes = 0;
     // Release sockets that leave before any hello (control) or before opening
     // a stream (stream), instead of keeping them to the end of the process.
     bool releaseEarlySockets = false;
+
+    // The largest frame length a socket may announce: maxFrameBytes, or with
+    // only the read buffer bounded, what that buffer holds. 0 = any.
+    qint64 largestFrame() const;
+    // Bounds a new socket's read buffer, never below one largest frame.
+    void applyTo(QLocalSocket *socket) const;
+    // Closes a socket that announced a frame over largestFrame(), with one line.
+    void refuseFrame(QLocalSocket *socket, qint64 socketName, qint64 length) const;
 
     // The limits in force: read from the environment on first use. Values
     // that do not parse are logged once and leave their limit off.

@@ -13,6 +13,16 @@ inline const QString &logTag()
     return tag;
 }
 
+// A value from a request, as inserted into a log line: cut to a sane length,
+// so that a few huge requests cannot rotate the log history away.
+inline QString logValue(const QString &value)
+{
+    constexpr int kMax = 256;
+    if (value.size() <= kMax)
+        return value;
+    return value.left(kMax) + QStringLiteral("...(%1 characters)").arg(value.size());
+}
+
 inline void logInfo(const QString &text) { log_info(text, logTag()); }
 inline void logError(const QString &text) { log_error(text, logTag()); }
 inline void logTrace(const QString &text) { log_trace(text, logTag()); }

@@ -2,6 +2,7 @@
 
 #include "frame_codec.h"
 #include "listen_guard.h"
+#include "resource_limits.h"
 #include "sdk_log.h"
 #include "write_batch.h"
 
@@ -53,6 +54,7 @@ void StreamServer::slotNewConnection()
 {
     while (QLocalSocket *socket = localServer->nextPendingConnection()) {
         pendingBlockSizes.insert(socket, 0);
+        Limits::current().applyTo(socket);
         connect(socket, &QLocalSocket::readyRead, this, &StreamServer::slotSocketReadyRead);
         connect(socket, &QLocalSocket::disconnected, this, &StreamServer::slotSocketDisConnected);
         logInfo(QStringLiteral("new connection to stream server: %1").arg(socket->socketDescriptor()));
@@ -64,14 +66,22 @@ void StreamServer::slotSocketReadyRead()
     auto *socket = qobject_cast<QLocalSocket *>(sender());
     if (!socket || !pendingBlockSizes.contains(socket))
         return;
+    const SocketRelease::Reading reading(&release, socket);
     const QPointer<QLocalSocket> alive(socket);
     qint64 pending = pendingBlockSizes.value(socket);
-    readFrames(socket, pending, [&](MessageType type, const QByteArray &payload) {
-        emit signalMessageComing(socket, type, payload);
-        return alive && pendingBlockSizes.contains(socket);
-    });
-    if (alive && pendingBlockSizes.contains(socket))
-        pendingBlockSizes[socket] = pending;
+    const Limits &limits = Limits::current();
+    const bool fits = readFrames(
+        socket, pending,
+        [&](MessageType type, const QByteArray &payload) {
+            emit signalMessageComing(socket, type, payload);
+            return alive && pendingBlockSizes.contains(socket);
+        },
+        limits.largestFrame());
+    if (!alive || !pendingBlockSizes.contains(socket))
+        return;
+    pendingBlockSizes[socket] = pending;
+    if (!fits)
+        limits.refuseFrame(socket, socket->socketDescriptor(), pending);
 }
 
 void StreamServer::slotSocketDisConnected()
@@ -79,12 +89,16 @@ void StreamServer::slotSocketDisConnected()
     auto *socket = qobject_cast<QLocalSocket *>(sender());
     if (!socket)
         return;
-    // A socket that never joined a stream is left alone.
+    // A socket that never joined a stream is left alone, unless the limits
+    // say to release it.
     const QSet<StreamId> joined = memberships.take(socket);
-    if (joined.isEmpty())
+    if (joined.isEmpty()) {
+        if (Limits::current().releaseEarlySockets && pendingBlockSizes.remove(socket))
+            release.release(socket);
         return;
+    }
     pendingBlockSizes.remove(socket);
-    socket->deleteLater();
+    release.release(socket);
     // The stream named by the socket's property first, as the host expects.
     QList<StreamId> order{socket->property(kStreamIdProperty).toUInt()};
     for (StreamId id : joined) {

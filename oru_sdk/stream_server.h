@@ -1,6 +1,7 @@
 #pragma once
 
 #include "message_type.h"
+#include "socket_release.h"
 
 #include <oru_sdk/types.h>
 
@@ -29,6 +30,8 @@ public:
 
     void addStreamSocket(StreamId streamId, QLocalSocket *socket);
     void writeToStream(StreamId streamId, MessageType type, const QByteArray &data);
+    // Whether some socket watches the stream.
+    bool hasStream(StreamId streamId) const { return streamSockets.contains(streamId); }
     void close();
 
 signals:
@@ -47,6 +50,7 @@ private:
     // Every stream a socket joined; a socket that opens a second stream stays
     // in the first one too, and must leave both when it goes.
     QHash<QLocalSocket *, QSet<StreamId>> memberships;
+    SocketRelease release;
     ListenGuard *listenGuard;
     WriteBatch *writes;
 };

@@ -32,20 +32,9 @@ void parseThen(const QByteArray &payload, const char *failure, Handle &&handle)
     handle(message);
 }
 
-// Equal live requests share one stream: the id depends on nothing else.
-StreamId liveStreamId(const LiveVideoConnCondition &c)
+StreamId hashedText(const QString &text)
 {
-    const QString key =
-        QStringLiteral("%1%2%3").arg(c.devId, QString::number(c.channel), QString::number(c.streamType));
-    const QByteArray digest = QCryptographicHash::hash(key.toUtf8(), QCryptographicHash::Md5).toHex();
-    return qHash(QString::fromLatin1(digest));
-}
-
-// Every playback is a stream of its own.
-template <typename Condition>
-StreamId playbackStreamId(const Condition &)
-{
-    return qHash(QUuid::createUuid());
+    return qHash(QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Md5).toHex()));
 }
 
 StreamId socketStreamId(QLocalSocket *socket) { return socket->property("stream_id").toUInt(); }
@@ -53,15 +42,14 @@ StreamId socketStreamId(QLocalSocket *socket) { return socket->property("stream_
 QString openedText(const char *what, StreamId id, const QString &devId, int channel)
 {
     return QStringLiteral("client request %1, stream id:%2, device id:%3, channel index:%4")
-        .arg(QLatin1String(what), QString::number(id), devId, QString::number(channel));
+        .arg(QLatin1String(what), QString::number(id), logValue(devId), QString::number(channel));
 }
 
 // The three requests that open a stream: the socket joins it before the host
 // hears of it, so data the host writes at once already has a reader.
-template <typename Wire, typename Condition>
+template <typename Wire, typename Condition, typename MakeId>
 void openStream(StreamServer *server, QLocalSocket *socket, const QByteArray &payload, const char *failure,
-                void (DgwSignals::*signal)(StreamId, const Condition &), StreamId (*streamId)(const Condition &),
-                const char *what)
+                void (DgwSignals::*signal)(StreamId, const Condition &), MakeId &&streamId, const char *what)
 {
     parseThen<Wire>(payload, failure, [&](const Wire &m) {
         Condition c;
@@ -74,6 +62,45 @@ void openStream(StreamServer *server, QLocalSocket *socket, const QByteArray &pa
 }
 
 } // namespace
+
+// Equal live requests share one stream, under the id of the formula the
+// hosts know. The formula writes its three values with no separator, so
+// ("nvr1", 12, 0) and ("nvr11", 2, 0) give the same id, and the 32-bit hash
+// may collide by chance: an id held by another channel is not shared, the
+// newcomer gets a free one derived from its key with separators.
+StreamId StreamWorker::liveStreamId(const LiveVideoConnCondition &c)
+{
+    const LiveKey key{{c.devId, c.channel}, c.streamType};
+    const auto known = liveIds.constFind(key);
+    if (known != liveIds.cend())
+        return *known;
+    const StreamId formula =
+        hashedText(QStringLiteral("%1%2%3").arg(c.devId, QString::number(c.channel), QString::number(c.streamType)));
+    StreamId id = formula;
+    if (streamServer->hasStream(id)) {
+        id = hashedText(
+            QStringLiteral("%1\n%2\n%3").arg(c.devId, QString::number(c.channel), QString::number(c.streamType)));
+        while (id == 0 || streamServer->hasStream(id))
+            ++id;
+        logInfo(QStringLiteral("live stream id %1 is held by another channel, device id:%2, channel index:%3, "
+                               "stream type:%4 gets stream id:%5")
+                    .arg(QString::number(formula), logValue(c.devId), QString::number(c.channel),
+                         QString::number(c.streamType), QString::number(id)));
+    }
+    liveOwners.insert(id, key);
+    liveIds.insert(key, id);
+    return id;
+}
+
+// Every playback is a stream of its own, under an id no stream holds.
+StreamId StreamWorker::playbackStreamId()
+{
+    StreamId id;
+    do {
+        id = qHash(QUuid::createUuid());
+    } while (streamServer->hasStream(id));
+    return id;
+}
 
 StreamWorker *StreamWorker::instance()
 {
@@ -108,15 +135,18 @@ void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, 
     case MessageType::LiveVideoConnReq:
         return openStream<proto::LiveVideoConnReq>(
             streamServer, socket, message, "parse [client live video connect req] failure",
-            &DgwSignals::signalLiveVideoConnReq, liveStreamId, "live video connect");
+            &DgwSignals::signalLiveVideoConnReq, [this](const auto &c) { return liveStreamId(c); },
+            "live video connect");
     case MessageType::PlaybackByFileReq:
         return openStream<proto::PlaybackByFileReq>(
             streamServer, socket, message, "parse [client playback by file req] failure",
-            &DgwSignals::signalPlaybackByFileReq, playbackStreamId, "playback by file");
+            &DgwSignals::signalPlaybackByFileReq, [this](const auto &) { return playbackStreamId(); },
+            "playback by file");
     case MessageType::PlaybackByTimeReq:
         return openStream<proto::PlaybackByTimeReq>(
             streamServer, socket, message, "parse [client playback by time req] failure",
-            &DgwSignals::signalPlaybackByTimeReq, playbackStreamId, "playback by time");
+            &DgwSignals::signalPlaybackByTimeReq, [this](const auto &) { return playbackStreamId(); },
+            "playback by time");
     case MessageType::SkipByOffsetTimeReq:
         return parseThen<proto::SkipByPosReq>(
             message, "parse [client skip by offset time req] failure", [&](const auto &m) {
@@ -150,7 +180,15 @@ void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, 
     }
 }
 
-void StreamWorker::slotStreamSocketsDisconnectedAll(StreamId streamId) { emit dgw().signalDisconnectStream(streamId); }
+void StreamWorker::slotStreamSocketsDisconnectedAll(StreamId streamId)
+{
+    const auto owner = liveOwners.find(streamId);
+    if (owner != liveOwners.end()) {
+        liveIds.remove(*owner);
+        liveOwners.erase(owner);
+    }
+    emit dgw().signalDisconnectStream(streamId);
+}
 
 void StreamWorker::slotWriteStreamData(StreamId streamId, const QByteArray &data)
 {

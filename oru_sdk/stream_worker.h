@@ -6,7 +6,9 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QHash>
 #include <QObject>
+#include <QPair>
 
 class QLocalSocket;
 
@@ -37,7 +39,16 @@ public slots:
 private:
     StreamWorker() = default;
 
+    // Device id, channel and stream type: what makes a live stream.
+    using LiveKey = QPair<QPair<QString, int>, int>;
+    StreamId liveStreamId(const LiveVideoConnCondition &condition);
+    StreamId playbackStreamId();
+
     StreamServer *streamServer = nullptr;
+    // The live streams being watched, both ways: an id whose formula gives
+    // the same value for two channels must not send one camera to the other.
+    QHash<StreamId, LiveKey> liveOwners;
+    QHash<LiveKey, StreamId> liveIds;
 };
 
 } // namespace oru_sdk

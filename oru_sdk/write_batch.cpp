@@ -99,6 +99,18 @@ bool WriteBatch::admit(QLocalSocket *socket, Queue &queue, qint64 size)
     return false;
 }
 
+void WriteBatch::sendNow(QLocalSocket *socket)
+{
+    const auto queue = queues.find(socket);
+    if (queue == queues.end() || !socket->isValid())
+        return;
+    drain(socket, *queue);
+    // What the kernel did not take goes to Qt's buffer now, each frame whole.
+    while (!queue->frames.empty())
+        writeFrame(socket, *queue);
+    socket->flush();
+}
+
 void WriteBatch::flush()
 {
     const QVector<QLocalSocket *> sockets = std::exchange(due, {});

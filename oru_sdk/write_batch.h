@@ -44,6 +44,9 @@ public:
     // `header` comes from encodeFrameHeader and may be shared by the sockets of
     // one write; `payload` is kept only if owned (see ownedBytes).
     void append(QLocalSocket *socket, const QByteArray &header, const QByteArray &payload);
+    // Hands everything queued for `socket` to the kernel now, as far as it
+    // takes it, and the rest to Qt's buffer: for a socket about to be forgotten.
+    void sendNow(QLocalSocket *socket);
 
 private:
     // Our own type, so the deque's code stays inside the library.

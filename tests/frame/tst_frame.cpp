@@ -57,6 +57,8 @@ private slots:
     void shortTailIsReadShort();
     void smallTailWaitsForNineBytes();
     void stopLeavesTheRest();
+    void largestFrame_data();
+    void largestFrame();
     void splitterTakesWholeFramesOnly();
 };
 
@@ -169,6 +171,36 @@ void tst_Frame::stopLeavesTheRest()
     oru_sdk::readFrames(&pipe, pending, [&](MessageType, const QByteArray &) { return ++calls > 1; });
     QCOMPARE(calls, 1);
     QCOMPARE(readAll(pipe, pending), (Frames{{9, "z"}}));
+}
+
+void tst_Frame::largestFrame_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<qint64>("limit");
+    QTest::addColumn<bool>("accepted");
+    QTest::addColumn<qint64>("pending");
+    const QByteArray huge = QByteArray::fromHex("4000000000000000") + QByteArray(8, 'x');
+    QTest::newRow("at the limit") << frame(7, QByteArray(99, 'p')) << qint64(100) << true << qint64(0);
+    QTest::newRow("one over") << frame(7, QByteArray(100, 'p')) << qint64(100) << false << qint64(101);
+    QTest::newRow("2^62 announced") << huge << qint64(100) << false << (qint64(1) << 62);
+    QTest::newRow("negative") << QByteArray::fromHex("ffffffffffffff00") + QByteArray(8, 'x') << qint64(100) << false
+                              << qint64(-256);
+    QTest::newRow("no limit") << huge << qint64(0) << true << (qint64(1) << 62);
+}
+
+void tst_Frame::largestFrame()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(qint64, limit);
+    QFETCH(bool, accepted);
+    QFETCH(qint64, pending);
+    Pipe pipe;
+    pipe.feed(bytes);
+    qint64 length = 0;
+    QCOMPARE(oru_sdk::readFrames(
+                 &pipe, length, [](MessageType, const QByteArray &) { return true; }, limit),
+             accepted);
+    QCOMPARE(length, pending);
 }
 
 void tst_Frame::splitterTakesWholeFramesOnly()

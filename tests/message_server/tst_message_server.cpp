@@ -1,8 +1,14 @@
 #include "sdk_fixture.h"
 
+#include "oru_message.pb.h"
+
 #include <oru_sdk/dgw_signals.h>
 
 #include <QtTest>
+
+#include <memory>
+#include <thread>
+#include <vector>
 
 using oru_client::Connection;
 using oru_sdk::DgwSignals;
@@ -28,6 +34,29 @@ QString connectNamed(Connection *connection, bool hello)
     return seen ? name : QString();
 }
 
+QByteArray devNetRequest(const QString &id)
+{
+    oru_sdk_proto::DevNetGetReq m;
+    m.set_request_id(id.toStdString());
+    return QByteArray::fromStdString(m.SerializeAsString());
+}
+
+bool callExportsAtExit = false;
+[[maybe_unused]] const int exitHook = std::atexit([] {
+    if (!callExportsAtExit)
+        return;
+    // Whatever the library freed is reused by now, as in a busy process.
+    static std::vector<std::vector<char>> reuse;
+    for (size_t size = 16; size <= 1024; size += 8)
+        for (int i = 0; i < 64; ++i)
+            reuse.emplace_back(size, char(0xA5));
+    for (int i = 0; i < 100; ++i) {
+        oru_sdk::get_dev_net_res({QStringLiteral("late"), 0, QString()}, {});
+        oru_sdk::write_stream_data(1, QByteArray(64, 'x'));
+        oru_sdk::push_dev_status_msg(QStringLiteral("late"), oru_sdk::DevStatus(0));
+    }
+});
+
 bool refusesConnections(const QString &server)
 {
     Connection probe;
@@ -41,7 +70,11 @@ class tst_MessageServer : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { oru_test::startSdk(); }
+    void initTestCase()
+    {
+        if (!QCoreApplication::arguments().contains(QLatin1String("initOnThreadWithoutEventLoop")))
+            oru_test::startSdk();
+    }
 
     void staleEndpointIsReplaced();
     void liveNamesAreLeftAlone();
@@ -52,6 +85,17 @@ private slots:
     void exitByDisconnect();
     void exitByFrame();
     void secondHelloMovesRole();
+    void answerBeforeExitFrameIsSent();
+    void exportsAfterExitDoNothing();
+    void initOnThreadWithoutEventLoop();
+    void exitSignalCanComeTwice();
+    void clientLeavesWhileHostWaits_data();
+    void clientLeavesWhileHostWaits();
+
+private:
+    // Kept across the rows of clientLeavesWhileHostWaits.
+    std::unique_ptr<Connection> mainClient, bystander;
+    QString mainName;
 };
 
 void tst_MessageServer::staleEndpointIsReplaced()
@@ -229,6 +273,129 @@ void tst_MessageServer::secondHelloMovesRole()
     late.sendFrame(MessageType::SearchDevsCmd);
     QTest::qWait(100);
     QVERIFY(late.isConnected());
+}
+
+// [hello][request][exit] in one write, to a host that answers at once and
+// ends its process on the exit signal: the answer must be out by then.
+void tst_MessageServer::answerBeforeExitFrameIsSent()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    Connection main;
+    QVERIFY(oru_test::connectControl(&main));
+    const auto answer = connect(&DgwSignals::instance(), &DgwSignals::signalGetDevNetReq, this, [](const QString &id) {
+        oru_sdk::get_dev_net_res({id, 0, QString()}, {});
+    });
+    QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
+    bool answeredFirst = false;
+    const auto exit = connect(&DgwSignals::instance(), &DgwSignals::signalMainClientExit, this, [&] {
+        // What a host that quits here leaves behind is all the client gets.
+        answeredFirst = main.localSocket()->waitForReadyRead(1000);
+    });
+    main.sendRaw(oru_sdk::encodeFrame(MessageType::MainClientHello, {})
+                 + oru_sdk::encodeFrame(MessageType::GetDevNetReq, devNetRequest(QStringLiteral("last words")))
+                 + oru_sdk::encodeFrame(MessageType::MainClientExit, {}));
+    QTRY_COMPARE(exits.count(), 1);
+    QVERIFY(answeredFirst);
+    oru_client::Frame frame;
+    QVERIFY(main.waitForFrame(&frame, 0));
+    QCOMPARE(frame.type, MessageType::GetDevNetRes);
+    disconnect(answer);
+    disconnect(exit);
+}
+
+// Host threads may still call exports while the process exits, after the
+// library's objects are gone: the calls must do nothing. The checks run from
+// an exit handler registered before main (so it runs after those objects'
+// destructors); a crash
+// there fails the test's process.
+void tst_MessageServer::exportsAfterExitDoNothing()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    callExportsAtExit = true;
+}
+
+// Started from a std::thread, the SDK serves nothing: it says so, and says so
+// again to the event-loop thread that calls init too late.
+void tst_MessageServer::initOnThreadWithoutEventLoop()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    std::thread([] { oru_test::startSdk(); }).join();
+    const auto &sdk = oru_test::startSdk();
+    oru_sdk::init_oru_dgw_sdk(QStringLiteral("logs"), sdk.messageServer, sdk.streamServer);
+    const QStringList errors = oru_test::logLevelTexts().filter(QRegularExpression(QStringLiteral("^error ")));
+    QCOMPARE(errors.size(), 2);
+    QVERIFY(errors.at(0).contains(QLatin1String("thread without a Qt event loop")));
+    QVERIFY(errors.at(1).contains(QLatin1String("changes nothing")));
+}
+
+// The exit signal comes once per main client, not once per process: a socket
+// connected before may say hello after the main client left, then leave.
+void tst_MessageServer::exitSignalCanComeTwice()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
+    Connection main, late;
+    QVERIFY(!connectNamed(&main, true).isEmpty() && !connectNamed(&late, false).isEmpty());
+    main.disconnectFromServer();
+    QTRY_COMPARE(exits.count(), 1);
+    late.sendFrame(MessageType::MainClientHello);
+    late.sendFrame(MessageType::MainClientExit);
+    QTRY_COMPARE(exits.count(), 2);
+}
+
+void tst_MessageServer::clientLeavesWhileHostWaits_data()
+{
+    QTest::addColumn<bool>("mainLeaves");
+    QTest::addColumn<bool>("eventLoop");
+    QTest::newRow("control socket, QEventLoop") << false << true;
+    QTest::newRow("control socket, processEvents") << false << false;
+    // Ends the servers, so it comes last.
+    QTest::newRow("main client, QEventLoop") << true << true;
+}
+
+// The host asks its device before answering and waits in a local loop; the
+// asking client leaves meanwhile while another one keeps sending.
+void tst_MessageServer::clientLeavesWhileHostWaits()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    QFETCH(bool, mainLeaves);
+    QFETCH(bool, eventLoop);
+    if (!mainClient) {
+        mainClient = std::make_unique<Connection>();
+        bystander = std::make_unique<Connection>();
+        mainName = connectNamed(mainClient.get(), true);
+        QVERIFY(!mainName.isEmpty() && !connectNamed(bystander.get(), false).isEmpty());
+    }
+    Connection control;
+    Connection *asker = mainLeaves ? mainClient.get() : &control;
+    const QString name = mainLeaves ? mainName : connectNamed(&control, false);
+    QVERIFY(!name.isEmpty());
+
+    oru_test::LogCursor cursor;
+    bool waited = false;
+    const auto host = connect(&DgwSignals::instance(), &DgwSignals::signalGetDevNetReq, this, [&](const QString &id) {
+        if (!std::exchange(waited, true)) {
+            asker->disconnectFromServer();
+            bystander->sendFrame(MessageType::SearchDevsCmd);
+            oru_test::SocketDeletions deletions;
+            QVERIFY(oru_test::waitInLocalLoop(eventLoop, [&] {
+                return cursor.lines().contains(QStringLiteral("socket disconnect from server: ") + name);
+            }));
+            QCOMPARE(deletions.count, 0);
+        }
+        oru_sdk::get_dev_net_res({id, 0, QString()}, {});
+    });
+    asker->sendFrame(MessageType::GetDevNetReq, devNetRequest(QStringLiteral("waiting")));
+    QTRY_VERIFY(waited);
+    for (int i = 0; i < 5; ++i) {
+        const QString id = QString::number(i);
+        bystander->sendFrame(MessageType::GetDevNetReq, devNetRequest(id));
+        oru_client::Frame frame;
+        QVERIFY(bystander->waitForFrame(&frame));
+        QCOMPARE(frame.type, MessageType::GetDevNetRes);
+        QVERIFY(frame.payload.contains(id.toUtf8()));
+    }
+    disconnect(host);
 }
 
 QTEST_GUILESS_MAIN(tst_MessageServer)

@@ -168,6 +168,9 @@ private slots:
     void liveStreamId_data();
     void liveStreamId();
     void equalLiveRequestsShareOneStream();
+    void collidingChannelsGetTheirOwnStreams_data();
+    void collidingChannelsGetTheirOwnStreams();
+    void hugeDeviceIdIsCutInLog();
     void playbackByFile();
     void playbackByTime_data();
     void playbackByTime();
@@ -198,6 +201,8 @@ private slots:
     void reusedHostBuffersArriveAsWritten_data();
     void reusedHostBuffersArriveAsWritten();
     void listenerSurvivesAcceptFailure();
+    void viewerLeavesWhileHostWaits_data();
+    void viewerLeavesWhileHostWaits();
 
     void mainClientExitClosesStreamListener();
     // With a queue limit set in the environment (see tests/CMakeLists.txt).
@@ -261,6 +266,60 @@ void tst_Stream::equalLiveRequestsShareOneStream()
     oru_sdk::write_stream_data(otherId, "other");
     QVERIFY(receivesOnly(&other, "other"));
     QCOMPARE(a.collectFrames(50).size() + b.collectFrames(0).size(), 0);
+}
+
+void tst_Stream::collidingChannelsGetTheirOwnStreams_data()
+{
+    QTest::addColumn<QString>("devA");
+    QTest::addColumn<int>("channelA");
+    QTest::addColumn<int>("typeA");
+    QTest::addColumn<QString>("devB");
+    QTest::addColumn<int>("channelB");
+    QTest::addColumn<int>("typeB");
+    // Written one after the other, both give the same text.
+    QTest::newRow("device and channel") << "nvr1" << 12 << 0 << "nvr11" << 2 << 0;
+    QTest::newRow("numeric device") << "1" << 11 << 0 << "11" << 1 << 0;
+    QTest::newRow("channel and type") << "cam2" << 1 << 10 << "cam21" << 1 << 0;
+}
+
+void tst_Stream::collidingChannelsGetTheirOwnStreams()
+{
+    QFETCH(QString, devA);
+    QFETCH(int, channelA);
+    QFETCH(int, typeA);
+    QFETCH(QString, devB);
+    QFETCH(int, channelB);
+    QFETCH(int, typeB);
+    QCOMPARE(expectedLiveId(devA, channelA, typeA), expectedLiveId(devB, channelB, typeB));
+    Connection a, b, b2;
+    QVERIFY(attach(&a) && attach(&b) && attach(&b2));
+    const StreamId idA = open(&a, MessageType::LiveVideoConnReq, liveReq(devA, channelA, typeA));
+    QCOMPARE(idA, expectedLiveId(devA, channelA, typeA));
+    oru_test::LogCursor cursor;
+    const StreamId idB = open(&b, MessageType::LiveVideoConnReq, liveReq(devB, channelB, typeB));
+    QVERIFY(idB != idA && idB != 0);
+    QCOMPARE(cursor.lines().filter(QStringLiteral("is held by another channel")).size(), 1);
+    // The same channel again still shares its stream.
+    QCOMPARE(open(&b2, MessageType::LiveVideoConnReq, liveReq(devB, channelB, typeB)), idB);
+
+    oru_sdk::write_stream_data(idA, "camera A");
+    oru_sdk::write_stream_data(idB, "camera B");
+    QVERIFY(receivesOnly(&a, "camera A"));
+    QVERIFY(receivesOnly(&b, "camera B") && receivesOnly(&b2, "camera B"));
+}
+
+void tst_Stream::hugeDeviceIdIsCutInLog()
+{
+    Connection c;
+    QVERIFY(attach(&c));
+    oru_test::LogCursor cursor;
+    const QString devId(100000, QLatin1Char('d'));
+    QVERIFY(open(&c, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0)) != 0);
+    const QStringList lines = cursor.lines();
+    QCOMPARE(lines.size(), 1);
+    QVERIFY(lines.first().contains(QStringLiteral("device id:") + devId.left(256)
+                                   + QStringLiteral("...(100000 characters)")));
+    QVERIFY(lines.first().size() < 512);
 }
 
 void tst_Stream::playbackByFile()
@@ -941,6 +1000,45 @@ void tst_Stream::listenerSurvivesAcceptFailure()
 #else
     QSKIP("needs descriptor limits");
 #endif
+}
+
+void tst_Stream::viewerLeavesWhileHostWaits_data()
+{
+    QTest::addColumn<bool>("eventLoop");
+    QTest::newRow("QEventLoop") << true;
+    QTest::newRow("processEvents") << false;
+}
+
+// The host asks its device before answering and waits in a local loop; the
+// viewer gives up meanwhile while another one keeps asking.
+void tst_Stream::viewerLeavesWhileHostWaits()
+{
+    QFETCH(bool, eventLoop);
+    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
+    auto leaver = std::make_unique<Connection>();
+    Connection other, newcomers[3];
+    QVERIFY(attach(leaver.get()) && attach(&other));
+    bool waited = false;
+    const auto wait = connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, this, [&] {
+        if (std::exchange(waited, true))
+            return;
+        leaver->disconnectFromServer();
+        other.sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-other"), 1, 0));
+        oru_test::SocketDeletions deletions;
+        QVERIFY(oru_test::waitInLocalLoop(eventLoop, [&] { return gone.count() == 1; }));
+        for (auto &c : newcomers)
+            QVERIFY(attach(&c));
+        QCOMPARE(deletions.count, 0);
+    });
+    leaver->sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-leaver"), 1, 0));
+    QTRY_COMPARE(gone.count(), 1);
+    disconnect(wait);
+    const StreamId otherId = expectedLiveId(QStringLiteral("waiting-other"), 1, 0);
+    for (int i = 0; i < 5; ++i) {
+        QCOMPARE(open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-other"), 1, 0)), otherId);
+        oru_sdk::write_stream_data(otherId, QByteArray::number(i));
+        QVERIFY(receivesOnly(&other, QByteArray::number(i)));
+    }
 }
 
 void tst_Stream::mainClientExitClosesStreamListener()

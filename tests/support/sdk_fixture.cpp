@@ -5,9 +5,12 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QEventLoop>
 #include <QFile>
+#include <QLocalSocket>
 #include <QRegularExpression>
 #include <QTest>
+#include <QTimer>
 
 namespace oru_test {
 
@@ -101,6 +104,31 @@ bool disconnectLogged(oru_client::Connection *connection)
     LogCursor cursor;
     connection->disconnectFromServer();
     return QTest::qWaitFor([&] { return cursor.lines().contains(QStringLiteral("message socket disconnected")); });
+}
+
+bool waitInLocalLoop(bool eventLoop, const std::function<bool()> &done)
+{
+    if (!eventLoop)
+        return QTest::qWaitFor(done, 5000);
+    QEventLoop loop;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (done())
+            loop.quit();
+    });
+    QTimer::singleShot(5000, &loop, &QEventLoop::quit);
+    poll.start(5);
+    loop.exec();
+    return done();
+}
+
+SocketDeletions::SocketDeletions() { QCoreApplication::instance()->installEventFilter(this); }
+
+bool SocketDeletions::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::DeferredDelete && qobject_cast<QLocalSocket *>(watched))
+        ++count;
+    return false;
 }
 
 } // namespace oru_test

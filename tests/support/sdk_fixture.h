@@ -7,6 +7,8 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <functional>
+
 namespace oru_test {
 
 // The SDK is one per process: every test executable starts it once, with
@@ -47,6 +49,22 @@ bool connectStream(oru_client::Connection *connection);
 bool connectControlLogged(oru_client::Connection *connection);
 // Disconnects and waits until the server has logged it, for the same reason.
 bool disconnectLogged(oru_client::Connection *connection);
+
+// Waits for done() the way a host waits inside a slot: in a local QEventLoop,
+// or (eventLoop false) in a processEvents() loop. False after 5 s.
+bool waitInLocalLoop(bool eventLoop, const std::function<bool()> &done);
+
+// Counts local sockets deleted (deleteLater) while it lives: a host slot that
+// waits must not see the socket whose frame it serves go away under it.
+class SocketDeletions : public QObject
+{
+public:
+    SocketDeletions();
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+};
 
 } // namespace oru_test
 
