@@ -12,6 +12,7 @@
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QStandardPaths>
+#include <QThread>
 
 #include <atomic>
 
@@ -69,6 +70,38 @@ DgwSignals &DgwSignals::instance()
 // a frame, directly on the library's thread or queued from any other.
 namespace {
 MessageSignals &out() { return MessageSignals::instance(); }
+
+// A call from another thread waits in a queued signal: bytes that point into a
+// buffer the host may reuse at once (QByteArray::fromRawData) are copied first.
+// On the library's thread the record is serialised before the call returns.
+void ownBytes(QByteArray &bytes) { bytes = ownedBytes(bytes); }
+void ownBytes(FaceInfo &face) { ownBytes(face.faceImage); }
+void ownBytes(FaceDetectRecordInfo &record)
+{
+    ownBytes(record.data12);
+    ownBytes(record.data13);
+}
+void ownBytes(AlarmInfo &alarm)
+{
+    for (QByteArray &block : alarm.data6)
+        ownBytes(block);
+    ownBytes(alarm.data10);
+}
+template <typename T>
+void ownBytes(QList<T> &list)
+{
+    for (T &item : list)
+        ownBytes(item);
+}
+template <typename T>
+T queueable(const T &value)
+{
+    if (QThread::currentThread() == out().thread())
+        return value;
+    T copy = value;
+    ownBytes(copy);
+    return copy;
+}
 } // namespace
 
 void init_dgw_res(const Response &r) { emit out().signalInitDgwRes(r); }
@@ -114,12 +147,12 @@ void dev_config_res(const Response &r) { emit out().signalDevConfigRes(r); }
 void add_face_res(const Response &r) { emit out().signalAddFaceRes(r); }
 void get_faces_res(const Response &r, const QList<FaceInfo> &faces, unsigned int totalCnt)
 {
-    emit out().signalGetFacesRes(r, faces, totalCnt);
+    emit out().signalGetFacesRes(r, queueable(faces), totalCnt);
 }
 void del_face_res(const Response &r) { emit out().signalDelFaceRes(r); }
 void get_face_detect_records_res(const Response &r, const QList<FaceDetectRecordInfo> &recs, unsigned int totalCnt)
 {
-    emit out().signalGetFaceDetectRecordsRes(r, recs, totalCnt);
+    emit out().signalGetFaceDetectRecordsRes(r, queueable(recs), totalCnt);
 }
 void check_dev_upgrade_res(const Response &r, const DevUpgradeInfo &info)
 {
@@ -157,14 +190,17 @@ void push_dev_channels_info_msg(const QString &devId, const QList<DevChannelInfo
 }
 void push_face_detect_msg(const ChannelId &channelId, const FaceDetectRecordInfo &record)
 {
-    emit out().signalPushFaceDetectMsg(channelId, record);
+    emit out().signalPushFaceDetectMsg(channelId, queueable(record));
 }
 void push_face_temperature_count_msg(const ChannelId &channelId, const FaceCountInfo &count)
 {
     emit out().signalPushFaceTemperatureCountMsg(channelId, count);
 }
-void push_alarm_msg(const AlarmInfo &alarm) { emit out().signalPushAlarmMsg(alarm); }
-void push_tlv_data(const QString &devId, const QByteArray &tlvData) { emit out().signalPushTlvData(devId, tlvData); }
+void push_alarm_msg(const AlarmInfo &alarm) { emit out().signalPushAlarmMsg(queueable(alarm)); }
+void push_tlv_data(const QString &devId, const QByteArray &tlvData)
+{
+    emit out().signalPushTlvData(devId, queueable(tlvData));
+}
 void push_talk_event_msg(const ChannelId &channelId, TalkEvent event)
 {
     emit out().signalPushTalkEventMsg(channelId, event);

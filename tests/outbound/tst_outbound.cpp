@@ -759,6 +759,8 @@ private slots:
     void everySlot();
     void emptyTextsAreEmptyPayloads_data();
     void emptyTextsAreEmptyPayloads();
+    void reusedHostBuffersArriveAsPushed_data();
+    void reusedHostBuffersArriveAsPushed();
     void answerToDepartedRequester();
     void pushesFromAnotherThreadArriveQueuedInOrder();
     void answerFromAnotherThreadReachesAsker();
@@ -927,6 +929,48 @@ void tst_Outbound::emptyTextsAreEmptyPayloads()
     QCOMPARE(int(got.others.first().type), push);
     QVERIFY(!got.others.first().payload.isNull());
     QVERIFY(got.others.first().payload.isEmpty());
+}
+
+void tst_Outbound::reusedHostBuffersArriveAsPushed_data()
+{
+    QTest::addColumn<bool>("tlv");
+    QTest::newRow("tlv data") << true;
+    QTest::newRow("alarm bytes") << false;
+}
+
+// A push from another thread waits in a queued call while the host already
+// reuses the buffer it wrapped: the frame still carries what was pushed.
+void tst_Outbound::reusedHostBuffersArriveAsPushed()
+{
+    QFETCH(bool, tlv);
+    QVERIFY(ensureClients());
+    char buffer[64];
+    std::fill(std::begin(buffer), std::end(buffer), 'a');
+    std::thread host([&] {
+        const QByteArray bytes = QByteArray::fromRawData(buffer, sizeof buffer);
+        if (tlv) {
+            push_tlv_data(q("cam1"), bytes);
+        } else {
+            AlarmInfo alarm;
+            alarm.data6 = {bytes};
+            alarm.data10 = bytes;
+            push_alarm_msg(alarm);
+        }
+        std::fill(std::begin(buffer), std::end(buffer), 'z');
+    });
+    host.join();
+    QTRY_COMPARE(bystander->pendingFrames(), 1);
+    const Received got = collect();
+    const std::string pushed(sizeof buffer, 'a');
+    if (tlv) {
+        proto::TlvInfo m;
+        QVERIFY(parse(&m, got.others.first().payload));
+        QCOMPARE(m.tlv_data(), pushed);
+    } else {
+        proto::AlarmInfo m;
+        QVERIFY(parse(&m, got.others.first().payload));
+        QCOMPARE(F(m.data_10(), m.data_6_size() ? m.data_6(0) : std::string()), F(pushed, pushed));
+    }
 }
 
 void tst_Outbound::answerToDepartedRequester()
