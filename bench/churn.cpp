@@ -8,6 +8,7 @@
 #include "bench_util.h"
 
 #include "connection.h"
+#include "frame_codec.h"
 #include "oru_message.pb.h"
 
 #include <oru_sdk/dgw_signals.h>
