@@ -19,6 +19,8 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <csignal>
+
 using namespace oru_sdk;
 using oru_client::CallError;
 using oru_client::Client;
@@ -93,19 +95,18 @@ private:
     QTemporaryDir dir;
     QProcess sim;
 
-    // Runs oru-client against the simulator, spinning this event loop meanwhile.
-    Run client(QStringList args, bool withServers = true)
+    // Starts oru-client against the simulator.
+    void startClient(QProcess &p, QStringList args, bool withServers = true)
     {
         if (withServers)
             args << QStringLiteral("--server") << messageServer << QStringLiteral("--stream-server") << streamServer;
-        QProcess p;
         p.start(QStringLiteral(ORU_CLIENT_BIN), args);
-        QEventLoop loop;
-        connect(&p, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &loop, &QEventLoop::quit);
-        QTimer::singleShot(30000, &loop, &QEventLoop::quit);
-        if (p.state() != QProcess::NotRunning)
-            loop.exec();
-        if (p.state() != QProcess::NotRunning) {
+    }
+
+    // Waits for a started oru-client, spinning this event loop meanwhile.
+    static Run finish(QProcess &p)
+    {
+        if (!QTest::qWaitFor([&] { return p.state() == QProcess::NotRunning; }, 30000)) {
             p.kill();
             p.waitForFinished(2000);
             return {-1, QString(), QStringLiteral("oru-client did not finish")};
@@ -114,28 +115,43 @@ private:
                 QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
     }
 
+    Run client(const QStringList &args, bool withServers = true)
+    {
+        QProcess p;
+        startClient(p, args, withServers);
+        return finish(p);
+    }
+
     static QJsonObject jsonOf(const Run &r) { return QJsonDocument::fromJson(r.out.toUtf8()).object(); }
+
+    // Starts a simulator on its own server names and waits until it listens.
+    bool startSim(QProcess &p, const QString &msg, const QString &stream, const QStringList &extra = {})
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("XDG_DATA_HOME"), dir.path()); // its log goes here
+        p.setProcessEnvironment(env);
+        p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        p.start(QStringLiteral(ORU_SIM_BIN),
+                QStringList{QStringLiteral("--message-server"), msg, QStringLiteral("--stream-server"), stream,
+                            QStringLiteral("--quiet")}
+                    + extra);
+        return p.waitForStarted()
+            && QTest::qWaitFor(
+                   [&] {
+                       QLocalSocket probe;
+                       probe.connectToServer(msg);
+                       return probe.waitForConnected(100);
+                   },
+                   10000);
+    }
 
 private slots:
     void initTestCase()
     {
         QVERIFY(dir.isValid());
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("XDG_DATA_HOME"), dir.path()); // its log goes here
-        sim.setProcessEnvironment(env);
-        sim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        sim.start(QStringLiteral(ORU_SIM_BIN),
-                  {QStringLiteral("--message-server"), messageServer, QStringLiteral("--stream-server"), streamServer,
-                   QStringLiteral("--alarm-interval"), QStringLiteral("1"), QStringLiteral("--fps"),
-                   QStringLiteral("20"), QStringLiteral("--quiet")});
-        QVERIFY(sim.waitForStarted());
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                QLocalSocket probe;
-                probe.connectToServer(messageServer);
-                return probe.waitForConnected(100);
-            },
-            10000));
+        QVERIFY(startSim(
+            sim, messageServer, streamServer,
+            {QStringLiteral("--alarm-interval"), QStringLiteral("1"), QStringLiteral("--fps"), QStringLiteral("20")}));
     }
 
     // The gateway stops, cleanly, when a main client says hello then exit.
@@ -176,6 +192,7 @@ private slots:
         row("not activated", "presets|--dev|cam3", 1, "error 1002");
         row("missing option", "presets", 2, "--dev is required");
         row("not a number", "presets|--dev|cam1|--channel|two", 2, "--channel takes a number");
+        row("negative channel", "osd|--dev|cam1|--channel|-1|--text|x", 2, "--channel takes 1 or more, not -1");
         row("not a time", "recordings|--dev|cam1|--from|soonish", 2, "--from: 'soonish' is no time");
         row("missing action", "net|--dev|cam1", 2, "net needs one of: get, set");
         row("unknown command", "frobnicate", 2, "unknown command 'frobnicate'");
@@ -254,6 +271,49 @@ private slots:
         QVERIFY2(stats.value("offsetTime").toInt() >= 420, qPrintable(r.out));
     }
 
+    // A gateway killed or frozen in mid-stream ends live and playback with
+    // 3 (connection lost) or 4 (no data within the timeout), never 0.
+    void streamEndsWithTheGateway_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<bool>("freeze");
+        QTest::addColumn<int>("code");
+        QTest::newRow("live, killed") << "live" << false << 3;
+        QTest::newRow("live, frozen") << "live" << true << 4;
+        QTest::newRow("playback, killed") << "playback" << false << 3;
+        QTest::newRow("playback, frozen") << "playback" << true << 4;
+    }
+
+    void streamEndsWithTheGateway()
+    {
+        QFETCH(QString, command);
+        QFETCH(bool, freeze);
+        QFETCH(int, code);
+        const QString tag = QStringLiteral("_%1_%2").arg(command).arg(freeze);
+        QProcess gw;
+        QVERIFY(startSim(gw, messageServer + tag, streamServer + tag));
+        const QString file = dir.filePath(command + tag);
+        QProcess p;
+        startClient(p,
+                    {command, "--dev", "cam1", "--seconds", "20", "--timeout", "1000", "--out", file, "--server",
+                     messageServer + tag, "--stream-server", streamServer + tag},
+                    false);
+        QVERIFY(QTest::qWaitFor([&] { return QFileInfo(file).size() > 0; }, 10000));
+        if (freeze)
+            ::kill(pid_t(gw.processId()), SIGSTOP);
+        else
+            gw.kill();
+        const Run r = finish(p);
+        gw.kill();
+        gw.waitForFinished();
+        QLocalServer::removeServer(messageServer + tag);
+        QLocalServer::removeServer(streamServer + tag);
+        QCOMPARE(r.code, code);
+        QCOMPARE(r.out, QString());
+        QVERIFY2(r.err.contains(freeze ? "no stream data within 1000 ms after" : "closed the stream connection after"),
+                 qPrintable(r.err));
+    }
+
     void watchPrintsPushes()
     {
         const Run r = client({"watch", "--count", "1", "--seconds", "10", "--json"});
@@ -276,6 +336,32 @@ private slots:
             client({"presets", "--dev", "cam1", "--server", fake.server.serverName(), "--timeout", "300"}, false);
         QCOMPARE(r.code, 4);
         QCOMPARE(r.err, QStringLiteral("oru-client presets: get presets: no answer within 300 ms\n"));
+    }
+
+    // Channels outside a device's range, negative ones too, are refused with
+    // NoChannel by every request that takes one, and the simulator lives on.
+    void simRefusesChannelsOutOfRange_data()
+    {
+        QTest::addColumn<int>("channel");
+        QTest::newRow("-1") << -1;
+        QTest::newRow("0") << 0;
+        QTest::newRow("lowest int") << std::numeric_limits<int>::min();
+    }
+
+    void simRefusesChannelsOutOfRange()
+    {
+        QFETCH(int, channel);
+        Client c;
+        QVERIFY(c.connectToServer(messageServer));
+        const auto presets = c.getPresets(QStringLiteral("cam1"), channel);
+        const auto patrols = c.getPatrols(QStringLiteral("cam1"), channel);
+        const auto osd = c.setOSD({QString(), QStringLiteral("cam1"), channel, QStringLiteral("x")});
+        const auto ptz = c.ptzCtrl({QString(), QStringLiteral("cam1"), channel, 0, 0, 4});
+        for (const oru_client::PendingCall *call : {presets.call(), patrols.call(), osd.call(), ptz.call()}) {
+            QVERIFY(QTest::qWaitFor([&] { return call->isFinished(); }, 5000));
+            QCOMPARE(call->response().errorCode, 1003);
+        }
+        QCOMPARE(sim.state(), QProcess::Running);
     }
 
     // ---- The library ----

@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QTextStream>
 
+#include <limits>
 #include <memory>
 
 namespace oru_cli {
@@ -52,12 +53,14 @@ public:
     QString value(const QString &name, const QString &fallback = QString()) const;
     QString need(const QString &name) const;
     int number(const QString &name, int fallback) const;
+    // A number within [min, max]; anything else is a usage error that says the range.
+    int number(const QString &name, int fallback, int min, int max) const;
     QDateTime time(const QString &name, const QDateTime &fallback) const;
     // Index of the word given to --name in words (a number is taken as is).
     int choose(const QString &name, const QStringList &words, int fallback) const;
     QString dev() const { return need(QStringLiteral("dev")); }
     QStringList devs() const;
-    int channel() const { return number(QStringLiteral("channel"), 1); }
+    int channel() const { return number(QStringLiteral("channel"), 1, 1, std::numeric_limits<int>::max()); }
     QString text(const QString &name) const; // "@file" reads the file
     int action = -1;                         // index of the command's action word
 
@@ -83,10 +86,13 @@ public:
     void print(const QJsonValue &json, const QStringList &text);
     // Runs an opened stream for `seconds` (stopping early at its end),
     // writing its data to `file` when given, with a progress line on a
-    // terminal. Controls given run once at their time.
+    // terminal. Controls given run once at their time. A stream that stops
+    // sending for the timeout (outside a pause) or whose connection drops
+    // fails with TimedOut or NoGateway, whatever it received before.
     struct Step {
         double at;
         std::function<void(StreamClient &)> action;
+        int pause = 0; // 1: the gateway goes quiet on purpose from here, -1: until here
     };
     StreamStats runStream(StreamClient &s, const QString &label, double seconds, const QString &file,
                           const QList<Step> &steps = {});

@@ -431,9 +431,9 @@ int playback(Context &c)
             {skipAfter, [to = c.time(QStringLiteral("skip-time"), {})](StreamClient &s) { s.skipToTime(to); }});
     if (c.has(QStringLiteral("pause-at"))) {
         const double at = c.number(QStringLiteral("pause-at"), 0);
-        steps.append({at, [](StreamClient &s) { s.control(PlaybackCtrl::Pause); }});
-        steps.append(
-            {at + c.number(QStringLiteral("pause-for"), 1), [](StreamClient &s) { s.control(PlaybackCtrl::Resume); }});
+        steps.append({at, [](StreamClient &s) { s.control(PlaybackCtrl::Pause); }, 1});
+        steps.append({at + c.number(QStringLiteral("pause-for"), 1),
+                      [](StreamClient &s) { s.control(PlaybackCtrl::Resume); }, -1});
     }
 
     QString label;
@@ -985,6 +985,17 @@ int Context::number(const QString &name, int fallback) const
     return n;
 }
 
+int Context::number(const QString &name, int fallback, int min, int max) const
+{
+    const int n = number(name, fallback);
+    if (parser.isSet(name) && (n < min || n > max))
+        throw Failure{Usage,
+                      max == std::numeric_limits<int>::max()
+                          ? QStringLiteral("--%1 takes %2 or more, not %3").arg(name).arg(min).arg(n)
+                          : QStringLiteral("--%1 takes %2 to %3, not %4").arg(name).arg(min).arg(max).arg(n)};
+    return n;
+}
+
 QDateTime Context::time(const QString &name, const QDateTime &fallback) const
 {
     if (!parser.isSet(name))
@@ -1106,15 +1117,30 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
                                const QList<Step> &steps)
 {
     QFile sink(file);
-    if (!file.isEmpty() && !sink.open(QIODevice::WriteOnly))
-        throw Failure{Failed, QStringLiteral("cannot write %1: %2").arg(file, sink.errorString())};
     const bool terminal = !json && isatty(fileno(stdout));
     StreamStats stats;
     QElapsedTimer clock;
     QEventLoop loop;
+    bool lost = false, stalled = false;
+    // Armed while data is expected: no picture within the timeout ends the run.
+    QTimer silence;
+    silence.setSingleShot(true);
+    silence.setInterval(timeoutMs);
+    QObject::connect(&silence, &QTimer::timeout, &loop, [&] {
+        stalled = true;
+        loop.quit();
+    });
+    QString writeError;
     QObject::connect(&s, &StreamClient::dataReceived, &loop, [&](const QByteArray &data) {
         if (!clock.isValid())
             clock.start(); // the rate counts from the first picture
+        if (silence.isActive())
+            silence.start();
+        // Opened at the first picture, so that a stream that never starts leaves no empty file.
+        if (!file.isEmpty() && !sink.isOpen() && !sink.open(QIODevice::WriteOnly)) {
+            writeError = sink.errorString();
+            loop.quit();
+        }
         if (sink.isOpen())
             sink.write(data);
     });
@@ -1122,9 +1148,18 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
         if (e != StreamEvent::StreamStart)
             loop.quit();
     });
-    QObject::connect(&s, &StreamClient::disconnected, &loop, &QEventLoop::quit);
+    QObject::connect(&s, &StreamClient::disconnected, &loop, [&] {
+        lost = true;
+        loop.quit();
+    });
     for (const Step &step : steps)
-        QTimer::singleShot(int(step.at * 1000), &loop, [&s, step] { step.action(s); });
+        QTimer::singleShot(int(step.at * 1000), &loop, [&s, &silence, step] {
+            step.action(s);
+            if (step.pause > 0)
+                silence.stop();
+            else if (step.pause < 0)
+                silence.start();
+        });
     QTimer progress;
     QObject::connect(&progress, &QTimer::timeout, &loop, [&] {
         if (!clock.isValid() && s.dataFrames() == 0)
@@ -1142,16 +1177,14 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
     });
     if (terminal)
         progress.start(250);
-    // No picture at all within the timeout is an error; then run the time given.
-    QTimer::singleShot(timeoutMs, &loop, [&] {
-        if (s.dataFrames() == 0)
-            loop.quit();
-    });
+    silence.start();
     QTimer::singleShot(int(seconds * 1000), &loop, &QEventLoop::quit);
     loop.exec();
     progress.stop();
     if (terminal)
         out << '\r' << QString(100, QLatin1Char(' ')) << '\r' << Qt::flush;
+    if (!writeError.isEmpty())
+        throw Failure{Failed, QStringLiteral("cannot write %1: %2").arg(file, writeError)};
     stats.frames = s.dataFrames();
     stats.bytes = s.dataBytes();
     stats.seconds = clock.isValid() ? clock.elapsed() / 1000.0 : 0;
@@ -1159,13 +1192,13 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
     stats.duration = s.duration();
     stats.currentTime = s.currentTime();
     stats.events = s.events();
+    const QString after = stats.frames ? QStringLiteral(" after %1 frames").arg(stats.frames) : QString();
     if (stats.events.contains(StreamEvent::StreamError))
-        throw Failure{Failed, label + QStringLiteral(": the gateway reported a stream error")};
-    if (stats.frames == 0)
-        throw Failure{s.isConnected() ? TimedOut : NoGateway,
-                      label
-                          + (s.isConnected() ? QStringLiteral(": no stream data within %1 ms").arg(timeoutMs)
-                                             : QStringLiteral(": the gateway closed the stream connection"))};
+        throw Failure{Failed, label + QStringLiteral(": the gateway reported a stream error") + after};
+    if (lost)
+        throw Failure{NoGateway, label + QStringLiteral(": the gateway closed the stream connection") + after};
+    if (stalled || stats.frames == 0)
+        throw Failure{TimedOut, label + QStringLiteral(": no stream data within %1 ms").arg(timeoutMs) + after};
     return stats;
 }
 

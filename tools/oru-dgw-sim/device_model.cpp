@@ -194,7 +194,7 @@ Response DeviceModel::failed(const QString &requestId, Code code, const QString 
     return {requestId, int(code), text};
 }
 
-Response DeviceModel::check(const QString &requestId, const QString &devId, int channel) const
+Response DeviceModel::check(const QString &requestId, const QString &devId, std::optional<int> channel) const
 {
     const Device *d = find(devId);
     if (!d)
@@ -205,7 +205,8 @@ Response DeviceModel::check(const QString &requestId, const QString &devId, int 
                           .arg(devId,
                                d->status == DevStatus::NotActivated ? QStringLiteral("not activated")
                                                                     : QStringLiteral("offline")));
-    if (channel >= 0 && (channel < 1 || channel > d->channels.size()))
+    // Every channel number the wire can carry is checked, negative ones too.
+    if (channel && (*channel < 1 || *channel > d->channels.size()))
         return failed(requestId, NoChannel, QStringLiteral("%1 has channels 1-%2").arg(devId).arg(d->channels.size()));
     return {requestId, 0, QString()};
 }

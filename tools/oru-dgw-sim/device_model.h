@@ -9,6 +9,8 @@
 #include <QObject>
 #include <QTimer>
 
+#include <optional>
+
 // What a picture of one channel shows; read by the renderer on another thread.
 struct ChannelLook {
     bool found = false;
@@ -139,7 +141,8 @@ private:
     const Device *find(const QString &devId) const;
     Device *findSn(const QString &sn);
     // Success, or the reason the device (and channel, when given) cannot serve.
-    oru_sdk::Response check(const QString &requestId, const QString &devId, int channel = -1) const;
+    oru_sdk::Response check(const QString &requestId, const QString &devId,
+                            std::optional<int> channel = std::nullopt) const;
     oru_sdk::Response failed(const QString &requestId, Code code, const QString &text) const;
     Channel &channelOf(const QString &devId, int channel);
     QString where(const QString &devId, int channel) const;
