@@ -188,6 +188,15 @@ private slots:
             "Name of your first pet");
         row("upgrade check", "upgrade|check|--dev|cam2", 0, "hasUpdate=1 newVersionName=V5.8.0");
         row("unknown device", "presets|--dev|nope", 1, "error 1001 \\(unknown device 'nope'\\)");
+        row("error in a JSON answer", "common|--dev|cam1|--json|{bad", 1, "error 1005");
+        row("preset beyond the device's range", "preset|add|--dev|cam1|--number|9999", 1, "error 1005");
+        row("erasing every stop unasked", "patrol-stops|--dev|cam1", 2, "patrol-stops needs --stop");
+        row("playback speed off the list", "playback|--dev|cam1|--speed|7X", 2, "--speed takes one of 1/8X, ");
+        row("playback speed no word", "playback|--dev|cam1|--speed|fast", 2, "--speed takes one of");
+        row("PTZ speed", "ptz|--dev|cam1|--op|left|--speed|9", 2, "--speed takes 1 to 7, not 9");
+        row("PTZ operation number", "ptz|--dev|cam1|--op|99", 2, "--op takes one of up, ");
+        row("negative preset", "preset|call|--dev|cam1|--number|-3", 2, "--number takes 1 or more, not -3");
+        row("negative stay", "patrol-stops|--dev|cam1|--stop|1:-5", 2, "--stop takes PRESET:SECONDS");
         row("channel out of range", "presets|--dev|cam1|--channel|7", 1, "error 1003");
         row("not activated", "presets|--dev|cam3", 1, "error 1002");
         row("missing option", "presets", 2, "--dev is required");
@@ -362,6 +371,43 @@ private slots:
             QCOMPARE(call->response().errorCode, 1003);
         }
         QCOMPARE(sim.state(), QProcess::Running);
+    }
+
+    // Values a request can carry but a device cannot take get BadArgument.
+    void simRefusesValuesOutOfRange()
+    {
+        Client c;
+        QVERIFY(c.connectToServer(messageServer));
+        const QString cam = QStringLiteral("cam1");
+        const auto speed = c.ptzCtrl({QString(), cam, 1, 0, 0, 9});
+        const auto action = c.ptzCtrl({QString(), cam, 1, 0, 5, 4});
+        const auto stay = c.operPatrolPreset({QString(), cam, 1, 1, 1, -5, 0});
+        const auto stops = c.setPatrolPresets({QString(), cam, 1, 1, {{1, -5}}});
+        const auto patrol = c.setPatrolPresets({QString(), cam, 1, -3, {{1, 5}}});
+        for (const oru_client::PendingCall *call :
+             {speed.call(), action.call(), stay.call(), stops.call(), patrol.call()}) {
+            QVERIFY(QTest::qWaitFor([&] { return call->isFinished(); }, 5000));
+            QCOMPARE(call->response().errorCode, 1005);
+        }
+    }
+
+    // A set command changes what it is given and keeps the rest.
+    void setChangesOnlyWhatIsGiven()
+    {
+        const QJsonObject net = jsonOf(client({"net", "get", "--dev", "nvr1", "--json"}));
+        QCOMPARE(client({"net", "set", "--dev", "nvr1", "--ip", "192.0.2.21"}).code, 0);
+        QJsonObject expected = net;
+        expected.insert("ip", "192.0.2.21");
+        QCOMPARE(jsonOf(client({"net", "get", "--dev", "nvr1", "--json"})), expected);
+
+        const QJsonObject platform = jsonOf(client({"platform", "get", "--dev", "nvr1", "--json"}));
+        QCOMPARE(client({"platform", "set", "--dev", "nvr1", "--addr", "p.example.org"}).code, 0);
+        expected = platform;
+        expected.insert("platformAddr", "p.example.org");
+        QCOMPARE(jsonOf(client({"platform", "get", "--dev", "nvr1", "--json"})), expected);
+
+        QCOMPARE(client({"face", "add", "--dev", "nvr1", "--serial", "F9", "--name", "Zoe", "--org", "Lab"}).code, 0);
+        QVERIFY(client({"faces", "--dev", "nvr1", "--json"}).out.contains(R"("organizations":["Lab"])"));
     }
 
     // ---- The library ----

@@ -83,6 +83,14 @@ public:
         return Ok;
     }
     void check(const PendingCall *call) const; // throws on failure
+    // The answered value of a call that must succeed (read before a write).
+    template <class T>
+    T answer(const Reply<T> &reply)
+    {
+        reply.wait(timeoutMs + 1000);
+        check(reply.call());
+        return reply.value();
+    }
     void print(const QJsonValue &json, const QStringList &text);
     // Runs an opened stream for `seconds` (stopping early at its end),
     // writing its data to `file` when given, with a progress line on a

@@ -55,12 +55,13 @@ const QMap<QString, Opt> &catalogue()
         {"begin-ip", {"First address of the search range.", "ip"}},
         {"end-ip", {"Last address of the search range.", "ip"}},
         {"enable", {"Turn the setting on.", nullptr}},
+        {"disable", {"Turn the setting off.", nullptr}},
         {"id", {"Device id.", "id"}},
         {"name", {"Name.", "name"}},
         {"ip", {"IPv4 address.", "ip"}},
         {"port", {"Port.", "port"}},
         {"user", {"Login name.", "name"}},
-        {"mask", {"Subnet mask.", "mask", "255.255.255.0"}},
+        {"mask", {"Subnet mask.", "mask"}},
         {"gateway", {"Default gateway.", "ip"}},
         {"dns", {"Name server.", "ip"}},
         {"addr", {"Platform address.", "address"}},
@@ -78,7 +79,7 @@ const QMap<QString, Opt> &catalogue()
           "focus-near, focus-far, iris-open, iris-close.",
           "op"}},
         {"action", {"start or stop. Default: start.", "action"}},
-        {"speed", {"Speed: PTZ 1-7; playback 1/8X, 1/4X, 1/2X, 1X, 2X, 4X, 8X.", "speed"}},
+        {"speed", {"Speed: PTZ 1-7; playback 1/8X, 1/4X, 1/2X, 1X, 2X, 4X, 8X, 0X, 100X.", "speed"}},
         {"for", {"Stop the movement after this many ms.", "ms"}},
         {"number", {"Preset number (0: the next free one).", "n", "0"}},
         {"patrol", {"Patrol number.", "n", "1"}},
@@ -123,6 +124,12 @@ const QMap<QString, Opt> &catalogue()
     return options;
 }
 
+const int kMax = std::numeric_limits<int>::max();
+const int kMaxSeconds = kMax / 1000; // timers count milliseconds in an int
+// The playback speeds the SDK defines.
+const QStringList kSpeeds{PlaybackSpeed_1_8X, PlaybackSpeed_1_4X, PlaybackSpeed_1_2X,
+                          PlaybackSpeed_1X,   PlaybackSpeed_2X,   PlaybackSpeed_4X,
+                          PlaybackSpeed_8X,   PlaybackSpeed_0X,   PlaybackSpeed_100X};
 const QStringList kCommon{"server", "stream-server", "timeout", "json", "hello", "no-hello"};
 const QStringList kPtzOps{"up",         "down",    "left",     "right",      "up-left",   "up-right",  "down-left",
                           "down-right", "zoom-in", "zoom-out", "focus-near", "focus-far", "iris-open", "iris-close"};
@@ -184,7 +191,7 @@ int search(Context &c)
         return true;
     };
     broadcast ? client.broadcastSearchDevs() : client.searchDevs();
-    const int seconds = c.number(QStringLiteral("seconds"), 3);
+    const int seconds = c.number(QStringLiteral("seconds"), 3, 1, kMaxSeconds);
     if (!(broadcast ? waitForPush(client, &Client::broadcastSearchedDevs, seconds * 1000, take)
                     : waitForPush(client, &Client::searchedDevs, seconds * 1000, take)))
         throw Failure{TimedOut, QStringLiteral("search: no device list pushed within %1 s").arg(seconds)};
@@ -198,7 +205,7 @@ int channels(Context &c)
     Client &client = c.control();
     client.getDevChannelsInfo(dev);
     DevChanInfoList list;
-    const int seconds = c.number(QStringLiteral("seconds"), 3);
+    const int seconds = c.number(QStringLiteral("seconds"), 3, 1, kMaxSeconds);
     if (!waitForPush(client, &Client::devChannelsInfo, seconds * 1000,
                      [&](const QString &id, const DevChanInfoList &l) {
                          list = l;
@@ -217,7 +224,7 @@ DevInfo deviceFromOptions(const Context &c)
     d.name = c.value(QStringLiteral("name"));
     d.sn = c.value(QStringLiteral("sn"));
     d.ip = c.value(QStringLiteral("ip"));
-    d.port = unsigned(c.number(QStringLiteral("port"), 0));
+    d.port = unsigned(c.number(QStringLiteral("port"), 0, 1, 65535));
     d.user = c.value(QStringLiteral("user"));
     d.password = c.value(QStringLiteral("password"));
     return d;
@@ -252,8 +259,8 @@ int ptz(Context &c)
     if (p.operation < 0)
         throw Failure{Usage, QStringLiteral("ptz needs --op (%1)").arg(kPtzOps.join(QStringLiteral(", ")))};
     p.action = c.choose(QStringLiteral("action"), {"start", "stop"}, 0);
-    p.param5 = c.number(QStringLiteral("speed"), 4);
-    const int forMs = c.number(QStringLiteral("for"), 0);
+    p.param5 = c.number(QStringLiteral("speed"), 4, 1, 7);
+    const int forMs = c.number(QStringLiteral("for"), 0, 0, kMax);
     if (forMs <= 0)
         return c.show(c.control().ptzCtrl(p));
     // Start, keep moving for a while, stop.
@@ -288,7 +295,7 @@ int upgrade(Context &c)
                      [&](const QString &id) { uploaded |= id == u.devId; });
     QElapsedTimer clock;
     clock.start();
-    const int seconds = c.number(QStringLiteral("seconds"), 60);
+    const int seconds = c.number(QStringLiteral("seconds"), 60, 1, kMaxSeconds);
     DevUpgradeInfo info;
     do {
         QEventLoop pause;
@@ -314,8 +321,8 @@ int upgrade(Context &c)
 int watch(Context &c)
 {
     Client &client = c.control();
-    const int seconds = c.number(QStringLiteral("seconds"), 0);
-    const int count = c.number(QStringLiteral("count"), 0);
+    const int seconds = c.number(QStringLiteral("seconds"), 0, 0, kMaxSeconds);
+    const int count = c.number(QStringLiteral("count"), 0, 0, kMax);
     int seen = 0;
     QEventLoop loop;
     auto show = [&](const char *kind, const QJsonValue &json, const QString &text) {
@@ -404,11 +411,12 @@ int watch(Context &c)
 
 int live(Context &c)
 {
-    const LiveVideoConnCondition live{c.dev(), c.channel(), c.number(QStringLiteral("stream-type"), 0)};
+    const LiveVideoConnCondition live{c.dev(), c.channel(), c.number(QStringLiteral("stream-type"), 0, 0, 1)};
     const QString file = c.value(QStringLiteral("out"));
     c.stream().openLive(live);
     const QString label = QStringLiteral("live %1/%2").arg(live.devId).arg(live.channel);
-    c.printStream(label, c.runStream(c.stream(), label, c.number(QStringLiteral("seconds"), 5), file), file);
+    c.printStream(label, c.runStream(c.stream(), label, c.number(QStringLiteral("seconds"), 5, 1, kMaxSeconds), file),
+                  file);
     return Ok;
 }
 
@@ -416,23 +424,29 @@ int playback(Context &c)
 {
     const QString dev = c.dev();
     const int channel = c.channel();
-    const double seconds = c.number(QStringLiteral("seconds"), 5);
+    const double seconds = c.number(QStringLiteral("seconds"), 5, 1, kMaxSeconds);
     const QString file = c.value(QStringLiteral("out"));
     QList<Context::Step> steps;
-    if (c.has(QStringLiteral("speed")))
-        steps.append({0, [speed = c.value(QStringLiteral("speed"))](StreamClient &s) { s.setSpeed(speed); }});
-    const double skipAfter = c.number(QStringLiteral("skip-after"), int(seconds / 2));
+    if (c.has(QStringLiteral("speed"))) {
+        const QString speed = c.value(QStringLiteral("speed")).toUpper();
+        if (!kSpeeds.contains(speed))
+            throw Failure{Usage,
+                          QStringLiteral("--speed takes one of %1, not '%2'")
+                              .arg(kSpeeds.join(QStringLiteral(", ")), c.value(QStringLiteral("speed")))};
+        steps.append({0, [speed](StreamClient &s) { s.setSpeed(speed); }});
+    }
+    const double skipAfter = c.number(QStringLiteral("skip-after"), int(seconds / 2), 0, kMaxSeconds);
     if (c.has(QStringLiteral("skip-to")))
-        steps.append({skipAfter, [to = uint(c.number(QStringLiteral("skip-to"), 0))](StreamClient &s) {
+        steps.append({skipAfter, [to = uint(c.number(QStringLiteral("skip-to"), 0, 0, kMax))](StreamClient &s) {
                           s.skipByOffsetTime(to);
                       }});
     else if (c.has(QStringLiteral("skip-time")))
         steps.append(
             {skipAfter, [to = c.time(QStringLiteral("skip-time"), {})](StreamClient &s) { s.skipToTime(to); }});
     if (c.has(QStringLiteral("pause-at"))) {
-        const double at = c.number(QStringLiteral("pause-at"), 0);
+        const double at = c.number(QStringLiteral("pause-at"), 0, 0, kMaxSeconds);
         steps.append({at, [](StreamClient &s) { s.control(PlaybackCtrl::Pause); }, 1});
-        steps.append({at + c.number(QStringLiteral("pause-for"), 1),
+        steps.append({at + c.number(QStringLiteral("pause-for"), 1, 0, kMaxSeconds),
                       [](StreamClient &s) { s.control(PlaybackCtrl::Resume); }, -1});
     }
 
@@ -467,7 +481,7 @@ int playback(Context &c)
 
 int snapshot(Context &c)
 {
-    const LiveVideoConnCondition live{c.dev(), c.channel(), c.number(QStringLiteral("stream-type"), 0)};
+    const LiveVideoConnCondition live{c.dev(), c.channel(), c.number(QStringLiteral("stream-type"), 0, 0, 1)};
     const QString file = c.value(QStringLiteral("out"), QStringLiteral("snapshot.jpg"));
     StreamClient &s = c.stream();
     QByteArray picture;
@@ -658,17 +672,25 @@ const QList<Command> &commands()
          [](Context &c) {
              if (c.action == 0)
                  return c.show(c.control().getDevNet(c.dev()));
-             SetDevNetCondition n;
-             n.devId = c.dev();
-             n.ip = c.need("ip");
-             n.subNetMask = c.value("mask");
-             n.defaultGateway = c.value("gateway");
-             n.dns = c.value("dns");
+             // Only what was given changes: read, modify, write.
+             if (!c.has("ip") && !c.has("mask") && !c.has("gateway") && !c.has("dns"))
+                 throw Failure{Usage, QStringLiteral("net set needs --ip, --mask, --gateway or --dns")};
+             const DevNetInfo now = c.answer(c.control().getDevNet(c.dev()));
+             const SetDevNetCondition n{QString(),
+                                        c.dev(),
+                                        c.value("ip", now.ip),
+                                        c.value("mask", now.subNetMask),
+                                        c.value("gateway", now.defaultGateway),
+                                        c.value("dns", now.dns),
+                                        now.param5,
+                                        now.param6,
+                                        now.param7,
+                                        now.param8};
              return c.show(c.control().setDevNet(n));
          }},
         {"platform",
          {"get", "set"},
-         "dev enable addr port",
+         "dev enable disable addr port",
          "Platform settings.",
          [](Context &c) {
              if (c.action == 0) {
@@ -676,11 +698,20 @@ const QList<Command> &commands()
                  g.devId = c.dev();
                  return c.show(c.control().getDevPlatform(g));
              }
-             SetDevPlatformCondition s;
-             s.devId = c.dev();
-             s.param1 = c.has("enable");
-             s.platformAddr = c.need("addr");
-             s.param4 = c.number("port", 7660);
+             if (!c.has("enable") && !c.has("disable") && !c.has("addr") && !c.has("port"))
+                 throw Failure{Usage, QStringLiteral("platform set needs --enable, --disable, --addr or --port")};
+             if (c.has("enable") && c.has("disable"))
+                 throw Failure{Usage, QStringLiteral("give --enable or --disable, not both")};
+             GetDevPlatformCondition g;
+             g.devId = c.dev();
+             const DevPlatformInfo now = c.answer(c.control().getDevPlatform(g));
+             const SetDevPlatformCondition s{QString(),
+                                             g.devId,
+                                             c.has("enable") || (now.param1 && !c.has("disable")),
+                                             c.value("addr", now.platformAddr),
+                                             now.param3,
+                                             c.number("port", now.param4, 1, 65535),
+                                             now.param5};
              return c.show(c.control().setDevPlatform(s));
          }},
         {"platform-tav",
@@ -756,7 +787,7 @@ const QList<Command> &commands()
          "A channel's RTSP address.",
          [](Context &c) {
              auto r = onChannel<GetRtspUrlCondition>(c);
-             r.streamType = c.number("stream-type", 0);
+             r.streamType = c.number("stream-type", 0, 0, 1);
              return c.show(c.control().getRtspUrl(r));
          }},
         {"live",
@@ -783,7 +814,8 @@ const QList<Command> &commands()
          "Add (at the current position), delete or call a preset.",
          [](Context &c) {
              auto p = onChannel<PresetOperCondition>(c);
-             p.presetNumber = c.number("number", 0);
+             // 0 adds at the next free number; delete and call need a real one.
+             p.presetNumber = c.number("number", 0, c.action == int(PresetOper::Add) ? 0 : 1, kMax);
              p.presetName = c.value("name");
              p.oper = c.action;
              return c.show(c.control().operPreset(p));
@@ -799,7 +831,7 @@ const QList<Command> &commands()
          "Add, delete, start or stop a patrol.",
          [](Context &c) {
              auto p = onChannel<PatrolOperCondition>(c);
-             p.param3 = c.number("patrol", 1);
+             p.param3 = c.number("patrol", 1, c.action == int(PatrolOper::Add) ? 0 : 1, kMax);
              p.param4 = c.action;
              return c.show(c.control().operPatrol(p));
          }},
@@ -809,9 +841,11 @@ const QList<Command> &commands()
          "Add, delete or change one stop of a patrol.",
          [](Context &c) {
              auto p = onChannel<PatrolPresetOperCondition>(c);
-             p.param3 = c.number("patrol", 1);
-             p.param4 = c.number("preset", 0);
-             p.param5 = c.number("stay", 10);
+             p.param3 = c.number("patrol", 1, 1, kMax);
+             p.param4 = c.number("preset", 0, 1, kMax);
+             if (!c.has("preset"))
+                 throw Failure{Usage, QStringLiteral("--preset is required")};
+             p.param5 = c.number("stay", 10, 0, kMax);
              p.param6 = c.action;
              return c.show(c.control().operPatrolPreset(p));
          }},
@@ -821,13 +855,20 @@ const QList<Command> &commands()
          "Set all stops of a patrol (--stop PRESET:SECONDS ...).",
          [](Context &c) {
              auto p = onChannel<SetPatrolPresetsCondition>(c);
-             p.param3 = c.number("patrol", 1);
+             p.param3 = c.number("patrol", 1, 1, kMax);
+             if (c.values("stop").isEmpty())
+                 throw Failure{Usage,
+                               QStringLiteral("patrol-stops needs --stop (it replaces every stop; "
+                                              "patrol delete removes a patrol)")};
              for (const QString &stop : c.values("stop")) {
                  const QStringList parts = stop.split(QLatin1Char(':'));
                  bool ok1 = false, ok2 = parts.size() < 2;
                  const int preset = parts.value(0).toInt(&ok1), stay = parts.size() > 1 ? parts[1].toInt(&ok2) : 10;
-                 if (!ok1 || !ok2 || parts.size() > 2)
-                     throw Failure{Usage, QStringLiteral("--stop takes PRESET:SECONDS, not '%1'").arg(stop)};
+                 if (!ok1 || !ok2 || parts.size() > 2 || preset < 1 || stay < 0)
+                     throw Failure{Usage,
+                                   QStringLiteral("--stop takes PRESET:SECONDS (preset 1 or more, seconds 0 or more), "
+                                                  "not '%1'")
+                                       .arg(stop)};
                  p.presets.append({preset, stay});
              }
              return c.show(c.control().setPatrolPresets(p));
@@ -839,8 +880,8 @@ const QList<Command> &commands()
          "List a device's faces.",
          [](Context &c) {
              auto f = onChannel<GetFacesCondition>(c);
-             f.param3 = c.number("offset", 0);
-             f.param4 = c.number("count", 0);
+             f.param3 = c.number("offset", 0, 0, kMax);
+             f.param4 = c.number("count", 0, 0, kMax);
              return c.show(c.control().getFaces(f));
          }},
         {"face",
@@ -850,13 +891,16 @@ const QList<Command> &commands()
          [](Context &c) {
              if (c.action == 1) {
                  auto d = onChannel<DelFaceCondition>(c);
-                 d.param3 = c.number("face-id", -1);
+                 d.param3 = c.number("face-id", 0, 1, kMax);
+                 if (!c.has("face-id"))
+                     throw Failure{Usage, QStringLiteral("--face-id is required")};
                  return c.show(c.control().delFace(d));
              }
              auto f = onChannel<ModifyFaceCondition>(c);
              f.serialNum = c.need("serial");
              f.name = c.need("name");
              f.faceType = c.value("type");
+             f.organizations = c.values("org");
              f.validTime = c.time("valid-from", QDateTime::currentDateTime());
              f.invalidTime = c.time("valid-to", QDateTime::currentDateTime().addDays(365));
              if (c.has("image")) {
@@ -919,6 +963,13 @@ const QList<Command> &commands()
              const auto reply = c.control().common({c.dev(), c.channel()}, c.need("body"));
              reply.wait(c.timeoutMs + 1000);
              c.check(reply.call());
+             // The answer's own "result" is its error code.
+             const QJsonObject answer = QJsonDocument::fromJson(reply.value().toUtf8()).object();
+             if (const int code = answer.value("result").toInt())
+                 throw Failure{Failed,
+                               QStringLiteral("the gateway answered error %1 (%2)")
+                                   .arg(code)
+                                   .arg(answer.value("error").toString())};
              c.out << reply.value() << Qt::endl;
              return int(Ok);
          }},
@@ -1015,10 +1066,8 @@ int Context::choose(const QString &name, const QStringList &words, int fallback)
     const QString v = parser.value(name).toLower();
     bool isNumber = false;
     const int n = v.toInt(&isNumber);
-    if (isNumber)
-        return n;
-    const int i = words.indexOf(v);
-    if (i < 0)
+    const int i = isNumber ? n : int(words.indexOf(v));
+    if (i < 0 || i >= words.size())
         throw Failure{Usage, QStringLiteral("--%1 takes one of %2").arg(name, words.join(QStringLiteral(", ")))};
     return i;
 }
@@ -1346,7 +1395,7 @@ int main(int argc, char *argv[])
         if (positional.size() > (cmd->actions.isEmpty() ? 1 : 2))
             throw Failure{Usage, QStringLiteral("unexpected argument '%1'").arg(positional.last())};
         c.json = names.contains(QStringLiteral("json")) && parser.isSet(QStringLiteral("json"));
-        c.timeoutMs = c.number(QStringLiteral("timeout"), 5000);
+        c.timeoutMs = c.number(QStringLiteral("timeout"), 5000, 1, kMax);
         return cmd->run(c);
     } catch (const Failure &f) {
         c.out.flush();

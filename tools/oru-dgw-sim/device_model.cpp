@@ -23,6 +23,11 @@ const char kDefaultDevices[] = R"([
   {"id": "cam3", "name": "Warehouse", "sn": "SIM-IPC-0003", "ip": "192.0.2.13", "channels": 1, "model": "SIM-IPC-B100", "version": "V5.6.0", "activated": false}
 ])";
 
+// What a simulated PTZ head offers; larger values are refused with BadArgument.
+const int kMaxPtzSpeed = 7;
+const int kMaxPreset = 255;
+const int kMaxPatrol = 32;
+
 const QStringList kPeople{QStringLiteral("Alice Martin"), QStringLiteral("Bob Chen"), QStringLiteral("Carla Diaz"),
                           QStringLiteral("Dev Patel"), QStringLiteral("Eva Novak")};
 const QStringList kAlarmTypes{QStringLiteral("motion"), QStringLiteral("line-crossing"), QStringLiteral("intrusion"),
@@ -695,6 +700,11 @@ void DeviceModel::onPTZCtrlReq(const PTZCtrlCondition &c)
     Response r = check(c.requestId, c.devId, c.channel);
     if (!r.errorCode && (c.operation < 0 || c.operation > int(PTZOperation::IrisClose)))
         r = failed(c.requestId, BadArgument, QStringLiteral("unknown PTZ operation %1").arg(c.operation));
+    else if (!r.errorCode && (c.action < 0 || c.action > int(PTZAction::Stop)))
+        r = failed(c.requestId, BadArgument, QStringLiteral("unknown PTZ action %1").arg(c.action));
+    else if (!r.errorCode && (c.param5 < 0 || c.param5 > kMaxPtzSpeed))
+        r = failed(c.requestId, BadArgument,
+                   QStringLiteral("PTZ speeds are 1-%1 (0: the default), not %2").arg(kMaxPtzSpeed).arg(c.param5));
     if (!r.errorCode)
         channelOf(c.devId, c.channel).moving = c.action == int(PTZAction::Start) ? c.operation : -1;
     PTZ_ctrl_res(r, PTZOperation(c.operation), PTZAction(c.action));
@@ -724,7 +734,10 @@ void DeviceModel::onOperPresetReq(const PresetOperCondition &c)
     if (!r.errorCode) {
         Channel &ch = channelOf(c.devId, c.channel);
         const bool known = ch.presets.contains(c.presetNumber);
-        if (c.oper == int(PresetOper::Add)) {
+        if (c.oper == int(PresetOper::Add) && c.presetNumber > kMaxPreset) {
+            r = failed(c.requestId, BadArgument,
+                       QStringLiteral("presets are numbered 1-%1, not %2").arg(kMaxPreset).arg(c.presetNumber));
+        } else if (c.oper == int(PresetOper::Add)) {
             int number = c.presetNumber;
             if (number <= 0)
                 for (number = 1; ch.presets.contains(number);)
@@ -771,7 +784,10 @@ void DeviceModel::onOperPatrolReq(const PatrolOperCondition &c)
     Response r = check(c.requestId, c.devId, c.channel);
     if (!r.errorCode) {
         auto &patrols = channelOf(c.devId, c.channel).patrols;
-        if (c.param4 == int(PatrolOper::Add)) {
+        if (c.param4 == int(PatrolOper::Add) && c.param3 > kMaxPatrol) {
+            r = failed(c.requestId, BadArgument,
+                       QStringLiteral("patrols are numbered 1-%1, not %2").arg(kMaxPatrol).arg(c.param3));
+        } else if (c.param4 == int(PatrolOper::Add)) {
             int number = c.param3;
             if (number <= 0)
                 for (number = 1; patrols.contains(number);)
@@ -801,7 +817,9 @@ void DeviceModel::onOperPatrolPresetReq(const PatrolPresetOperCondition &c)
     Response r = check(c.requestId, c.devId, c.channel);
     if (!r.errorCode) {
         Channel &ch = channelOf(c.devId, c.channel);
-        if (!ch.patrols.contains(c.param3)) {
+        if (c.param5 < 0) {
+            r = failed(c.requestId, BadArgument, QStringLiteral("a stay of %1 s").arg(c.param5));
+        } else if (!ch.patrols.contains(c.param3)) {
             r = failed(c.requestId, NotFound, QStringLiteral("no patrol %1").arg(c.param3));
         } else if (!ch.presets.contains(c.param4)) {
             r = failed(c.requestId, NotFound, QStringLiteral("no preset %1").arg(c.param4));
@@ -837,7 +855,16 @@ void DeviceModel::onSetPatrolPresetsReq(const SetPatrolPresetsCondition &c)
     if (!r.errorCode) {
         Channel &ch = channelOf(c.devId, c.channel);
         QList<PatrolPresetInfo> stops;
+        if (c.param3 < 1 || c.param3 > kMaxPatrol)
+            r = failed(c.requestId, BadArgument,
+                       QStringLiteral("patrols are numbered 1-%1, not %2").arg(kMaxPatrol).arg(c.param3));
         for (const PatrolPresetEntry &e : c.presets) {
+            if (r.errorCode)
+                break;
+            if (e.stayTime < 0) {
+                r = failed(c.requestId, BadArgument, QStringLiteral("a stay of %1 s").arg(e.stayTime));
+                break;
+            }
             if (!ch.presets.contains(e.presetNumber)) {
                 r = failed(c.requestId, NotFound, QStringLiteral("no preset %1").arg(e.presetNumber));
                 break;
