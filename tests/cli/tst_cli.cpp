@@ -323,6 +323,43 @@ private slots:
                  qPrintable(r.err));
     }
 
+    // SIGTERM and SIGINT stop the simulator cleanly: exit 0, socket files gone.
+    void simStopsOnSignals_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("SIGTERM") << int(SIGTERM);
+        QTest::newRow("SIGINT") << int(SIGINT);
+    }
+
+    void simStopsOnSignals()
+    {
+        QFETCH(int, signal);
+        const QString tag = QStringLiteral("_sig%1").arg(signal);
+        QProcess gw;
+        QVERIFY(startSim(gw, messageServer + tag, streamServer + tag));
+        ::kill(pid_t(gw.processId()), signal);
+        QVERIFY(gw.waitForFinished(5000));
+        QCOMPARE(gw.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(gw.exitCode(), 0);
+        QVERIFY(!QFile::exists(QDir::temp().filePath(messageServer + tag)));
+        QVERIFY(!QFile::exists(QDir::temp().filePath(streamServer + tag)));
+    }
+
+    // A second simulator on a live gateway's name says so and leaves it alone.
+    void simRefusesANameInUse()
+    {
+        QProcess second;
+        second.start(QStringLiteral(ORU_SIM_BIN), {"--message-server", messageServer, "--stream-server", streamServer});
+        QVERIFY(second.waitForFinished(5000));
+        QCOMPARE(second.exitCode(), 2);
+        const QString err = QString::fromUtf8(second.readAllStandardError()); // after Qt's own notes
+        QVERIFY2(
+            (QLatin1Char('\n') + err)
+                .endsWith(QStringLiteral("\noru-dgw-sim: a gateway is already listening on '%1'\n").arg(messageServer)),
+            qPrintable(err));
+        QCOMPARE(client({"presets", "--dev", "cam1"}).code, 0);
+    }
+
     void watchPrintsPushes()
     {
         const Run r = client({"watch", "--count", "1", "--seconds", "10", "--json"});

@@ -10,10 +10,39 @@
 #include <QCommandLineParser>
 #include <QFile>
 #include <QGuiApplication>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QSocketNotifier>
 #include <QTextStream>
 #include <QThread>
 
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
 using namespace oru_sdk;
+
+namespace {
+
+int signalPipe[2] = {-1, -1};
+
+// Only async-signal-safe work here: the event loop reads the byte.
+void onStopSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t n = ::write(signalPipe[0], &byte, 1);
+}
+
+// A connection that succeeds means a live gateway holds the name; the SDK
+// would take the name over, so look before initialising it.
+bool inUse(const QString &name)
+{
+    QLocalSocket probe;
+    probe.connectToServer(name);
+    return probe.waitForConnected(500);
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -64,6 +93,28 @@ int main(int argc, char *argv[])
             return 2;
         }
         devicesJson = file.readAll();
+    }
+
+    for (const QString &name : {parser.value(messageServer), parser.value(streamServer)})
+        if (inUse(name)) {
+            err << "oru-dgw-sim: a gateway is already listening on '" << name << "'" << Qt::endl;
+            return 2;
+        }
+
+    // SIGTERM and SIGINT end the event loop like the main client's exit does.
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) == 0) {
+        auto *notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, &app);
+        QObject::connect(notifier, &QSocketNotifier::activated, &app, [] {
+            char byte;
+            [[maybe_unused]] const ssize_t n = ::read(signalPipe[1], &byte, 1);
+            QCoreApplication::quit();
+        });
+        struct sigaction action = {};
+        action.sa_handler = onStopSignal;
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = SA_RESTART;
+        sigaction(SIGTERM, &action, nullptr);
+        sigaction(SIGINT, &action, nullptr);
     }
 
     auto *model = new DeviceModel(devicesJson, alarmSeconds, parser.isSet(quiet));
@@ -166,5 +217,8 @@ int main(int argc, char *argv[])
     worker.quit();
     worker.wait();
     release_oru_dgw_sdk();
+    // The SDK's servers live until the process ends; their names are ours to free.
+    QLocalServer::removeServer(parser.value(messageServer));
+    QLocalServer::removeServer(parser.value(streamServer));
     return code;
 }
