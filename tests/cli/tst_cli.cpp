@@ -188,6 +188,7 @@ private slots:
             "Name of your first pet");
         row("upgrade check", "upgrade|check|--dev|cam2", 0, "hasUpdate=1 newVersionName=V5.8.0");
         row("unknown device", "presets|--dev|nope", 1, "error 1001 \\(unknown device 'nope'\\)");
+        row("recordings beyond one answer", "recordings|--dev|cam1|--from|-10d", 1, "more than 200 recordings");
         row("error in a JSON answer", "common|--dev|cam1|--json|{bad", 1, "error 1005");
         row("preset beyond the device's range", "preset|add|--dev|cam1|--number|9999", 1, "error 1005");
         row("erasing every stop unasked", "patrol-stops|--dev|cam1", 2, "patrol-stops needs --stop");
@@ -256,6 +257,26 @@ private slots:
         const QByteArray bytes = clip.readAll();
         QCOMPARE(double(bytes.size()), stats.value("bytes").toDouble());
         QCOMPARE(bytes.count("\xFF\xD8\xFF"), stats.value("frames").toInt()); // one JPEG per data frame
+    }
+
+    // A refused stream says the gateway's reason and leaves no empty file.
+    void failedLiveSaysWhyAndLeavesNoFile()
+    {
+        const QString file = dir.filePath(QStringLiteral("refused.mjpeg"));
+        const Run r = client({"live", "--dev", "nope", "--out", file});
+        QCOMPARE(r.code, 1);
+        QCOMPARE(r.err,
+                 QStringLiteral("oru-client live: live nope/1: the gateway reported a stream error: "
+                                "error 1001 (unknown device 'nope')\n"));
+        QVERIFY(!QFile::exists(file));
+    }
+
+    void upgradeProgressWaits()
+    {
+        QCOMPARE(client({"upgrade", "do", "--dev", "nvr1"}).code, 0);
+        const Run r = client({"upgrade", "progress", "--dev", "nvr1", "--wait", "--json"});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(jsonOf(r).value("phase").toString(), QStringLiteral("done"));
     }
 
     void snapshotIsADecodableJpeg()

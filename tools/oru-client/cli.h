@@ -102,8 +102,9 @@ public:
         std::function<void(StreamClient &)> action;
         int pause = 0; // 1: the gateway goes quiet on purpose from here, -1: until here
     };
+    // `source` is the channel asked for, to find the reason of a refusal.
     StreamStats runStream(StreamClient &s, const QString &label, double seconds, const QString &file,
-                          const QList<Step> &steps = {});
+                          const QList<Step> &steps = {}, const ChannelId &source = {});
     // A stream connection of its own (one stream per socket).
     std::unique_ptr<StreamClient> newStream();
     void printStream(const QString &label, const StreamStats &stats, const QString &file);

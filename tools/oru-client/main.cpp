@@ -284,10 +284,12 @@ int upgrade(Context &c)
     Client &client = c.control();
     if (c.action == 0)
         return c.show(client.checkDevUpgrade(u));
-    if (c.action == 2)
+    const bool wait = c.has(QStringLiteral("wait"));
+    if (c.action == 2 && !wait)
         return c.show(client.getDevUpgradeProgress(u.devId));
-    client.doDevUpgrade(u);
-    if (!c.has(QStringLiteral("wait")))
+    if (c.action == 1)
+        client.doDevUpgrade(u);
+    if (!wait)
         return sent(c);
     // Follow the progress by asking, as the main client does.
     bool uploaded = false;
@@ -415,7 +417,9 @@ int live(Context &c)
     const QString file = c.value(QStringLiteral("out"));
     c.stream().openLive(live);
     const QString label = QStringLiteral("live %1/%2").arg(live.devId).arg(live.channel);
-    c.printStream(label, c.runStream(c.stream(), label, c.number(QStringLiteral("seconds"), 5, 1, kMaxSeconds), file),
+    c.printStream(label,
+                  c.runStream(c.stream(), label, c.number(QStringLiteral("seconds"), 5, 1, kMaxSeconds), file, {},
+                              {live.devId, live.channel}),
                   file);
     return Ok;
 }
@@ -475,7 +479,7 @@ int playback(Context &c)
         c.stream().openPlaybackByFile({dev, channel, name, 0, 0});
         label = QStringLiteral("playback %1").arg(name);
     }
-    c.printStream(label, c.runStream(c.stream(), label, seconds, file, steps), file);
+    c.printStream(label, c.runStream(c.stream(), label, seconds, file, steps, {dev, channel}), file);
     return Ok;
 }
 
@@ -1163,7 +1167,7 @@ void Context::print(const QJsonValue &value, const QStringList &text)
 }
 
 StreamStats Context::runStream(StreamClient &s, const QString &label, double seconds, const QString &file,
-                               const QList<Step> &steps)
+                               const QList<Step> &steps, const ChannelId &source)
 {
     QFile sink(file);
     const bool terminal = !json && isatty(fileno(stdout));
@@ -1242,8 +1246,21 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
     stats.currentTime = s.currentTime();
     stats.events = s.events();
     const QString after = stats.frames ? QStringLiteral(" after %1 frames").arg(stats.frames) : QString();
-    if (stats.events.contains(StreamEvent::StreamError))
-        throw Failure{Failed, label + QStringLiteral(": the gateway reported a stream error") + after};
+    if (stats.events.contains(StreamEvent::StreamError)) {
+        // Stream events carry no reason: ask the control channel about the same channel.
+        QString reason;
+        if (!source.first.isEmpty()) {
+            GetRtspUrlCondition probe;
+            probe.devId = source.first;
+            probe.channel = source.second;
+            const auto reply = control().getRtspUrl(probe);
+            reply.wait(timeoutMs + 1000);
+            if (reply.isFinished() && reply.response().errorCode)
+                reason =
+                    QStringLiteral(": error %1 (%2)").arg(reply.response().errorCode).arg(reply.response().errorText);
+        }
+        throw Failure{Failed, label + QStringLiteral(": the gateway reported a stream error") + after + reason};
+    }
     if (lost)
         throw Failure{NoGateway, label + QStringLiteral(": the gateway closed the stream connection") + after};
     if (stalled || stats.frames == 0)

@@ -27,6 +27,7 @@ const char kDefaultDevices[] = R"([
 const int kMaxPtzSpeed = 7;
 const int kMaxPreset = 255;
 const int kMaxPatrol = 32;
+const int kMaxRecordings = 200;
 
 const QStringList kPeople{QStringLiteral("Alice Martin"), QStringLiteral("Bob Chen"), QStringLiteral("Carla Diaz"),
                           QStringLiteral("Dev Patel"), QStringLiteral("Eva Novak")};
@@ -657,7 +658,11 @@ void DeviceModel::onSearchVideoRecsReq(const RecsSearchCondition &c)
         // Ten minutes recorded at every full and half hour, up to now.
         const QDateTime end = qMin(c.endTime, QDateTime::currentDateTime().addMSecs(find(c.devId)->clockOffsetMs));
         QDateTime t = c.beginTime.addSecs(-c.beginTime.time().second() - 60 * (c.beginTime.time().minute() % 30));
-        for (; t < end && list.size() < 200; t = t.addSecs(1800)) {
+        // One answer holds kMaxRecordings at most; a longer list is refused, not cut.
+        if (t.secsTo(end) / 1800 > kMaxRecordings)
+            r = failed(c.requestId, BadArgument,
+                       QStringLiteral("the span holds more than %1 recordings; narrow it").arg(kMaxRecordings));
+        for (; !r.errorCode && t < end; t = t.addSecs(1800)) {
             const QDateTime stop = t.addSecs(600);
             if (stop <= c.beginTime || stop > end)
                 continue;
