@@ -246,6 +246,64 @@ void DeviceModel::setStatus(Device &d, DevStatus status)
     publish();
 }
 
+void DeviceModel::attach(Qt::ConnectionType type)
+{
+    const DgwSignals &sdk = DgwSignals::instance();
+#define ROUTE(stem) connect(&sdk, &DgwSignals::signal##stem, this, &DeviceModel::on##stem, type)
+    ROUTE(InitDgwReq);
+    ROUTE(SearchDevsCmd);
+    ROUTE(SetSearchDevsConfigCmd);
+    ROUTE(BroadcastSearchDevsCmd);
+    ROUTE(SetManagedDevsCmd);
+    ROUTE(AddManagedDevsCmd);
+    ROUTE(DelManagedDevsCmd);
+    ROUTE(EditManagedDevsCmd);
+    ROUTE(SetDevsTimeCmd);
+    ROUTE(RebootDevsCmd);
+    ROUTE(RestoreFactory);
+    ROUTE(ReconnectDevsCmd);
+    ROUTE(ActivateDevsCmd);
+    ROUTE(GetDevSecretQuestionsCmd);
+    ROUTE(ResetDevPwdCmd);
+    ROUTE(GetDevChannelsInfo);
+    ROUTE(GetDevNetReq);
+    ROUTE(GetDevPlatformReq);
+    ROUTE(SetDevPlatformReq);
+    ROUTE(GetDevPlatform_tavReq);
+    ROUTE(SetDevPlatform_tavReq);
+    ROUTE(ImportDevCertReq);
+    ROUTE(SetDevNetReq);
+    ROUTE(SearchVideoRecsReq);
+    ROUTE(GetRtspUrlReq);
+    ROUTE(PTZCtrlReq);
+    ROUTE(GetPresetsReq);
+    ROUTE(OperPresetReq);
+    ROUTE(GetPatrolsReq);
+    ROUTE(OperPatrolReq);
+    ROUTE(OperPatrolPresetReq);
+    ROUTE(SetPatrolPresetsReq);
+    ROUTE(SetOSDReq);
+    ROUTE(ModifyDevNameReq);
+    ROUTE(OpenDevRemoteConfigReq);
+    ROUTE(CheckDevUpgradeReq);
+    ROUTE(DoDevUpgradeCmd);
+    ROUTE(GetDevUpgradeProgressReq);
+    ROUTE(ModifyDevAccountReq);
+    ROUTE(AddFaceReq);
+    ROUTE(GetFacesReq);
+    ROUTE(DelFaceReq);
+    ROUTE(GetFaceDetectRecordsReq);
+    ROUTE(ClearFaceTemperatureCountCmd);
+    ROUTE(TalkOperReq);
+    ROUTE(SpeakOperReq);
+    ROUTE(UploadFileReq);
+    ROUTE(DownloadFileReq);
+    ROUTE(CommonReq);
+    ROUTE(SetSaasTokenCmd);
+    ROUTE(SaasLogoutCmd);
+#undef ROUTE
+}
+
 ChannelLook DeviceModel::look(const QString &devId, int channel) const
 {
     QMutexLocker lock(&lookLock);

@@ -48,6 +48,9 @@ public:
 
     ChannelLook look(const QString &devId, int channel) const; // thread-safe
 
+    // Connects every request signal of the SDK to its slot here.
+    void attach(Qt::ConnectionType type);
+
     // One line on stdout (unless quiet); any thread.
     void note(const QString &text) const;
 

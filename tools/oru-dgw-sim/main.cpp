@@ -135,60 +135,7 @@ int main(int argc, char *argv[])
     const DgwSignals &sdk = DgwSignals::instance();
 
     // Requests: queued into the model's thread.
-#define ROUTE(stem)                                                                                                    \
-    QObject::connect(&sdk, &DgwSignals::signal##stem, model, &DeviceModel::on##stem, Qt::QueuedConnection)
-    ROUTE(InitDgwReq);
-    ROUTE(SearchDevsCmd);
-    ROUTE(SetSearchDevsConfigCmd);
-    ROUTE(BroadcastSearchDevsCmd);
-    ROUTE(SetManagedDevsCmd);
-    ROUTE(AddManagedDevsCmd);
-    ROUTE(DelManagedDevsCmd);
-    ROUTE(EditManagedDevsCmd);
-    ROUTE(SetDevsTimeCmd);
-    ROUTE(RebootDevsCmd);
-    ROUTE(RestoreFactory);
-    ROUTE(ReconnectDevsCmd);
-    ROUTE(ActivateDevsCmd);
-    ROUTE(GetDevSecretQuestionsCmd);
-    ROUTE(ResetDevPwdCmd);
-    ROUTE(GetDevChannelsInfo);
-    ROUTE(GetDevNetReq);
-    ROUTE(GetDevPlatformReq);
-    ROUTE(SetDevPlatformReq);
-    ROUTE(GetDevPlatform_tavReq);
-    ROUTE(SetDevPlatform_tavReq);
-    ROUTE(ImportDevCertReq);
-    ROUTE(SetDevNetReq);
-    ROUTE(SearchVideoRecsReq);
-    ROUTE(GetRtspUrlReq);
-    ROUTE(PTZCtrlReq);
-    ROUTE(GetPresetsReq);
-    ROUTE(OperPresetReq);
-    ROUTE(GetPatrolsReq);
-    ROUTE(OperPatrolReq);
-    ROUTE(OperPatrolPresetReq);
-    ROUTE(SetPatrolPresetsReq);
-    ROUTE(SetOSDReq);
-    ROUTE(ModifyDevNameReq);
-    ROUTE(OpenDevRemoteConfigReq);
-    ROUTE(CheckDevUpgradeReq);
-    ROUTE(DoDevUpgradeCmd);
-    ROUTE(GetDevUpgradeProgressReq);
-    ROUTE(ModifyDevAccountReq);
-    ROUTE(AddFaceReq);
-    ROUTE(GetFacesReq);
-    ROUTE(DelFaceReq);
-    ROUTE(GetFaceDetectRecordsReq);
-    ROUTE(ClearFaceTemperatureCountCmd);
-    ROUTE(TalkOperReq);
-    ROUTE(SpeakOperReq);
-    ROUTE(UploadFileReq);
-    ROUTE(DownloadFileReq);
-    ROUTE(CommonReq);
-    ROUTE(SetSaasTokenCmd);
-    ROUTE(SaasLogoutCmd);
-#undef ROUTE
+    model->attach(Qt::QueuedConnection);
 
     // Streams: on this thread.
     QObject::connect(&sdk, &DgwSignals::signalLiveVideoConnReq, &media, &MediaStreams::openLive);
