@@ -187,6 +187,10 @@ private slots:
         row("secret questions to all, matched by serial", "secret-questions|--sn|SIM-IPC-0002", 0,
             "Name of your first pet");
         row("upgrade check", "upgrade|check|--dev|cam2", 0, "hasUpdate=1 newVersionName=V5.8.0");
+        row("version", "--version", 0, "^oru-client \\d+\\.\\d+\\.\\d+\n$");
+        row("devices the gateway manages", "devs|list", 0, "id=cam1 name=\"Front door\" ip=192.0.2.11 status=online\n");
+        row("error as one JSON object", "presets|--dev|nope|--json", 1,
+            R"(^\{"code":1001,"error":"get presets: [^"]*unknown device 'nope'[^"]*","exit":1\}\n$)");
         row("unknown device", "presets|--dev|nope", 1, "error 1001 \\(unknown device 'nope'\\)");
         row("recordings beyond one answer", "recordings|--dev|cam1|--from|-10d", 1, "more than 200 recordings");
         row("error in a JSON answer", "common|--dev|cam1|--json|{bad", 1, "error 1005");

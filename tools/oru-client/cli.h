@@ -25,6 +25,7 @@ enum Exit { Ok = 0, Failed = 1, Usage = 2, NoGateway = 3, TimedOut = 4 };
 struct Failure {
     int code;
     QString text;
+    int gatewayCode = 0; // the answer's error code, when the gateway gave one
 };
 
 QDateTime parseTime(const QString &text); // invalid when it is no time

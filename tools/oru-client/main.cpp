@@ -243,9 +243,32 @@ int devs(Context &c)
     case 2:
         client.editManagedDevs({deviceFromOptions(c)});
         break;
-    default:
+    case 3:
         client.delManagedDevs(c.devs());
         break;
+    default: {
+        // No request of its own: asked as a JSON request the gateway knows.
+        const QString answer =
+            c.answer(client.common({QString(), 0}, QStringLiteral(R"({"method":"getManagedDevices"})")));
+        const QJsonObject o = QJsonDocument::fromJson(answer.toUtf8()).object();
+        if (const int code = o.value(QStringLiteral("result")).toInt())
+            throw Failure{Failed,
+                          QStringLiteral("the gateway answered error %1 (%2)")
+                              .arg(code)
+                              .arg(o.value(QStringLiteral("error")).toString()),
+                          code};
+        QStringList lines;
+        for (const QJsonValue &d : o.value(QStringLiteral("devices")).toArray()) {
+            const QJsonObject dev = d.toObject();
+            lines.append(QStringLiteral("id=%1 name=\"%2\" ip=%3 status=%4")
+                             .arg(dev.value(QStringLiteral("id")).toString(),
+                                  dev.value(QStringLiteral("name")).toString(),
+                                  dev.value(QStringLiteral("ip")).toString(),
+                                  dev.value(QStringLiteral("statusName")).toString()));
+        }
+        c.print(o.value(QStringLiteral("devices")), lines);
+        return Ok;
+    }
     }
     return sent(c);
 }
@@ -346,9 +369,7 @@ int watch(Context &c)
     QObject::connect(&client, &C::broadcastSearchedDevs, &loop,
                      [&](const DevInfoList &d) { show("broadcast-devs", toJson(d), toText(d)); });
     QObject::connect(&client, &C::devStatus, &loop, [&](const QString &id, DevStatus s) {
-        static const QStringList names{"offline", "online", "login-failed", "not-activated"};
-        const QString name = int(s) >= 0 && int(s) < names.size() ? names[int(s)] : QString::number(int(s));
-        show("status", QJsonObject{{"devId", id}, {"status", int(s)}}, id + QLatin1Char(' ') + name);
+        show("status", QJsonObject{{"devId", id}, {"status", int(s)}}, id + QLatin1Char(' ') + toText(s));
     });
     QObject::connect(&client, &C::devP2PSuccess, &loop, [&](const QString &id) {
         show("p2p-success", QJsonObject{{"devId", id}}, id);
@@ -377,11 +398,11 @@ int watch(Context &c)
     });
     QObject::connect(&client, &C::talkEvent, &loop, [&](const ChannelId &ch, TalkEvent e) {
         show("talk-event", QJsonObject{{"channel", toJson(ch)}, {"event", int(e)}},
-             toText(ch) + QStringLiteral(" event=%1").arg(int(e)));
+             toText(ch) + QStringLiteral(" event=%1").arg(toText(e)));
     });
     QObject::connect(&client, &C::speakEvent, &loop, [&](const ChannelId &ch, TalkEvent e) {
         show("speak-event", QJsonObject{{"channel", toJson(ch)}, {"event", int(e)}},
-             toText(ch) + QStringLiteral(" event=%1").arg(int(e)));
+             toText(ch) + QStringLiteral(" event=%1").arg(toText(e)));
     });
     QObject::connect(&client, &C::activateResult, &loop, [&](const QString &sn, int code) {
         show("activate-result", QJsonObject{{"sn", sn}, {"code", code}},
@@ -568,9 +589,9 @@ const QList<Command> &commands()
              return sent(c);
          }},
         {"devs",
-         {"set", "add", "edit", "del"},
+         {"set", "add", "edit", "del", "list"},
          "id name sn ip port user password dev",
-         "Managed devices: set the list to one device, add, edit, or delete (--dev).",
+         "Managed devices: set the list to one device, add, edit, delete (--dev), or list them.",
          devs},
         {"time",
          {},
@@ -973,7 +994,8 @@ const QList<Command> &commands()
                  throw Failure{Failed,
                                QStringLiteral("the gateway answered error %1 (%2)")
                                    .arg(code)
-                                   .arg(answer.value("error").toString())};
+                                   .arg(answer.value("error").toString()),
+                               code};
              c.out << reply.value() << Qt::endl;
              return int(Ok);
          }},
@@ -1140,7 +1162,7 @@ void Context::check(const PendingCall *call) const
         if (!call->isFinished())
             throw Failure{TimedOut, call->description() + QStringLiteral(": no answer")};
         if (call->response().errorCode)
-            throw Failure{Failed, call->errorString()};
+            throw Failure{Failed, call->errorString(), call->response().errorCode};
         return;
     case oru_client::CallError::Timeout:
         throw Failure{TimedOut, call->errorString()};
@@ -1291,8 +1313,11 @@ void Context::printStream(const QString &label, const StreamStats &st, const QSt
         o.insert(QStringLiteral("currentTime"), toJson(st.currentTime));
         line += QStringLiteral(", at %1").arg(toText(st.currentTime));
     }
-    if (st.events.contains(StreamEvent::StreamEnd))
-        line += QStringLiteral(", ended");
+    QStringList eventNames;
+    for (StreamEvent e : st.events)
+        eventNames.append(toText(e));
+    if (!eventNames.isEmpty())
+        line += QStringLiteral(", events: ") + eventNames.join(QStringLiteral(", "));
     if (!file.isEmpty()) {
         o.insert(QStringLiteral("file"), file);
         line += QStringLiteral(" -> ") + file;
@@ -1353,6 +1378,10 @@ int main(int argc, char *argv[])
         words.append(a);
     }
     if (words.isEmpty()) {
+        if (args.contains(QStringLiteral("--version"))) {
+            QTextStream(stdout) << "oru-client " << ORU_VERSION << Qt::endl;
+            return Ok;
+        }
         if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
             QTextStream(stdout) << usage();
             return Ok;
@@ -1416,7 +1445,12 @@ int main(int argc, char *argv[])
         return cmd->run(c);
     } catch (const Failure &f) {
         c.out.flush();
-        err << "oru-client " << cmd->name << ": " << f.text << Qt::endl;
+        if (c.json) // scripts get one object, never text to parse
+            err << QJsonDocument(QJsonObject{{"error", f.text}, {"code", f.gatewayCode}, {"exit", f.code}})
+                       .toJson(QJsonDocument::Compact)
+                << Qt::endl;
+        else
+            err << "oru-client " << cmd->name << ": " << f.text << Qt::endl;
         return f.code;
     }
 }

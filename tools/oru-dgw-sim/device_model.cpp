@@ -1228,6 +1228,17 @@ void DeviceModel::onCommonReq(const ChannelId &channel, const QString &requestId
                       {"status", int(d->status)}};
         else
             answer = {{"result", UnknownDevice}, {"error", QStringLiteral("unknown device '%1'").arg(channel.first)}};
+    } else if (method == QLatin1String("getManagedDevices")) {
+        static const QStringList statusNames{"offline", "online", "login-failed", "not-activated"};
+        QJsonArray list;
+        for (const Device &dev : devices)
+            if (dev.managed)
+                list.append(QJsonObject{{"id", dev.info.id},
+                                        {"name", dev.info.name},
+                                        {"ip", dev.info.ip},
+                                        {"status", int(dev.status)},
+                                        {"statusName", statusNames.value(int(dev.status))}});
+        answer = {{"result", 0}, {"devices", list}};
     } else if (method == QLatin1String("getTime")) {
         answer = {
             {"result", 0},

@@ -51,12 +51,14 @@ int main(int argc, char *argv[])
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("oru-dgw-sim"));
+    QGuiApplication::setApplicationVersion(QStringLiteral(ORU_VERSION));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Simulated device gateway: serves the main client's requests with imaginary cameras and recorders,\n"
         "streams live video and playback as JPEG pictures, and ends when the main client leaves."));
     parser.addHelpOption();
+    parser.addVersionOption();
     const QCommandLineOption messageServer(QStringLiteral("message-server"), QStringLiteral("Control server name."),
                                            QStringLiteral("name"), QStringLiteral("oru_dgw_message"));
     const QCommandLineOption streamServer(QStringLiteral("stream-server"), QStringLiteral("Stream server name."),
