@@ -3,7 +3,7 @@
 # what is already there. Extra package names may be given as arguments.
 set -euo pipefail
 
-packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core "$@")
+packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core help2man bash-completion "$@")
 
 missing=()
 for p in "${packages[@]}"; do
