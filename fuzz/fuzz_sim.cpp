@@ -22,9 +22,10 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
     const QString id = QString::number(QCoreApplication::applicationPid());
     init_oru_dgw_sdk(QStringLiteral("fuzz_sim"), QStringLiteral("oru_fuzz_sim_msg_") + id,
                      QStringLiteral("oru_fuzz_sim_stream_") + id);
-    auto *model = new DeviceModel(QByteArray(), 0, true);
-    model->start();
-    model->attach(Qt::DirectConnection);
+    // Static, so that its state is freed before the leak check at exit.
+    static DeviceModel model(QByteArray(), 0, true);
+    model.start();
+    model.attach(Qt::DirectConnection);
     return 0;
 }
 

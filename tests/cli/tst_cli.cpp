@@ -283,6 +283,19 @@ private slots:
         QCOMPARE(jsonOf(r).value("phase").toString(), QStringLiteral("done"));
     }
 
+    // --out - puts the pictures on stdout and the summary on stderr.
+    void liveStreamToStdout()
+    {
+        QProcess p;
+        startClient(p, {"live", "--dev", "cam1", "--seconds", "1", "--out", "-", "--json"});
+        QVERIFY(p.waitForFinished(15000));
+        QCOMPARE(p.exitCode(), 0);
+        const QByteArray pictures = p.readAllStandardOutput();
+        const QJsonObject stats = QJsonDocument::fromJson(p.readAllStandardError()).object();
+        QVERIFY(pictures.startsWith("\xFF\xD8\xFF"));
+        QCOMPARE(double(pictures.size()), stats.value("bytes").toDouble());
+    }
+
     void snapshotIsADecodableJpeg()
     {
         const QString file = dir.filePath(QStringLiteral("snap.jpg"));

@@ -106,7 +106,7 @@ const QMap<QString, Opt> &catalogue()
         {"purpose", {"What the file is for.", "text", "config"}},
         {"src", {"File on the device.", "file"}},
         {"dest", {"File to write.", "file"}},
-        {"out", {"Output file (folder for demo).", "path"}},
+        {"out", {"Output file (folder for demo); - streams the pictures to stdout.", "path"}},
         {"skip-to", {"Skip to this second of the playback...", "s"}},
         {"skip-time", {"...or to this time...", "time"}},
         {"skip-after", {"...after this many seconds of it (default: half way).", "s"}},
@@ -1192,6 +1192,12 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
                                const QList<Step> &steps, const ChannelId &source)
 {
     QFile sink(file);
+    if (file == QLatin1String("-")) { // pictures on stdout: the words go to stderr
+        static QFile errors;
+        errors.open(stderr, QIODevice::WriteOnly);
+        out.flush();
+        out.setDevice(&errors);
+    }
     const bool terminal = !json && isatty(fileno(stdout));
     StreamStats stats;
     QElapsedTimer clock;
@@ -1212,7 +1218,9 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
         if (silence.isActive())
             silence.start();
         // Opened at the first picture, so that a stream that never starts leaves no empty file.
-        if (!file.isEmpty() && !sink.isOpen() && !sink.open(QIODevice::WriteOnly)) {
+        if (!file.isEmpty() && !sink.isOpen()
+            && !(file == QLatin1String("-") ? sink.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered)
+                                            : sink.open(QIODevice::WriteOnly))) {
             writeError = sink.errorString();
             loop.quit();
         }
