@@ -13,7 +13,7 @@ root=$PWD
 seconds=${1:-60}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(frames control stream)
+[ ${#targets[@]} -gt 0 ] || targets=(frames control stream sim)
 build=${BUILD_DIR:-$root/build-fuzz}
 
 scripts/install-deps.sh clang libclang-rt-dev
@@ -22,7 +22,7 @@ cmake --build "$build" -j"$(nproc)" --target oru_fuzz_seeds "${targets[@]/#/fuzz
 
 packs=()
 for t in "${targets[@]}"; do
-  [ -f "$root/fuzz/corpus/$t.pack" ] && packs+=("$root/fuzz/corpus/$t.pack")
+  [ -f "$root/fuzz/corpus/$t.pack" ] && packs+=("$root/fuzz/corpus/$t.pack") || true
 done
 "$build/fuzz/oru_fuzz_seeds" "$build/seeds" "${packs[@]}"
 status=0
@@ -32,7 +32,10 @@ for t in "${targets[@]}"; do
   # New inputs go to the first directory only; the summary is the last status
   # line (executions, coverage) and the final stats.
   log="$build/crashes/$t/fuzz.log"
-  dirs=("$build/corpus/$t" "$build/seeds/$t")
+  # sim reads the control target's layout: it starts from the control seeds.
+  seeds=$t
+  [ "$t" = sim ] && seeds=control
+  dirs=("$build/corpus/$t" "$build/seeds/$seeds")
   # The dispatcher targets keep state across inputs on purpose (pending
   # requests, streams): the per-input leak scan would only slow them down; the
   # leak check at exit still runs.

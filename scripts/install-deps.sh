@@ -4,9 +4,10 @@
 set -euo pipefail
 
 # lintian, dpkg-dev (dpkg-shlibdeps) and file: the Debian packages and their test;
-# python3-protobuf and python3-pytest: the Python client and its tests.
+# python3-protobuf and python3-pytest: the Python client and its tests;
+# help2man and bash-completion: the tools' manual pages and completion.
 packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core
-  lintian dpkg-dev file python3 python3-protobuf python3-pytest "$@")
+  lintian dpkg-dev file python3 python3-protobuf python3-pytest help2man bash-completion "$@")
 
 missing=()
 for p in "${packages[@]}"; do

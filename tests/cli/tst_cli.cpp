@@ -19,6 +19,8 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <csignal>
+
 using namespace oru_sdk;
 using oru_client::CallError;
 using oru_client::Client;
@@ -93,19 +95,18 @@ private:
     QTemporaryDir dir;
     QProcess sim;
 
-    // Runs oru-client against the simulator, spinning this event loop meanwhile.
-    Run client(QStringList args, bool withServers = true)
+    // Starts oru-client against the simulator.
+    void startClient(QProcess &p, QStringList args, bool withServers = true)
     {
         if (withServers)
             args << QStringLiteral("--server") << messageServer << QStringLiteral("--stream-server") << streamServer;
-        QProcess p;
         p.start(QStringLiteral(ORU_CLIENT_BIN), args);
-        QEventLoop loop;
-        connect(&p, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &loop, &QEventLoop::quit);
-        QTimer::singleShot(30000, &loop, &QEventLoop::quit);
-        if (p.state() != QProcess::NotRunning)
-            loop.exec();
-        if (p.state() != QProcess::NotRunning) {
+    }
+
+    // Waits for a started oru-client, spinning this event loop meanwhile.
+    static Run finish(QProcess &p)
+    {
+        if (!QTest::qWaitFor([&] { return p.state() == QProcess::NotRunning; }, 30000)) {
             p.kill();
             p.waitForFinished(2000);
             return {-1, QString(), QStringLiteral("oru-client did not finish")};
@@ -114,28 +115,43 @@ private:
                 QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
     }
 
+    Run client(const QStringList &args, bool withServers = true)
+    {
+        QProcess p;
+        startClient(p, args, withServers);
+        return finish(p);
+    }
+
     static QJsonObject jsonOf(const Run &r) { return QJsonDocument::fromJson(r.out.toUtf8()).object(); }
+
+    // Starts a simulator on its own server names and waits until it listens.
+    bool startSim(QProcess &p, const QString &msg, const QString &stream, const QStringList &extra = {})
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("XDG_DATA_HOME"), dir.path()); // its log goes here
+        p.setProcessEnvironment(env);
+        p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        p.start(QStringLiteral(ORU_SIM_BIN),
+                QStringList{QStringLiteral("--message-server"), msg, QStringLiteral("--stream-server"), stream,
+                            QStringLiteral("--quiet")}
+                    + extra);
+        return p.waitForStarted()
+            && QTest::qWaitFor(
+                   [&] {
+                       QLocalSocket probe;
+                       probe.connectToServer(msg);
+                       return probe.waitForConnected(100);
+                   },
+                   10000);
+    }
 
 private slots:
     void initTestCase()
     {
         QVERIFY(dir.isValid());
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("XDG_DATA_HOME"), dir.path()); // its log goes here
-        sim.setProcessEnvironment(env);
-        sim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        sim.start(QStringLiteral(ORU_SIM_BIN),
-                  {QStringLiteral("--message-server"), messageServer, QStringLiteral("--stream-server"), streamServer,
-                   QStringLiteral("--alarm-interval"), QStringLiteral("1"), QStringLiteral("--fps"),
-                   QStringLiteral("20"), QStringLiteral("--quiet")});
-        QVERIFY(sim.waitForStarted());
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                QLocalSocket probe;
-                probe.connectToServer(messageServer);
-                return probe.waitForConnected(100);
-            },
-            10000));
+        QVERIFY(startSim(
+            sim, messageServer, streamServer,
+            {QStringLiteral("--alarm-interval"), QStringLiteral("1"), QStringLiteral("--fps"), QStringLiteral("20")}));
     }
 
     // The gateway stops, cleanly, when a main client says hello then exit.
@@ -171,11 +187,26 @@ private slots:
         row("secret questions to all, matched by serial", "secret-questions|--sn|SIM-IPC-0002", 0,
             "Name of your first pet");
         row("upgrade check", "upgrade|check|--dev|cam2", 0, "hasUpdate=1 newVersionName=V5.8.0");
+        row("version", "--version", 0, "^oru-client \\d+\\.\\d+\\.\\d+\n$");
+        row("devices the gateway manages", "devs|list", 0, "id=cam1 name=\"Front door\" ip=192.0.2.11 status=online\n");
+        row("error as one JSON object", "presets|--dev|nope|--json", 1,
+            R"(^\{"code":1001,"error":"get presets: [^"]*unknown device 'nope'[^"]*","exit":1\}\n$)");
         row("unknown device", "presets|--dev|nope", 1, "error 1001 \\(unknown device 'nope'\\)");
+        row("recordings beyond one answer", "recordings|--dev|cam1|--from|-10d", 1, "more than 200 recordings");
+        row("error in a JSON answer", "common|--dev|cam1|--json|{bad", 1, "error 1005");
+        row("preset beyond the device's range", "preset|add|--dev|cam1|--number|9999", 1, "error 1005");
+        row("erasing every stop unasked", "patrol-stops|--dev|cam1", 2, "patrol-stops needs --stop");
+        row("playback speed off the list", "playback|--dev|cam1|--speed|7X", 2, "--speed takes one of 1/8X, ");
+        row("playback speed no word", "playback|--dev|cam1|--speed|fast", 2, "--speed takes one of");
+        row("PTZ speed", "ptz|--dev|cam1|--op|left|--speed|9", 2, "--speed takes 1 to 7, not 9");
+        row("PTZ operation number", "ptz|--dev|cam1|--op|99", 2, "--op takes one of up, ");
+        row("negative preset", "preset|call|--dev|cam1|--number|-3", 2, "--number takes 1 or more, not -3");
+        row("negative stay", "patrol-stops|--dev|cam1|--stop|1:-5", 2, "--stop takes PRESET:SECONDS");
         row("channel out of range", "presets|--dev|cam1|--channel|7", 1, "error 1003");
         row("not activated", "presets|--dev|cam3", 1, "error 1002");
         row("missing option", "presets", 2, "--dev is required");
         row("not a number", "presets|--dev|cam1|--channel|two", 2, "--channel takes a number");
+        row("negative channel", "osd|--dev|cam1|--channel|-1|--text|x", 2, "--channel takes 1 or more, not -1");
         row("not a time", "recordings|--dev|cam1|--from|soonish", 2, "--from: 'soonish' is no time");
         row("missing action", "net|--dev|cam1", 2, "net needs one of: get, set");
         row("unknown command", "frobnicate", 2, "unknown command 'frobnicate'");
@@ -232,6 +263,39 @@ private slots:
         QCOMPARE(bytes.count("\xFF\xD8\xFF"), stats.value("frames").toInt()); // one JPEG per data frame
     }
 
+    // A refused stream says the gateway's reason and leaves no empty file.
+    void failedLiveSaysWhyAndLeavesNoFile()
+    {
+        const QString file = dir.filePath(QStringLiteral("refused.mjpeg"));
+        const Run r = client({"live", "--dev", "nope", "--out", file});
+        QCOMPARE(r.code, 1);
+        QCOMPARE(r.err,
+                 QStringLiteral("oru-client live: live nope/1: the gateway reported a stream error: "
+                                "error 1001 (unknown device 'nope')\n"));
+        QVERIFY(!QFile::exists(file));
+    }
+
+    void upgradeProgressWaits()
+    {
+        QCOMPARE(client({"upgrade", "do", "--dev", "nvr1"}).code, 0);
+        const Run r = client({"upgrade", "progress", "--dev", "nvr1", "--wait", "--json"});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(jsonOf(r).value("phase").toString(), QStringLiteral("done"));
+    }
+
+    // --out - puts the pictures on stdout and the summary on stderr.
+    void liveStreamToStdout()
+    {
+        QProcess p;
+        startClient(p, {"live", "--dev", "cam1", "--seconds", "1", "--out", "-", "--json"});
+        QVERIFY(p.waitForFinished(15000));
+        QCOMPARE(p.exitCode(), 0);
+        const QByteArray pictures = p.readAllStandardOutput();
+        const QJsonObject stats = QJsonDocument::fromJson(p.readAllStandardError()).object();
+        QVERIFY(pictures.startsWith("\xFF\xD8\xFF"));
+        QCOMPARE(double(pictures.size()), stats.value("bytes").toDouble());
+    }
+
     void snapshotIsADecodableJpeg()
     {
         const QString file = dir.filePath(QStringLiteral("snap.jpg"));
@@ -252,6 +316,86 @@ private slots:
         QVERIFY(stats.value("frames").toInt() > 0);
         QCOMPARE(stats.value("duration").toInt(), 600);
         QVERIFY2(stats.value("offsetTime").toInt() >= 420, qPrintable(r.out));
+    }
+
+    // A gateway killed or frozen in mid-stream ends live and playback with
+    // 3 (connection lost) or 4 (no data within the timeout), never 0.
+    void streamEndsWithTheGateway_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<bool>("freeze");
+        QTest::addColumn<int>("code");
+        QTest::newRow("live, killed") << "live" << false << 3;
+        QTest::newRow("live, frozen") << "live" << true << 4;
+        QTest::newRow("playback, killed") << "playback" << false << 3;
+        QTest::newRow("playback, frozen") << "playback" << true << 4;
+    }
+
+    void streamEndsWithTheGateway()
+    {
+        QFETCH(QString, command);
+        QFETCH(bool, freeze);
+        QFETCH(int, code);
+        const QString tag = QStringLiteral("_%1_%2").arg(command).arg(freeze);
+        QProcess gw;
+        QVERIFY(startSim(gw, messageServer + tag, streamServer + tag));
+        const QString file = dir.filePath(command + tag);
+        QProcess p;
+        startClient(p,
+                    {command, "--dev", "cam1", "--seconds", "20", "--timeout", "1000", "--out", file, "--server",
+                     messageServer + tag, "--stream-server", streamServer + tag},
+                    false);
+        QVERIFY(QTest::qWaitFor([&] { return QFileInfo(file).size() > 0; }, 10000));
+        if (freeze)
+            ::kill(pid_t(gw.processId()), SIGSTOP);
+        else
+            gw.kill();
+        const Run r = finish(p);
+        gw.kill();
+        gw.waitForFinished();
+        QLocalServer::removeServer(messageServer + tag);
+        QLocalServer::removeServer(streamServer + tag);
+        QCOMPARE(r.code, code);
+        QCOMPARE(r.out, QString());
+        QVERIFY2(r.err.contains(freeze ? "no stream data within 1000 ms after" : "closed the stream connection after"),
+                 qPrintable(r.err));
+    }
+
+    // SIGTERM and SIGINT stop the simulator cleanly: exit 0, socket files gone.
+    void simStopsOnSignals_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("SIGTERM") << int(SIGTERM);
+        QTest::newRow("SIGINT") << int(SIGINT);
+    }
+
+    void simStopsOnSignals()
+    {
+        QFETCH(int, signal);
+        const QString tag = QStringLiteral("_sig%1").arg(signal);
+        QProcess gw;
+        QVERIFY(startSim(gw, messageServer + tag, streamServer + tag));
+        ::kill(pid_t(gw.processId()), signal);
+        QVERIFY(gw.waitForFinished(5000));
+        QCOMPARE(gw.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(gw.exitCode(), 0);
+        QVERIFY(!QFile::exists(QDir::temp().filePath(messageServer + tag)));
+        QVERIFY(!QFile::exists(QDir::temp().filePath(streamServer + tag)));
+    }
+
+    // A second simulator on a live gateway's name says so and leaves it alone.
+    void simRefusesANameInUse()
+    {
+        QProcess second;
+        second.start(QStringLiteral(ORU_SIM_BIN), {"--message-server", messageServer, "--stream-server", streamServer});
+        QVERIFY(second.waitForFinished(5000));
+        QCOMPARE(second.exitCode(), 2);
+        const QString err = QString::fromUtf8(second.readAllStandardError()); // after Qt's own notes
+        QVERIFY2(
+            (QLatin1Char('\n') + err)
+                .endsWith(QStringLiteral("\noru-dgw-sim: a gateway is already listening on '%1'\n").arg(messageServer)),
+            qPrintable(err));
+        QCOMPARE(client({"presets", "--dev", "cam1"}).code, 0);
     }
 
     void watchPrintsPushes()
@@ -276,6 +420,69 @@ private slots:
             client({"presets", "--dev", "cam1", "--server", fake.server.serverName(), "--timeout", "300"}, false);
         QCOMPARE(r.code, 4);
         QCOMPARE(r.err, QStringLiteral("oru-client presets: get presets: no answer within 300 ms\n"));
+    }
+
+    // Channels outside a device's range, negative ones too, are refused with
+    // NoChannel by every request that takes one, and the simulator lives on.
+    void simRefusesChannelsOutOfRange_data()
+    {
+        QTest::addColumn<int>("channel");
+        QTest::newRow("-1") << -1;
+        QTest::newRow("0") << 0;
+        QTest::newRow("lowest int") << std::numeric_limits<int>::min();
+    }
+
+    void simRefusesChannelsOutOfRange()
+    {
+        QFETCH(int, channel);
+        Client c;
+        QVERIFY(c.connectToServer(messageServer));
+        const auto presets = c.getPresets(QStringLiteral("cam1"), channel);
+        const auto patrols = c.getPatrols(QStringLiteral("cam1"), channel);
+        const auto osd = c.setOSD({QString(), QStringLiteral("cam1"), channel, QStringLiteral("x")});
+        const auto ptz = c.ptzCtrl({QString(), QStringLiteral("cam1"), channel, 0, 0, 4});
+        for (const oru_client::PendingCall *call : {presets.call(), patrols.call(), osd.call(), ptz.call()}) {
+            QVERIFY(QTest::qWaitFor([&] { return call->isFinished(); }, 5000));
+            QCOMPARE(call->response().errorCode, 1003);
+        }
+        QCOMPARE(sim.state(), QProcess::Running);
+    }
+
+    // Values a request can carry but a device cannot take get BadArgument.
+    void simRefusesValuesOutOfRange()
+    {
+        Client c;
+        QVERIFY(c.connectToServer(messageServer));
+        const QString cam = QStringLiteral("cam1");
+        const auto speed = c.ptzCtrl({QString(), cam, 1, 0, 0, 9});
+        const auto action = c.ptzCtrl({QString(), cam, 1, 0, 5, 4});
+        const auto stay = c.operPatrolPreset({QString(), cam, 1, 1, 1, -5, 0});
+        const auto stops = c.setPatrolPresets({QString(), cam, 1, 1, {{1, -5}}});
+        const auto patrol = c.setPatrolPresets({QString(), cam, 1, -3, {{1, 5}}});
+        for (const oru_client::PendingCall *call :
+             {speed.call(), action.call(), stay.call(), stops.call(), patrol.call()}) {
+            QVERIFY(QTest::qWaitFor([&] { return call->isFinished(); }, 5000));
+            QCOMPARE(call->response().errorCode, 1005);
+        }
+    }
+
+    // A set command changes what it is given and keeps the rest.
+    void setChangesOnlyWhatIsGiven()
+    {
+        const QJsonObject net = jsonOf(client({"net", "get", "--dev", "nvr1", "--json"}));
+        QCOMPARE(client({"net", "set", "--dev", "nvr1", "--ip", "192.0.2.21"}).code, 0);
+        QJsonObject expected = net;
+        expected.insert("ip", "192.0.2.21");
+        QCOMPARE(jsonOf(client({"net", "get", "--dev", "nvr1", "--json"})), expected);
+
+        const QJsonObject platform = jsonOf(client({"platform", "get", "--dev", "nvr1", "--json"}));
+        QCOMPARE(client({"platform", "set", "--dev", "nvr1", "--addr", "p.example.org"}).code, 0);
+        expected = platform;
+        expected.insert("platformAddr", "p.example.org");
+        QCOMPARE(jsonOf(client({"platform", "get", "--dev", "nvr1", "--json"})), expected);
+
+        QCOMPARE(client({"face", "add", "--dev", "nvr1", "--serial", "F9", "--name", "Zoe", "--org", "Lab"}).code, 0);
+        QVERIFY(client({"faces", "--dev", "nvr1", "--json"}).out.contains(R"("organizations":["Lab"])"));
     }
 
     // ---- The library ----

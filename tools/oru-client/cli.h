@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QTextStream>
 
+#include <limits>
 #include <memory>
 
 namespace oru_cli {
@@ -24,6 +25,7 @@ enum Exit { Ok = 0, Failed = 1, Usage = 2, NoGateway = 3, TimedOut = 4 };
 struct Failure {
     int code;
     QString text;
+    int gatewayCode = 0; // the answer's error code, when the gateway gave one
 };
 
 QDateTime parseTime(const QString &text); // invalid when it is no time
@@ -52,12 +54,14 @@ public:
     QString value(const QString &name, const QString &fallback = QString()) const;
     QString need(const QString &name) const;
     int number(const QString &name, int fallback) const;
+    // A number within [min, max]; anything else is a usage error that says the range.
+    int number(const QString &name, int fallback, int min, int max) const;
     QDateTime time(const QString &name, const QDateTime &fallback) const;
     // Index of the word given to --name in words (a number is taken as is).
     int choose(const QString &name, const QStringList &words, int fallback) const;
     QString dev() const { return need(QStringLiteral("dev")); }
     QStringList devs() const;
-    int channel() const { return number(QStringLiteral("channel"), 1); }
+    int channel() const { return number(QStringLiteral("channel"), 1, 1, std::numeric_limits<int>::max()); }
     QString text(const QString &name) const; // "@file" reads the file
     int action = -1;                         // index of the command's action word
 
@@ -80,16 +84,28 @@ public:
         return Ok;
     }
     void check(const PendingCall *call) const; // throws on failure
+    // The answered value of a call that must succeed (read before a write).
+    template <class T>
+    T answer(const Reply<T> &reply)
+    {
+        reply.wait(timeoutMs + 1000);
+        check(reply.call());
+        return reply.value();
+    }
     void print(const QJsonValue &json, const QStringList &text);
     // Runs an opened stream for `seconds` (stopping early at its end),
     // writing its data to `file` when given, with a progress line on a
-    // terminal. Controls given run once at their time.
+    // terminal. Controls given run once at their time. A stream that stops
+    // sending for the timeout (outside a pause) or whose connection drops
+    // fails with TimedOut or NoGateway, whatever it received before.
     struct Step {
         double at;
         std::function<void(StreamClient &)> action;
+        int pause = 0; // 1: the gateway goes quiet on purpose from here, -1: until here
     };
+    // `source` is the channel asked for, to find the reason of a refusal.
     StreamStats runStream(StreamClient &s, const QString &label, double seconds, const QString &file,
-                          const QList<Step> &steps = {});
+                          const QList<Step> &steps = {}, const ChannelId &source = {});
     // A stream connection of its own (one stream per socket).
     std::unique_ptr<StreamClient> newStream();
     void printStream(const QString &label, const StreamStats &stats, const QString &file);

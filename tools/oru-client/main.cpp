@@ -55,12 +55,13 @@ const QMap<QString, Opt> &catalogue()
         {"begin-ip", {"First address of the search range.", "ip"}},
         {"end-ip", {"Last address of the search range.", "ip"}},
         {"enable", {"Turn the setting on.", nullptr}},
+        {"disable", {"Turn the setting off.", nullptr}},
         {"id", {"Device id.", "id"}},
         {"name", {"Name.", "name"}},
         {"ip", {"IPv4 address.", "ip"}},
         {"port", {"Port.", "port"}},
         {"user", {"Login name.", "name"}},
-        {"mask", {"Subnet mask.", "mask", "255.255.255.0"}},
+        {"mask", {"Subnet mask.", "mask"}},
         {"gateway", {"Default gateway.", "ip"}},
         {"dns", {"Name server.", "ip"}},
         {"addr", {"Platform address.", "address"}},
@@ -78,7 +79,7 @@ const QMap<QString, Opt> &catalogue()
           "focus-near, focus-far, iris-open, iris-close.",
           "op"}},
         {"action", {"start or stop. Default: start.", "action"}},
-        {"speed", {"Speed: PTZ 1-7; playback 1/8X, 1/4X, 1/2X, 1X, 2X, 4X, 8X.", "speed"}},
+        {"speed", {"Speed: PTZ 1-7; playback 1/8X, 1/4X, 1/2X, 1X, 2X, 4X, 8X, 0X, 100X.", "speed"}},
         {"for", {"Stop the movement after this many ms.", "ms"}},
         {"number", {"Preset number (0: the next free one).", "n", "0"}},
         {"patrol", {"Patrol number.", "n", "1"}},
@@ -105,7 +106,7 @@ const QMap<QString, Opt> &catalogue()
         {"purpose", {"What the file is for.", "text", "config"}},
         {"src", {"File on the device.", "file"}},
         {"dest", {"File to write.", "file"}},
-        {"out", {"Output file (folder for demo).", "path"}},
+        {"out", {"Output file (folder for demo); - streams the pictures to stdout.", "path"}},
         {"skip-to", {"Skip to this second of the playback...", "s"}},
         {"skip-time", {"...or to this time...", "time"}},
         {"skip-after", {"...after this many seconds of it (default: half way).", "s"}},
@@ -123,6 +124,12 @@ const QMap<QString, Opt> &catalogue()
     return options;
 }
 
+const int kMax = std::numeric_limits<int>::max();
+const int kMaxSeconds = kMax / 1000; // timers count milliseconds in an int
+// The playback speeds the SDK defines.
+const QStringList kSpeeds{PlaybackSpeed_1_8X, PlaybackSpeed_1_4X, PlaybackSpeed_1_2X,
+                          PlaybackSpeed_1X,   PlaybackSpeed_2X,   PlaybackSpeed_4X,
+                          PlaybackSpeed_8X,   PlaybackSpeed_0X,   PlaybackSpeed_100X};
 const QStringList kCommon{"server", "stream-server", "timeout", "json", "hello", "no-hello"};
 const QStringList kPtzOps{"up",         "down",    "left",     "right",      "up-left",   "up-right",  "down-left",
                           "down-right", "zoom-in", "zoom-out", "focus-near", "focus-far", "iris-open", "iris-close"};
@@ -184,7 +191,7 @@ int search(Context &c)
         return true;
     };
     broadcast ? client.broadcastSearchDevs() : client.searchDevs();
-    const int seconds = c.number(QStringLiteral("seconds"), 3);
+    const int seconds = c.number(QStringLiteral("seconds"), 3, 1, kMaxSeconds);
     if (!(broadcast ? waitForPush(client, &Client::broadcastSearchedDevs, seconds * 1000, take)
                     : waitForPush(client, &Client::searchedDevs, seconds * 1000, take)))
         throw Failure{TimedOut, QStringLiteral("search: no device list pushed within %1 s").arg(seconds)};
@@ -198,7 +205,7 @@ int channels(Context &c)
     Client &client = c.control();
     client.getDevChannelsInfo(dev);
     DevChanInfoList list;
-    const int seconds = c.number(QStringLiteral("seconds"), 3);
+    const int seconds = c.number(QStringLiteral("seconds"), 3, 1, kMaxSeconds);
     if (!waitForPush(client, &Client::devChannelsInfo, seconds * 1000,
                      [&](const QString &id, const DevChanInfoList &l) {
                          list = l;
@@ -217,7 +224,7 @@ DevInfo deviceFromOptions(const Context &c)
     d.name = c.value(QStringLiteral("name"));
     d.sn = c.value(QStringLiteral("sn"));
     d.ip = c.value(QStringLiteral("ip"));
-    d.port = unsigned(c.number(QStringLiteral("port"), 0));
+    d.port = unsigned(c.number(QStringLiteral("port"), 0, 1, 65535));
     d.user = c.value(QStringLiteral("user"));
     d.password = c.value(QStringLiteral("password"));
     return d;
@@ -236,9 +243,32 @@ int devs(Context &c)
     case 2:
         client.editManagedDevs({deviceFromOptions(c)});
         break;
-    default:
+    case 3:
         client.delManagedDevs(c.devs());
         break;
+    default: {
+        // No request of its own: asked as a JSON request the gateway knows.
+        const QString answer =
+            c.answer(client.common({QString(), 0}, QStringLiteral(R"({"method":"getManagedDevices"})")));
+        const QJsonObject o = QJsonDocument::fromJson(answer.toUtf8()).object();
+        if (const int code = o.value(QStringLiteral("result")).toInt())
+            throw Failure{Failed,
+                          QStringLiteral("the gateway answered error %1 (%2)")
+                              .arg(code)
+                              .arg(o.value(QStringLiteral("error")).toString()),
+                          code};
+        QStringList lines;
+        for (const QJsonValue &d : o.value(QStringLiteral("devices")).toArray()) {
+            const QJsonObject dev = d.toObject();
+            lines.append(QStringLiteral("id=%1 name=\"%2\" ip=%3 status=%4")
+                             .arg(dev.value(QStringLiteral("id")).toString(),
+                                  dev.value(QStringLiteral("name")).toString(),
+                                  dev.value(QStringLiteral("ip")).toString(),
+                                  dev.value(QStringLiteral("statusName")).toString()));
+        }
+        c.print(o.value(QStringLiteral("devices")), lines);
+        return Ok;
+    }
     }
     return sent(c);
 }
@@ -252,8 +282,8 @@ int ptz(Context &c)
     if (p.operation < 0)
         throw Failure{Usage, QStringLiteral("ptz needs --op (%1)").arg(kPtzOps.join(QStringLiteral(", ")))};
     p.action = c.choose(QStringLiteral("action"), {"start", "stop"}, 0);
-    p.param5 = c.number(QStringLiteral("speed"), 4);
-    const int forMs = c.number(QStringLiteral("for"), 0);
+    p.param5 = c.number(QStringLiteral("speed"), 4, 1, 7);
+    const int forMs = c.number(QStringLiteral("for"), 0, 0, kMax);
     if (forMs <= 0)
         return c.show(c.control().ptzCtrl(p));
     // Start, keep moving for a while, stop.
@@ -277,10 +307,12 @@ int upgrade(Context &c)
     Client &client = c.control();
     if (c.action == 0)
         return c.show(client.checkDevUpgrade(u));
-    if (c.action == 2)
+    const bool wait = c.has(QStringLiteral("wait"));
+    if (c.action == 2 && !wait)
         return c.show(client.getDevUpgradeProgress(u.devId));
-    client.doDevUpgrade(u);
-    if (!c.has(QStringLiteral("wait")))
+    if (c.action == 1)
+        client.doDevUpgrade(u);
+    if (!wait)
         return sent(c);
     // Follow the progress by asking, as the main client does.
     bool uploaded = false;
@@ -288,7 +320,7 @@ int upgrade(Context &c)
                      [&](const QString &id) { uploaded |= id == u.devId; });
     QElapsedTimer clock;
     clock.start();
-    const int seconds = c.number(QStringLiteral("seconds"), 60);
+    const int seconds = c.number(QStringLiteral("seconds"), 60, 1, kMaxSeconds);
     DevUpgradeInfo info;
     do {
         QEventLoop pause;
@@ -314,8 +346,8 @@ int upgrade(Context &c)
 int watch(Context &c)
 {
     Client &client = c.control();
-    const int seconds = c.number(QStringLiteral("seconds"), 0);
-    const int count = c.number(QStringLiteral("count"), 0);
+    const int seconds = c.number(QStringLiteral("seconds"), 0, 0, kMaxSeconds);
+    const int count = c.number(QStringLiteral("count"), 0, 0, kMax);
     int seen = 0;
     QEventLoop loop;
     auto show = [&](const char *kind, const QJsonValue &json, const QString &text) {
@@ -337,9 +369,7 @@ int watch(Context &c)
     QObject::connect(&client, &C::broadcastSearchedDevs, &loop,
                      [&](const DevInfoList &d) { show("broadcast-devs", toJson(d), toText(d)); });
     QObject::connect(&client, &C::devStatus, &loop, [&](const QString &id, DevStatus s) {
-        static const QStringList names{"offline", "online", "login-failed", "not-activated"};
-        const QString name = int(s) >= 0 && int(s) < names.size() ? names[int(s)] : QString::number(int(s));
-        show("status", QJsonObject{{"devId", id}, {"status", int(s)}}, id + QLatin1Char(' ') + name);
+        show("status", QJsonObject{{"devId", id}, {"status", int(s)}}, id + QLatin1Char(' ') + toText(s));
     });
     QObject::connect(&client, &C::devP2PSuccess, &loop, [&](const QString &id) {
         show("p2p-success", QJsonObject{{"devId", id}}, id);
@@ -368,11 +398,11 @@ int watch(Context &c)
     });
     QObject::connect(&client, &C::talkEvent, &loop, [&](const ChannelId &ch, TalkEvent e) {
         show("talk-event", QJsonObject{{"channel", toJson(ch)}, {"event", int(e)}},
-             toText(ch) + QStringLiteral(" event=%1").arg(int(e)));
+             toText(ch) + QStringLiteral(" event=%1").arg(toText(e)));
     });
     QObject::connect(&client, &C::speakEvent, &loop, [&](const ChannelId &ch, TalkEvent e) {
         show("speak-event", QJsonObject{{"channel", toJson(ch)}, {"event", int(e)}},
-             toText(ch) + QStringLiteral(" event=%1").arg(int(e)));
+             toText(ch) + QStringLiteral(" event=%1").arg(toText(e)));
     });
     QObject::connect(&client, &C::activateResult, &loop, [&](const QString &sn, int code) {
         show("activate-result", QJsonObject{{"sn", sn}, {"code", code}},
@@ -404,11 +434,14 @@ int watch(Context &c)
 
 int live(Context &c)
 {
-    const LiveVideoConnCondition live{c.dev(), c.channel(), c.number(QStringLiteral("stream-type"), 0)};
+    const LiveVideoConnCondition live{c.dev(), c.channel(), c.number(QStringLiteral("stream-type"), 0, 0, 1)};
     const QString file = c.value(QStringLiteral("out"));
     c.stream().openLive(live);
     const QString label = QStringLiteral("live %1/%2").arg(live.devId).arg(live.channel);
-    c.printStream(label, c.runStream(c.stream(), label, c.number(QStringLiteral("seconds"), 5), file), file);
+    c.printStream(label,
+                  c.runStream(c.stream(), label, c.number(QStringLiteral("seconds"), 5, 1, kMaxSeconds), file, {},
+                              {live.devId, live.channel}),
+                  file);
     return Ok;
 }
 
@@ -416,24 +449,30 @@ int playback(Context &c)
 {
     const QString dev = c.dev();
     const int channel = c.channel();
-    const double seconds = c.number(QStringLiteral("seconds"), 5);
+    const double seconds = c.number(QStringLiteral("seconds"), 5, 1, kMaxSeconds);
     const QString file = c.value(QStringLiteral("out"));
     QList<Context::Step> steps;
-    if (c.has(QStringLiteral("speed")))
-        steps.append({0, [speed = c.value(QStringLiteral("speed"))](StreamClient &s) { s.setSpeed(speed); }});
-    const double skipAfter = c.number(QStringLiteral("skip-after"), int(seconds / 2));
+    if (c.has(QStringLiteral("speed"))) {
+        const QString speed = c.value(QStringLiteral("speed")).toUpper();
+        if (!kSpeeds.contains(speed))
+            throw Failure{Usage,
+                          QStringLiteral("--speed takes one of %1, not '%2'")
+                              .arg(kSpeeds.join(QStringLiteral(", ")), c.value(QStringLiteral("speed")))};
+        steps.append({0, [speed](StreamClient &s) { s.setSpeed(speed); }});
+    }
+    const double skipAfter = c.number(QStringLiteral("skip-after"), int(seconds / 2), 0, kMaxSeconds);
     if (c.has(QStringLiteral("skip-to")))
-        steps.append({skipAfter, [to = uint(c.number(QStringLiteral("skip-to"), 0))](StreamClient &s) {
+        steps.append({skipAfter, [to = uint(c.number(QStringLiteral("skip-to"), 0, 0, kMax))](StreamClient &s) {
                           s.skipByOffsetTime(to);
                       }});
     else if (c.has(QStringLiteral("skip-time")))
         steps.append(
             {skipAfter, [to = c.time(QStringLiteral("skip-time"), {})](StreamClient &s) { s.skipToTime(to); }});
     if (c.has(QStringLiteral("pause-at"))) {
-        const double at = c.number(QStringLiteral("pause-at"), 0);
-        steps.append({at, [](StreamClient &s) { s.control(PlaybackCtrl::Pause); }});
-        steps.append(
-            {at + c.number(QStringLiteral("pause-for"), 1), [](StreamClient &s) { s.control(PlaybackCtrl::Resume); }});
+        const double at = c.number(QStringLiteral("pause-at"), 0, 0, kMaxSeconds);
+        steps.append({at, [](StreamClient &s) { s.control(PlaybackCtrl::Pause); }, 1});
+        steps.append({at + c.number(QStringLiteral("pause-for"), 1, 0, kMaxSeconds),
+                      [](StreamClient &s) { s.control(PlaybackCtrl::Resume); }, -1});
     }
 
     QString label;
@@ -461,13 +500,13 @@ int playback(Context &c)
         c.stream().openPlaybackByFile({dev, channel, name, 0, 0});
         label = QStringLiteral("playback %1").arg(name);
     }
-    c.printStream(label, c.runStream(c.stream(), label, seconds, file, steps), file);
+    c.printStream(label, c.runStream(c.stream(), label, seconds, file, steps, {dev, channel}), file);
     return Ok;
 }
 
 int snapshot(Context &c)
 {
-    const LiveVideoConnCondition live{c.dev(), c.channel(), c.number(QStringLiteral("stream-type"), 0)};
+    const LiveVideoConnCondition live{c.dev(), c.channel(), c.number(QStringLiteral("stream-type"), 0, 0, 1)};
     const QString file = c.value(QStringLiteral("out"), QStringLiteral("snapshot.jpg"));
     StreamClient &s = c.stream();
     QByteArray picture;
@@ -550,9 +589,9 @@ const QList<Command> &commands()
              return sent(c);
          }},
         {"devs",
-         {"set", "add", "edit", "del"},
+         {"set", "add", "edit", "del", "list"},
          "id name sn ip port user password dev",
-         "Managed devices: set the list to one device, add, edit, or delete (--dev).",
+         "Managed devices: set the list to one device, add, edit, delete (--dev), or list them.",
          devs},
         {"time",
          {},
@@ -658,17 +697,25 @@ const QList<Command> &commands()
          [](Context &c) {
              if (c.action == 0)
                  return c.show(c.control().getDevNet(c.dev()));
-             SetDevNetCondition n;
-             n.devId = c.dev();
-             n.ip = c.need("ip");
-             n.subNetMask = c.value("mask");
-             n.defaultGateway = c.value("gateway");
-             n.dns = c.value("dns");
+             // Only what was given changes: read, modify, write.
+             if (!c.has("ip") && !c.has("mask") && !c.has("gateway") && !c.has("dns"))
+                 throw Failure{Usage, QStringLiteral("net set needs --ip, --mask, --gateway or --dns")};
+             const DevNetInfo now = c.answer(c.control().getDevNet(c.dev()));
+             const SetDevNetCondition n{QString(),
+                                        c.dev(),
+                                        c.value("ip", now.ip),
+                                        c.value("mask", now.subNetMask),
+                                        c.value("gateway", now.defaultGateway),
+                                        c.value("dns", now.dns),
+                                        now.param5,
+                                        now.param6,
+                                        now.param7,
+                                        now.param8};
              return c.show(c.control().setDevNet(n));
          }},
         {"platform",
          {"get", "set"},
-         "dev enable addr port",
+         "dev enable disable addr port",
          "Platform settings.",
          [](Context &c) {
              if (c.action == 0) {
@@ -676,11 +723,20 @@ const QList<Command> &commands()
                  g.devId = c.dev();
                  return c.show(c.control().getDevPlatform(g));
              }
-             SetDevPlatformCondition s;
-             s.devId = c.dev();
-             s.param1 = c.has("enable");
-             s.platformAddr = c.need("addr");
-             s.param4 = c.number("port", 7660);
+             if (!c.has("enable") && !c.has("disable") && !c.has("addr") && !c.has("port"))
+                 throw Failure{Usage, QStringLiteral("platform set needs --enable, --disable, --addr or --port")};
+             if (c.has("enable") && c.has("disable"))
+                 throw Failure{Usage, QStringLiteral("give --enable or --disable, not both")};
+             GetDevPlatformCondition g;
+             g.devId = c.dev();
+             const DevPlatformInfo now = c.answer(c.control().getDevPlatform(g));
+             const SetDevPlatformCondition s{QString(),
+                                             g.devId,
+                                             c.has("enable") || (now.param1 && !c.has("disable")),
+                                             c.value("addr", now.platformAddr),
+                                             now.param3,
+                                             c.number("port", now.param4, 1, 65535),
+                                             now.param5};
              return c.show(c.control().setDevPlatform(s));
          }},
         {"platform-tav",
@@ -756,7 +812,7 @@ const QList<Command> &commands()
          "A channel's RTSP address.",
          [](Context &c) {
              auto r = onChannel<GetRtspUrlCondition>(c);
-             r.streamType = c.number("stream-type", 0);
+             r.streamType = c.number("stream-type", 0, 0, 1);
              return c.show(c.control().getRtspUrl(r));
          }},
         {"live",
@@ -783,7 +839,8 @@ const QList<Command> &commands()
          "Add (at the current position), delete or call a preset.",
          [](Context &c) {
              auto p = onChannel<PresetOperCondition>(c);
-             p.presetNumber = c.number("number", 0);
+             // 0 adds at the next free number; delete and call need a real one.
+             p.presetNumber = c.number("number", 0, c.action == int(PresetOper::Add) ? 0 : 1, kMax);
              p.presetName = c.value("name");
              p.oper = c.action;
              return c.show(c.control().operPreset(p));
@@ -799,7 +856,7 @@ const QList<Command> &commands()
          "Add, delete, start or stop a patrol.",
          [](Context &c) {
              auto p = onChannel<PatrolOperCondition>(c);
-             p.param3 = c.number("patrol", 1);
+             p.param3 = c.number("patrol", 1, c.action == int(PatrolOper::Add) ? 0 : 1, kMax);
              p.param4 = c.action;
              return c.show(c.control().operPatrol(p));
          }},
@@ -809,9 +866,11 @@ const QList<Command> &commands()
          "Add, delete or change one stop of a patrol.",
          [](Context &c) {
              auto p = onChannel<PatrolPresetOperCondition>(c);
-             p.param3 = c.number("patrol", 1);
-             p.param4 = c.number("preset", 0);
-             p.param5 = c.number("stay", 10);
+             p.param3 = c.number("patrol", 1, 1, kMax);
+             p.param4 = c.number("preset", 0, 1, kMax);
+             if (!c.has("preset"))
+                 throw Failure{Usage, QStringLiteral("--preset is required")};
+             p.param5 = c.number("stay", 10, 0, kMax);
              p.param6 = c.action;
              return c.show(c.control().operPatrolPreset(p));
          }},
@@ -821,13 +880,20 @@ const QList<Command> &commands()
          "Set all stops of a patrol (--stop PRESET:SECONDS ...).",
          [](Context &c) {
              auto p = onChannel<SetPatrolPresetsCondition>(c);
-             p.param3 = c.number("patrol", 1);
+             p.param3 = c.number("patrol", 1, 1, kMax);
+             if (c.values("stop").isEmpty())
+                 throw Failure{Usage,
+                               QStringLiteral("patrol-stops needs --stop (it replaces every stop; "
+                                              "patrol delete removes a patrol)")};
              for (const QString &stop : c.values("stop")) {
                  const QStringList parts = stop.split(QLatin1Char(':'));
                  bool ok1 = false, ok2 = parts.size() < 2;
                  const int preset = parts.value(0).toInt(&ok1), stay = parts.size() > 1 ? parts[1].toInt(&ok2) : 10;
-                 if (!ok1 || !ok2 || parts.size() > 2)
-                     throw Failure{Usage, QStringLiteral("--stop takes PRESET:SECONDS, not '%1'").arg(stop)};
+                 if (!ok1 || !ok2 || parts.size() > 2 || preset < 1 || stay < 0)
+                     throw Failure{Usage,
+                                   QStringLiteral("--stop takes PRESET:SECONDS (preset 1 or more, seconds 0 or more), "
+                                                  "not '%1'")
+                                       .arg(stop)};
                  p.presets.append({preset, stay});
              }
              return c.show(c.control().setPatrolPresets(p));
@@ -839,8 +905,8 @@ const QList<Command> &commands()
          "List a device's faces.",
          [](Context &c) {
              auto f = onChannel<GetFacesCondition>(c);
-             f.param3 = c.number("offset", 0);
-             f.param4 = c.number("count", 0);
+             f.param3 = c.number("offset", 0, 0, kMax);
+             f.param4 = c.number("count", 0, 0, kMax);
              return c.show(c.control().getFaces(f));
          }},
         {"face",
@@ -850,13 +916,16 @@ const QList<Command> &commands()
          [](Context &c) {
              if (c.action == 1) {
                  auto d = onChannel<DelFaceCondition>(c);
-                 d.param3 = c.number("face-id", -1);
+                 d.param3 = c.number("face-id", 0, 1, kMax);
+                 if (!c.has("face-id"))
+                     throw Failure{Usage, QStringLiteral("--face-id is required")};
                  return c.show(c.control().delFace(d));
              }
              auto f = onChannel<ModifyFaceCondition>(c);
              f.serialNum = c.need("serial");
              f.name = c.need("name");
              f.faceType = c.value("type");
+             f.organizations = c.values("org");
              f.validTime = c.time("valid-from", QDateTime::currentDateTime());
              f.invalidTime = c.time("valid-to", QDateTime::currentDateTime().addDays(365));
              if (c.has("image")) {
@@ -919,6 +988,14 @@ const QList<Command> &commands()
              const auto reply = c.control().common({c.dev(), c.channel()}, c.need("body"));
              reply.wait(c.timeoutMs + 1000);
              c.check(reply.call());
+             // The answer's own "result" is its error code.
+             const QJsonObject answer = QJsonDocument::fromJson(reply.value().toUtf8()).object();
+             if (const int code = answer.value("result").toInt())
+                 throw Failure{Failed,
+                               QStringLiteral("the gateway answered error %1 (%2)")
+                                   .arg(code)
+                                   .arg(answer.value("error").toString()),
+                               code};
              c.out << reply.value() << Qt::endl;
              return int(Ok);
          }},
@@ -985,6 +1062,17 @@ int Context::number(const QString &name, int fallback) const
     return n;
 }
 
+int Context::number(const QString &name, int fallback, int min, int max) const
+{
+    const int n = number(name, fallback);
+    if (parser.isSet(name) && (n < min || n > max))
+        throw Failure{Usage,
+                      max == std::numeric_limits<int>::max()
+                          ? QStringLiteral("--%1 takes %2 or more, not %3").arg(name).arg(min).arg(n)
+                          : QStringLiteral("--%1 takes %2 to %3, not %4").arg(name).arg(min).arg(max).arg(n)};
+    return n;
+}
+
 QDateTime Context::time(const QString &name, const QDateTime &fallback) const
 {
     if (!parser.isSet(name))
@@ -1004,10 +1092,8 @@ int Context::choose(const QString &name, const QStringList &words, int fallback)
     const QString v = parser.value(name).toLower();
     bool isNumber = false;
     const int n = v.toInt(&isNumber);
-    if (isNumber)
-        return n;
-    const int i = words.indexOf(v);
-    if (i < 0)
+    const int i = isNumber ? n : int(words.indexOf(v));
+    if (i < 0 || i >= words.size())
         throw Failure{Usage, QStringLiteral("--%1 takes one of %2").arg(name, words.join(QStringLiteral(", ")))};
     return i;
 }
@@ -1076,7 +1162,7 @@ void Context::check(const PendingCall *call) const
         if (!call->isFinished())
             throw Failure{TimedOut, call->description() + QStringLiteral(": no answer")};
         if (call->response().errorCode)
-            throw Failure{Failed, call->errorString()};
+            throw Failure{Failed, call->errorString(), call->response().errorCode};
         return;
     case oru_client::CallError::Timeout:
         throw Failure{TimedOut, call->errorString()};
@@ -1103,18 +1189,41 @@ void Context::print(const QJsonValue &value, const QStringList &text)
 }
 
 StreamStats Context::runStream(StreamClient &s, const QString &label, double seconds, const QString &file,
-                               const QList<Step> &steps)
+                               const QList<Step> &steps, const ChannelId &source)
 {
     QFile sink(file);
-    if (!file.isEmpty() && !sink.open(QIODevice::WriteOnly))
-        throw Failure{Failed, QStringLiteral("cannot write %1: %2").arg(file, sink.errorString())};
+    if (file == QLatin1String("-")) { // pictures on stdout: the words go to stderr
+        static QFile errors;
+        errors.open(stderr, QIODevice::WriteOnly);
+        out.flush();
+        out.setDevice(&errors);
+    }
     const bool terminal = !json && isatty(fileno(stdout));
     StreamStats stats;
     QElapsedTimer clock;
     QEventLoop loop;
+    bool lost = false, stalled = false;
+    // Armed while data is expected: no picture within the timeout ends the run.
+    QTimer silence;
+    silence.setSingleShot(true);
+    silence.setInterval(timeoutMs);
+    QObject::connect(&silence, &QTimer::timeout, &loop, [&] {
+        stalled = true;
+        loop.quit();
+    });
+    QString writeError;
     QObject::connect(&s, &StreamClient::dataReceived, &loop, [&](const QByteArray &data) {
         if (!clock.isValid())
             clock.start(); // the rate counts from the first picture
+        if (silence.isActive())
+            silence.start();
+        // Opened at the first picture, so that a stream that never starts leaves no empty file.
+        if (!file.isEmpty() && !sink.isOpen()
+            && !(file == QLatin1String("-") ? sink.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered)
+                                            : sink.open(QIODevice::WriteOnly))) {
+            writeError = sink.errorString();
+            loop.quit();
+        }
         if (sink.isOpen())
             sink.write(data);
     });
@@ -1122,9 +1231,18 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
         if (e != StreamEvent::StreamStart)
             loop.quit();
     });
-    QObject::connect(&s, &StreamClient::disconnected, &loop, &QEventLoop::quit);
+    QObject::connect(&s, &StreamClient::disconnected, &loop, [&] {
+        lost = true;
+        loop.quit();
+    });
     for (const Step &step : steps)
-        QTimer::singleShot(int(step.at * 1000), &loop, [&s, step] { step.action(s); });
+        QTimer::singleShot(int(step.at * 1000), &loop, [&s, &silence, step] {
+            step.action(s);
+            if (step.pause > 0)
+                silence.stop();
+            else if (step.pause < 0)
+                silence.start();
+        });
     QTimer progress;
     QObject::connect(&progress, &QTimer::timeout, &loop, [&] {
         if (!clock.isValid() && s.dataFrames() == 0)
@@ -1142,16 +1260,14 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
     });
     if (terminal)
         progress.start(250);
-    // No picture at all within the timeout is an error; then run the time given.
-    QTimer::singleShot(timeoutMs, &loop, [&] {
-        if (s.dataFrames() == 0)
-            loop.quit();
-    });
+    silence.start();
     QTimer::singleShot(int(seconds * 1000), &loop, &QEventLoop::quit);
     loop.exec();
     progress.stop();
     if (terminal)
         out << '\r' << QString(100, QLatin1Char(' ')) << '\r' << Qt::flush;
+    if (!writeError.isEmpty())
+        throw Failure{Failed, QStringLiteral("cannot write %1: %2").arg(file, writeError)};
     stats.frames = s.dataFrames();
     stats.bytes = s.dataBytes();
     stats.seconds = clock.isValid() ? clock.elapsed() / 1000.0 : 0;
@@ -1159,13 +1275,26 @@ StreamStats Context::runStream(StreamClient &s, const QString &label, double sec
     stats.duration = s.duration();
     stats.currentTime = s.currentTime();
     stats.events = s.events();
-    if (stats.events.contains(StreamEvent::StreamError))
-        throw Failure{Failed, label + QStringLiteral(": the gateway reported a stream error")};
-    if (stats.frames == 0)
-        throw Failure{s.isConnected() ? TimedOut : NoGateway,
-                      label
-                          + (s.isConnected() ? QStringLiteral(": no stream data within %1 ms").arg(timeoutMs)
-                                             : QStringLiteral(": the gateway closed the stream connection"))};
+    const QString after = stats.frames ? QStringLiteral(" after %1 frames").arg(stats.frames) : QString();
+    if (stats.events.contains(StreamEvent::StreamError)) {
+        // Stream events carry no reason: ask the control channel about the same channel.
+        QString reason;
+        if (!source.first.isEmpty()) {
+            GetRtspUrlCondition probe;
+            probe.devId = source.first;
+            probe.channel = source.second;
+            const auto reply = control().getRtspUrl(probe);
+            reply.wait(timeoutMs + 1000);
+            if (reply.isFinished() && reply.response().errorCode)
+                reason =
+                    QStringLiteral(": error %1 (%2)").arg(reply.response().errorCode).arg(reply.response().errorText);
+        }
+        throw Failure{Failed, label + QStringLiteral(": the gateway reported a stream error") + after + reason};
+    }
+    if (lost)
+        throw Failure{NoGateway, label + QStringLiteral(": the gateway closed the stream connection") + after};
+    if (stalled || stats.frames == 0)
+        throw Failure{TimedOut, label + QStringLiteral(": no stream data within %1 ms").arg(timeoutMs) + after};
     return stats;
 }
 
@@ -1192,8 +1321,11 @@ void Context::printStream(const QString &label, const StreamStats &st, const QSt
         o.insert(QStringLiteral("currentTime"), toJson(st.currentTime));
         line += QStringLiteral(", at %1").arg(toText(st.currentTime));
     }
-    if (st.events.contains(StreamEvent::StreamEnd))
-        line += QStringLiteral(", ended");
+    QStringList eventNames;
+    for (StreamEvent e : st.events)
+        eventNames.append(toText(e));
+    if (!eventNames.isEmpty())
+        line += QStringLiteral(", events: ") + eventNames.join(QStringLiteral(", "));
     if (!file.isEmpty()) {
         o.insert(QStringLiteral("file"), file);
         line += QStringLiteral(" -> ") + file;
@@ -1254,6 +1386,10 @@ int main(int argc, char *argv[])
         words.append(a);
     }
     if (words.isEmpty()) {
+        if (args.contains(QStringLiteral("--version"))) {
+            QTextStream(stdout) << "oru-client " << ORU_VERSION << Qt::endl;
+            return Ok;
+        }
         if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
             QTextStream(stdout) << usage();
             return Ok;
@@ -1313,11 +1449,16 @@ int main(int argc, char *argv[])
         if (positional.size() > (cmd->actions.isEmpty() ? 1 : 2))
             throw Failure{Usage, QStringLiteral("unexpected argument '%1'").arg(positional.last())};
         c.json = names.contains(QStringLiteral("json")) && parser.isSet(QStringLiteral("json"));
-        c.timeoutMs = c.number(QStringLiteral("timeout"), 5000);
+        c.timeoutMs = c.number(QStringLiteral("timeout"), 5000, 1, kMax);
         return cmd->run(c);
     } catch (const Failure &f) {
         c.out.flush();
-        err << "oru-client " << cmd->name << ": " << f.text << Qt::endl;
+        if (c.json) // scripts get one object, never text to parse
+            err << QJsonDocument(QJsonObject{{"error", f.text}, {"code", f.gatewayCode}, {"exit", f.code}})
+                       .toJson(QJsonDocument::Compact)
+                << Qt::endl;
+        else
+            err << "oru-client " << cmd->name << ": " << f.text << Qt::endl;
         return f.code;
     }
 }

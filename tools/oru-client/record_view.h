@@ -88,10 +88,22 @@ inline QString toText(const QStringList &v)
 }
 inline QString toText(const ChannelId &v) { return QStringLiteral("%1/%2").arg(v.first).arg(v.second); }
 inline QString toText(const QPair<QString, QString> &v) { return v.first + QLatin1Char('=') + v.second; }
+// Names of the enumerations' values, in value order (numbers stay in JSON).
+inline QStringList valueNames(oru_sdk::DevStatus) { return {"offline", "online", "login-failed", "not-activated"}; }
+inline QStringList valueNames(oru_sdk::PTZOperation)
+{
+    return {"up",         "down",    "left",     "right",      "up-left",   "up-right",  "down-left",
+            "down-right", "zoom-in", "zoom-out", "focus-near", "focus-far", "iris-open", "iris-close"};
+}
+inline QStringList valueNames(oru_sdk::PTZAction) { return {"start", "stop"}; }
+inline QStringList valueNames(oru_sdk::TalkEvent) { return {"start", "end", "error", "device-busy"}; }
+inline QStringList valueNames(oru_sdk::StreamEvent) { return {"start", "end", "error"}; }
+inline QStringList valueNames(oru_sdk::PlaybackCtrl) { return {"pause", "resume", "stop"}; }
 template <class E, std::enable_if_t<std::is_enum_v<E>, int> = 0>
 QString toText(E v)
 {
-    return QString::number(int(v));
+    const QStringList names = valueNames(v);
+    return int(v) >= 0 && int(v) < names.size() ? names.at(int(v)) : QString::number(int(v));
 }
 
 #define ORU_JSON_DECLARE(Type, ...)                                                                                    \

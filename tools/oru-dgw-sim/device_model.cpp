@@ -23,6 +23,12 @@ const char kDefaultDevices[] = R"([
   {"id": "cam3", "name": "Warehouse", "sn": "SIM-IPC-0003", "ip": "192.0.2.13", "channels": 1, "model": "SIM-IPC-B100", "version": "V5.6.0", "activated": false}
 ])";
 
+// What a simulated PTZ head offers; larger values are refused with BadArgument.
+const int kMaxPtzSpeed = 7;
+const int kMaxPreset = 255;
+const int kMaxPatrol = 32;
+const int kMaxRecordings = 200;
+
 const QStringList kPeople{QStringLiteral("Alice Martin"), QStringLiteral("Bob Chen"), QStringLiteral("Carla Diaz"),
                           QStringLiteral("Dev Patel"), QStringLiteral("Eva Novak")};
 const QStringList kAlarmTypes{QStringLiteral("motion"), QStringLiteral("line-crossing"), QStringLiteral("intrusion"),
@@ -194,7 +200,7 @@ Response DeviceModel::failed(const QString &requestId, Code code, const QString 
     return {requestId, int(code), text};
 }
 
-Response DeviceModel::check(const QString &requestId, const QString &devId, int channel) const
+Response DeviceModel::check(const QString &requestId, const QString &devId, std::optional<int> channel) const
 {
     const Device *d = find(devId);
     if (!d)
@@ -205,7 +211,8 @@ Response DeviceModel::check(const QString &requestId, const QString &devId, int 
                           .arg(devId,
                                d->status == DevStatus::NotActivated ? QStringLiteral("not activated")
                                                                     : QStringLiteral("offline")));
-    if (channel >= 0 && (channel < 1 || channel > d->channels.size()))
+    // Every channel number the wire can carry is checked, negative ones too.
+    if (channel && (*channel < 1 || *channel > d->channels.size()))
         return failed(requestId, NoChannel, QStringLiteral("%1 has channels 1-%2").arg(devId).arg(d->channels.size()));
     return {requestId, 0, QString()};
 }
@@ -237,6 +244,64 @@ void DeviceModel::setStatus(Device &d, DevStatus status)
     d.status = status;
     push_dev_status_msg(d.info.id, status);
     publish();
+}
+
+void DeviceModel::attach(Qt::ConnectionType type)
+{
+    const DgwSignals &sdk = DgwSignals::instance();
+#define ROUTE(stem) connect(&sdk, &DgwSignals::signal##stem, this, &DeviceModel::on##stem, type)
+    ROUTE(InitDgwReq);
+    ROUTE(SearchDevsCmd);
+    ROUTE(SetSearchDevsConfigCmd);
+    ROUTE(BroadcastSearchDevsCmd);
+    ROUTE(SetManagedDevsCmd);
+    ROUTE(AddManagedDevsCmd);
+    ROUTE(DelManagedDevsCmd);
+    ROUTE(EditManagedDevsCmd);
+    ROUTE(SetDevsTimeCmd);
+    ROUTE(RebootDevsCmd);
+    ROUTE(RestoreFactory);
+    ROUTE(ReconnectDevsCmd);
+    ROUTE(ActivateDevsCmd);
+    ROUTE(GetDevSecretQuestionsCmd);
+    ROUTE(ResetDevPwdCmd);
+    ROUTE(GetDevChannelsInfo);
+    ROUTE(GetDevNetReq);
+    ROUTE(GetDevPlatformReq);
+    ROUTE(SetDevPlatformReq);
+    ROUTE(GetDevPlatform_tavReq);
+    ROUTE(SetDevPlatform_tavReq);
+    ROUTE(ImportDevCertReq);
+    ROUTE(SetDevNetReq);
+    ROUTE(SearchVideoRecsReq);
+    ROUTE(GetRtspUrlReq);
+    ROUTE(PTZCtrlReq);
+    ROUTE(GetPresetsReq);
+    ROUTE(OperPresetReq);
+    ROUTE(GetPatrolsReq);
+    ROUTE(OperPatrolReq);
+    ROUTE(OperPatrolPresetReq);
+    ROUTE(SetPatrolPresetsReq);
+    ROUTE(SetOSDReq);
+    ROUTE(ModifyDevNameReq);
+    ROUTE(OpenDevRemoteConfigReq);
+    ROUTE(CheckDevUpgradeReq);
+    ROUTE(DoDevUpgradeCmd);
+    ROUTE(GetDevUpgradeProgressReq);
+    ROUTE(ModifyDevAccountReq);
+    ROUTE(AddFaceReq);
+    ROUTE(GetFacesReq);
+    ROUTE(DelFaceReq);
+    ROUTE(GetFaceDetectRecordsReq);
+    ROUTE(ClearFaceTemperatureCountCmd);
+    ROUTE(TalkOperReq);
+    ROUTE(SpeakOperReq);
+    ROUTE(UploadFileReq);
+    ROUTE(DownloadFileReq);
+    ROUTE(CommonReq);
+    ROUTE(SetSaasTokenCmd);
+    ROUTE(SaasLogoutCmd);
+#undef ROUTE
 }
 
 ChannelLook DeviceModel::look(const QString &devId, int channel) const
@@ -651,7 +716,11 @@ void DeviceModel::onSearchVideoRecsReq(const RecsSearchCondition &c)
         // Ten minutes recorded at every full and half hour, up to now.
         const QDateTime end = qMin(c.endTime, QDateTime::currentDateTime().addMSecs(find(c.devId)->clockOffsetMs));
         QDateTime t = c.beginTime.addSecs(-c.beginTime.time().second() - 60 * (c.beginTime.time().minute() % 30));
-        for (; t < end && list.size() < 200; t = t.addSecs(1800)) {
+        // One answer holds kMaxRecordings at most; a longer list is refused, not cut.
+        if (t.secsTo(end) / 1800 > kMaxRecordings)
+            r = failed(c.requestId, BadArgument,
+                       QStringLiteral("the span holds more than %1 recordings; narrow it").arg(kMaxRecordings));
+        for (; !r.errorCode && t < end; t = t.addSecs(1800)) {
             const QDateTime stop = t.addSecs(600);
             if (stop <= c.beginTime || stop > end)
                 continue;
@@ -694,6 +763,11 @@ void DeviceModel::onPTZCtrlReq(const PTZCtrlCondition &c)
     Response r = check(c.requestId, c.devId, c.channel);
     if (!r.errorCode && (c.operation < 0 || c.operation > int(PTZOperation::IrisClose)))
         r = failed(c.requestId, BadArgument, QStringLiteral("unknown PTZ operation %1").arg(c.operation));
+    else if (!r.errorCode && (c.action < 0 || c.action > int(PTZAction::Stop)))
+        r = failed(c.requestId, BadArgument, QStringLiteral("unknown PTZ action %1").arg(c.action));
+    else if (!r.errorCode && (c.param5 < 0 || c.param5 > kMaxPtzSpeed))
+        r = failed(c.requestId, BadArgument,
+                   QStringLiteral("PTZ speeds are 1-%1 (0: the default), not %2").arg(kMaxPtzSpeed).arg(c.param5));
     if (!r.errorCode)
         channelOf(c.devId, c.channel).moving = c.action == int(PTZAction::Start) ? c.operation : -1;
     PTZ_ctrl_res(r, PTZOperation(c.operation), PTZAction(c.action));
@@ -723,7 +797,10 @@ void DeviceModel::onOperPresetReq(const PresetOperCondition &c)
     if (!r.errorCode) {
         Channel &ch = channelOf(c.devId, c.channel);
         const bool known = ch.presets.contains(c.presetNumber);
-        if (c.oper == int(PresetOper::Add)) {
+        if (c.oper == int(PresetOper::Add) && c.presetNumber > kMaxPreset) {
+            r = failed(c.requestId, BadArgument,
+                       QStringLiteral("presets are numbered 1-%1, not %2").arg(kMaxPreset).arg(c.presetNumber));
+        } else if (c.oper == int(PresetOper::Add)) {
             int number = c.presetNumber;
             if (number <= 0)
                 for (number = 1; ch.presets.contains(number);)
@@ -770,7 +847,10 @@ void DeviceModel::onOperPatrolReq(const PatrolOperCondition &c)
     Response r = check(c.requestId, c.devId, c.channel);
     if (!r.errorCode) {
         auto &patrols = channelOf(c.devId, c.channel).patrols;
-        if (c.param4 == int(PatrolOper::Add)) {
+        if (c.param4 == int(PatrolOper::Add) && c.param3 > kMaxPatrol) {
+            r = failed(c.requestId, BadArgument,
+                       QStringLiteral("patrols are numbered 1-%1, not %2").arg(kMaxPatrol).arg(c.param3));
+        } else if (c.param4 == int(PatrolOper::Add)) {
             int number = c.param3;
             if (number <= 0)
                 for (number = 1; patrols.contains(number);)
@@ -800,7 +880,9 @@ void DeviceModel::onOperPatrolPresetReq(const PatrolPresetOperCondition &c)
     Response r = check(c.requestId, c.devId, c.channel);
     if (!r.errorCode) {
         Channel &ch = channelOf(c.devId, c.channel);
-        if (!ch.patrols.contains(c.param3)) {
+        if (c.param5 < 0) {
+            r = failed(c.requestId, BadArgument, QStringLiteral("a stay of %1 s").arg(c.param5));
+        } else if (!ch.patrols.contains(c.param3)) {
             r = failed(c.requestId, NotFound, QStringLiteral("no patrol %1").arg(c.param3));
         } else if (!ch.presets.contains(c.param4)) {
             r = failed(c.requestId, NotFound, QStringLiteral("no preset %1").arg(c.param4));
@@ -836,7 +918,16 @@ void DeviceModel::onSetPatrolPresetsReq(const SetPatrolPresetsCondition &c)
     if (!r.errorCode) {
         Channel &ch = channelOf(c.devId, c.channel);
         QList<PatrolPresetInfo> stops;
+        if (c.param3 < 1 || c.param3 > kMaxPatrol)
+            r = failed(c.requestId, BadArgument,
+                       QStringLiteral("patrols are numbered 1-%1, not %2").arg(kMaxPatrol).arg(c.param3));
         for (const PatrolPresetEntry &e : c.presets) {
+            if (r.errorCode)
+                break;
+            if (e.stayTime < 0) {
+                r = failed(c.requestId, BadArgument, QStringLiteral("a stay of %1 s").arg(e.stayTime));
+                break;
+            }
             if (!ch.presets.contains(e.presetNumber)) {
                 r = failed(c.requestId, NotFound, QStringLiteral("no preset %1").arg(e.presetNumber));
                 break;
@@ -1137,6 +1228,17 @@ void DeviceModel::onCommonReq(const ChannelId &channel, const QString &requestId
                       {"status", int(d->status)}};
         else
             answer = {{"result", UnknownDevice}, {"error", QStringLiteral("unknown device '%1'").arg(channel.first)}};
+    } else if (method == QLatin1String("getManagedDevices")) {
+        static const QStringList statusNames{"offline", "online", "login-failed", "not-activated"};
+        QJsonArray list;
+        for (const Device &dev : devices)
+            if (dev.managed)
+                list.append(QJsonObject{{"id", dev.info.id},
+                                        {"name", dev.info.name},
+                                        {"ip", dev.info.ip},
+                                        {"status", int(dev.status)},
+                                        {"statusName", statusNames.value(int(dev.status))}});
+        answer = {{"result", 0}, {"devices", list}};
     } else if (method == QLatin1String("getTime")) {
         answer = {
             {"result", 0},

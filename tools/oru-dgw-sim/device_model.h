@@ -9,6 +9,8 @@
 #include <QObject>
 #include <QTimer>
 
+#include <optional>
+
 // What a picture of one channel shows; read by the renderer on another thread.
 struct ChannelLook {
     bool found = false;
@@ -45,6 +47,9 @@ public:
     int deviceCount() const { return devices.size(); }
 
     ChannelLook look(const QString &devId, int channel) const; // thread-safe
+
+    // Connects every request signal of the SDK to its slot here.
+    void attach(Qt::ConnectionType type);
 
     // One line on stdout (unless quiet); any thread.
     void note(const QString &text) const;
@@ -139,7 +144,8 @@ private:
     const Device *find(const QString &devId) const;
     Device *findSn(const QString &sn);
     // Success, or the reason the device (and channel, when given) cannot serve.
-    oru_sdk::Response check(const QString &requestId, const QString &devId, int channel = -1) const;
+    oru_sdk::Response check(const QString &requestId, const QString &devId,
+                            std::optional<int> channel = std::nullopt) const;
     oru_sdk::Response failed(const QString &requestId, Code code, const QString &text) const;
     Channel &channelOf(const QString &devId, int channel);
     QString where(const QString &devId, int channel) const;

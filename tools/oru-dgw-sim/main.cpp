@@ -10,10 +10,39 @@
 #include <QCommandLineParser>
 #include <QFile>
 #include <QGuiApplication>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QSocketNotifier>
 #include <QTextStream>
 #include <QThread>
 
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
 using namespace oru_sdk;
+
+namespace {
+
+int signalPipe[2] = {-1, -1};
+
+// Only async-signal-safe work here: the event loop reads the byte.
+void onStopSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t n = ::write(signalPipe[0], &byte, 1);
+}
+
+// A connection that succeeds means a live gateway holds the name; the SDK
+// would take the name over, so look before initialising it.
+bool inUse(const QString &name)
+{
+    QLocalSocket probe;
+    probe.connectToServer(name);
+    return probe.waitForConnected(500);
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -22,12 +51,14 @@ int main(int argc, char *argv[])
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("oru-dgw-sim"));
+    QGuiApplication::setApplicationVersion(QStringLiteral(ORU_VERSION));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Simulated device gateway: serves the main client's requests with imaginary cameras and recorders,\n"
         "streams live video and playback as JPEG pictures, and ends when the main client leaves."));
     parser.addHelpOption();
+    parser.addVersionOption();
     const QCommandLineOption messageServer(QStringLiteral("message-server"), QStringLiteral("Control server name."),
                                            QStringLiteral("name"), QStringLiteral("oru_dgw_message"));
     const QCommandLineOption streamServer(QStringLiteral("stream-server"), QStringLiteral("Stream server name."),
@@ -66,6 +97,28 @@ int main(int argc, char *argv[])
         devicesJson = file.readAll();
     }
 
+    for (const QString &name : {parser.value(messageServer), parser.value(streamServer)})
+        if (inUse(name)) {
+            err << "oru-dgw-sim: a gateway is already listening on '" << name << "'" << Qt::endl;
+            return 2;
+        }
+
+    // SIGTERM and SIGINT end the event loop like the main client's exit does.
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) == 0) {
+        auto *notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, &app);
+        QObject::connect(notifier, &QSocketNotifier::activated, &app, [] {
+            char byte;
+            [[maybe_unused]] const ssize_t n = ::read(signalPipe[1], &byte, 1);
+            QCoreApplication::quit();
+        });
+        struct sigaction action = {};
+        action.sa_handler = onStopSignal;
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = SA_RESTART;
+        sigaction(SIGTERM, &action, nullptr);
+        sigaction(SIGINT, &action, nullptr);
+    }
+
     auto *model = new DeviceModel(devicesJson, alarmSeconds, parser.isSet(quiet));
     if (!model->isValid()) {
         err << "oru-dgw-sim: bad device list: " << model->loadError() << Qt::endl;
@@ -84,60 +137,7 @@ int main(int argc, char *argv[])
     const DgwSignals &sdk = DgwSignals::instance();
 
     // Requests: queued into the model's thread.
-#define ROUTE(stem)                                                                                                    \
-    QObject::connect(&sdk, &DgwSignals::signal##stem, model, &DeviceModel::on##stem, Qt::QueuedConnection)
-    ROUTE(InitDgwReq);
-    ROUTE(SearchDevsCmd);
-    ROUTE(SetSearchDevsConfigCmd);
-    ROUTE(BroadcastSearchDevsCmd);
-    ROUTE(SetManagedDevsCmd);
-    ROUTE(AddManagedDevsCmd);
-    ROUTE(DelManagedDevsCmd);
-    ROUTE(EditManagedDevsCmd);
-    ROUTE(SetDevsTimeCmd);
-    ROUTE(RebootDevsCmd);
-    ROUTE(RestoreFactory);
-    ROUTE(ReconnectDevsCmd);
-    ROUTE(ActivateDevsCmd);
-    ROUTE(GetDevSecretQuestionsCmd);
-    ROUTE(ResetDevPwdCmd);
-    ROUTE(GetDevChannelsInfo);
-    ROUTE(GetDevNetReq);
-    ROUTE(GetDevPlatformReq);
-    ROUTE(SetDevPlatformReq);
-    ROUTE(GetDevPlatform_tavReq);
-    ROUTE(SetDevPlatform_tavReq);
-    ROUTE(ImportDevCertReq);
-    ROUTE(SetDevNetReq);
-    ROUTE(SearchVideoRecsReq);
-    ROUTE(GetRtspUrlReq);
-    ROUTE(PTZCtrlReq);
-    ROUTE(GetPresetsReq);
-    ROUTE(OperPresetReq);
-    ROUTE(GetPatrolsReq);
-    ROUTE(OperPatrolReq);
-    ROUTE(OperPatrolPresetReq);
-    ROUTE(SetPatrolPresetsReq);
-    ROUTE(SetOSDReq);
-    ROUTE(ModifyDevNameReq);
-    ROUTE(OpenDevRemoteConfigReq);
-    ROUTE(CheckDevUpgradeReq);
-    ROUTE(DoDevUpgradeCmd);
-    ROUTE(GetDevUpgradeProgressReq);
-    ROUTE(ModifyDevAccountReq);
-    ROUTE(AddFaceReq);
-    ROUTE(GetFacesReq);
-    ROUTE(DelFaceReq);
-    ROUTE(GetFaceDetectRecordsReq);
-    ROUTE(ClearFaceTemperatureCountCmd);
-    ROUTE(TalkOperReq);
-    ROUTE(SpeakOperReq);
-    ROUTE(UploadFileReq);
-    ROUTE(DownloadFileReq);
-    ROUTE(CommonReq);
-    ROUTE(SetSaasTokenCmd);
-    ROUTE(SaasLogoutCmd);
-#undef ROUTE
+    model->attach(Qt::QueuedConnection);
 
     // Streams: on this thread.
     QObject::connect(&sdk, &DgwSignals::signalLiveVideoConnReq, &media, &MediaStreams::openLive);
@@ -166,5 +166,8 @@ int main(int argc, char *argv[])
     worker.quit();
     worker.wait();
     release_oru_dgw_sdk();
+    // The SDK's servers live until the process ends; their names are ours to free.
+    QLocalServer::removeServer(parser.value(messageServer));
+    QLocalServer::removeServer(parser.value(streamServer));
     return code;
 }
