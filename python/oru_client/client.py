@@ -29,6 +29,21 @@ class NotConnected(CallError, ConnectionError):
     """There is no connection to the gateway; nothing was sent."""
 
 
+def connect_socket(server_name, timeout, failure):
+    """A blocking Unix socket connected to the local server `server_name`
+    within `timeout` seconds; NotConnected, starting with `failure`, if none
+    answers."""
+    sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+    sock.settimeout(timeout)
+    try:
+        sock.connect(socket_path(server_name))
+    except OSError as e:
+        sock.close()
+        raise NotConnected(f"{failure} on '{server_name}': {e.strerror or e}") from None
+    sock.settimeout(None)
+    return sock
+
+
 class Disconnected(CallError, ConnectionError):
     """The connection closed while the call waited for its answer."""
 
@@ -260,14 +275,7 @@ class Client:
         self._callbacks = []
         self._subscriptions = []
         self._connected = False
-        self._sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self._sock.settimeout(connect_timeout)
-        try:
-            self._sock.connect(socket_path(server_name))
-        except OSError as e:
-            self._sock.close()
-            raise NotConnected(f"no gateway listening on '{server_name}': {e.strerror or e}") from None
-        self._sock.settimeout(None)
+        self._sock = connect_socket(server_name, connect_timeout, "no gateway listening")
         self._connected = True
         # Wakes the reader when a call with an earlier deadline is added.
         self._wake_r, self._wake_w = os.pipe()

@@ -6,8 +6,8 @@ import socket
 from google.protobuf.message import DecodeError
 
 from . import oru_message_pb2 as pb
-from .client import CallTimeout, NotConnected, build_message, date_time_text
-from .frames import FrameSplitter, MessageType as T, encode_frame, socket_path
+from .client import CallTimeout, build_message, connect_socket, date_time_text
+from .frames import FrameSplitter, MessageType as T, encode_frame
 
 StreamFrame = collections.namedtuple("StreamFrame", "kind type data message")
 StreamFrame.__doc__ = """One frame of a stream: kind is "data" (media bytes in data),
@@ -42,13 +42,7 @@ class StreamClient:
         self._splitter = FrameSplitter()
         self._ready = collections.deque()
         self._closed = False
-        self._sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self._sock.settimeout(connect_timeout)
-        try:
-            self._sock.connect(socket_path(server_name))
-        except OSError as e:
-            self._sock.close()
-            raise NotConnected(f"no gateway stream server on '{server_name}': {e.strerror or e}") from None
+        self._sock = connect_socket(server_name, connect_timeout, "no gateway stream server")
 
     def _send(self, msg_type, cls, **fields):
         self._sock.sendall(encode_frame(msg_type, build_message(cls, fields).SerializeToString()))
