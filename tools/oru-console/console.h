@@ -1,0 +1,67 @@
+#pragma once
+
+#include <oru_client/client.h>
+
+#include <QJsonObject>
+#include <QObject>
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace oru_client {
+class StreamClient;
+}
+
+// One JPEG picture shared by every browser watching a live channel.
+struct LiveFeed {
+    std::mutex lock;
+    std::condition_variable changed;
+    std::string jpeg;
+    quint64 serial = 0;
+    int viewers = 0;
+    bool closed = false;
+};
+
+// The gateway side of the console; lives on the Qt thread. The HTTP threads
+// reach it only through call() and the thread-safe event and feed queues.
+class Console : public QObject
+{
+    Q_OBJECT
+
+public:
+    Console(QString server, QString streamServer, bool hello);
+
+    // Runs a JSON request on the Qt thread; answer(json) is called there.
+    void request(const QString &name, const QJsonObject &args, std::function<void(QJsonObject)> answer);
+
+    // Events as JSON lines, numbered; waits up to timeoutMs for one after `after`.
+    bool nextEvent(quint64 &after, std::string &out, int timeoutMs);
+    void publish(const QJsonObject &event);
+
+    std::shared_ptr<LiveFeed> feed(const QString &devId, int channel);
+    void releaseFeed(const QString &devId, int channel);
+
+private:
+    void connectGateway();
+    QJsonObject answerOf(const oru_client::PendingCall *call) const;
+
+    oru_client::Client client;
+    QString serverName;
+    QString streamName;
+    bool wantHello;
+    bool up = false;
+
+    std::mutex eventLock;
+    std::condition_variable eventArrived;
+    std::deque<std::pair<quint64, std::string>> events;
+    quint64 lastEvent = 0;
+
+    std::mutex feedLock;
+    std::map<std::pair<QString, int>, std::shared_ptr<LiveFeed>> feeds;
+    std::map<std::pair<QString, int>, oru_client::StreamClient *> streams;
+};
