@@ -3,7 +3,9 @@
 # what is already there. Extra package names may be given as arguments.
 set -euo pipefail
 
-packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core "$@")
+# oru-console: libcpp-httplib-dev; its browser test: chromium, chromium-driver, python3-selenium.
+packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core
+  libcpp-httplib-dev chromium chromium-driver python3-selenium "$@")
 
 missing=()
 for p in "${packages[@]}"; do

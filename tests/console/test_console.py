@@ -1,0 +1,112 @@
+"""oru-console against oru-dgw-sim, driven in headless Chromium."""
+import json
+import os
+import socket
+import subprocess
+import tempfile
+import unittest
+import urllib.error
+import urllib.request
+
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import WebDriverWait
+
+ALARM_INTERVAL = 3
+
+
+def free_port():
+    with socket.socket() as s:
+        s.bind(("127.0.0.1", 0))
+        return s.getsockname()[1]
+
+
+class ConsoleTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp = tempfile.TemporaryDirectory()
+        names = f"console_{os.getpid()}"
+        cls.servers = ["--server", names + "_m", "--stream-server", names + "_s"]
+        cls.sim = subprocess.Popen([os.environ["ORU_SIM_BIN"], "--message-server", names + "_m", "--stream-server",
+                                    names + "_s", "--log-dir", cls.tmp.name, "--quiet", "--alarm-interval",
+                                    str(ALARM_INTERVAL)])
+        cls.port = free_port()
+        cls.url = f"http://127.0.0.1:{cls.port}/"
+        cls.console = subprocess.Popen([os.environ["ORU_CONSOLE_BIN"], *cls.servers, "--listen",
+                                        f"127.0.0.1:{cls.port}"])
+        opts = webdriver.ChromeOptions()
+        for flag in ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+                     "--disable-background-networking", "--disable-component-update", "--disable-sync",
+                     "--window-size=1400,900", f"--user-data-dir={cls.tmp.name}/chromium"):
+            opts.add_argument(flag)
+        cls.driver = webdriver.Chrome(service=Service(os.environ["ORU_CHROMEDRIVER"]), options=opts)
+        cls.wait = WebDriverWait(cls.driver, 30)
+        cls.wait.until(lambda d: cls.reachable())
+        cls.driver.get(cls.url)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.driver.quit()
+        for p in (cls.console, cls.sim):
+            p.terminate()
+            p.wait(10)
+        cls.tmp.cleanup()
+
+    @classmethod
+    def reachable(cls):
+        try:
+            return urllib.request.urlopen(cls.url, timeout=2).status == 200
+        except OSError:
+            return False
+
+    def status_with(self, header, value):
+        req = urllib.request.Request(self.url + "api/presets", data=b"{}", headers={header: value})
+        try:
+            return urllib.request.urlopen(req, timeout=5).status
+        except urllib.error.HTTPError as e:
+            return e.code
+
+    def js(self, script):
+        return self.driver.execute_script(script)
+
+    def test_foreign_host_and_origin_are_refused(self):
+        self.assertEqual(self.status_with("Host", f"evil.example:{self.port}"), 403)
+        self.assertEqual(self.status_with("Origin", "http://evil.example"), 403)
+        self.assertEqual(self.status_with("Origin", f"http://127.0.0.1:{self.port}"), 200)
+
+    def test_tree_live_view_and_events(self):
+        self.wait.until(lambda d: len(d.find_elements(By.CSS_SELECTOR, "#tree li")) == 4)
+        size = "const i = document.querySelector('#views img'); return [i.naturalWidth, i.naturalHeight];"
+        self.wait.until(lambda d: self.js(size) == [640, 360])
+        grab = ("const i = document.querySelector('#views img'); const c = document.createElement('canvas');"
+                "c.width = 640; c.height = 360; c.getContext('2d').drawImage(i, 0, 0); return c.toDataURL();")
+        first = self.js(grab)
+        self.wait.until(lambda d: self.js(grab) != first)
+        WebDriverWait(self.driver, ALARM_INTERVAL * 3).until(
+            lambda d: d.find_elements(By.CSS_SELECTOR, "#events li.alarm"))
+        self.driver.save_screenshot(os.path.join(os.environ["ORU_SHOTS"], "console.png"))
+
+    def test_ptz_hold_and_presets(self):
+        self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#tree li.sel"))
+        arrow = self.driver.find_element(By.CSS_SELECTOR, "#pad button[data-op='3']")
+        ActionChains(self.driver).click_and_hold(arrow).perform()
+        ActionChains(self.driver).release(arrow).perform()
+        ptz = '{"devId":"cam1","channel":1,"operation":3,"action":%d} → code 0'
+        for action in (0, 1):
+            self.wait.until(lambda d: ptz % action in d.find_element(By.ID, "inspector").text)
+        self.driver.find_element(By.ID, "presetName").send_keys("from-page")
+        self.driver.find_element(By.ID, "presetAdd").click()
+        self.wait.until(lambda d: "from-page" in d.find_element(By.ID, "presets").text)
+        out = subprocess.run([os.environ["ORU_CLIENT_BIN"], "presets", *self.servers, "--dev", "cam1", "--json"],
+                             capture_output=True, text=True, timeout=30).stdout
+        self.assertIn("from-page", out)
+
+    def test_refused_request_shows_its_code(self):
+        self.js("api('presets', {devId: 'no-such-dev', channel: 1});")
+        self.wait.until(lambda d: "code 1001" in d.find_element(By.CSS_SELECTOR, "#inspector li.err").text)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
