@@ -12,7 +12,7 @@ from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
-from selenium.webdriver.support.ui import WebDriverWait
+from selenium.webdriver.support.ui import Select, WebDriverWait
 
 ALARM_INTERVAL = 3
 
@@ -102,6 +102,62 @@ class ConsoleTest(unittest.TestCase):
         out = subprocess.run([os.environ["ORU_CLIENT_BIN"], "presets", *self.servers, "--dev", "cam1", "--json"],
                              capture_output=True, text=True, timeout=30).stdout
         self.assertIn("from-page", out)
+
+    def test_rates_snapshot_and_grid(self):
+        self.wait.until(lambda d: "fps" in d.find_element(By.CSS_SELECTOR, "#views .rate").text)
+        snap = self.driver.find_element(By.CSS_SELECTOR, "#views a.snapshot").get_attribute("href")
+        with urllib.request.urlopen(snap, timeout=10) as r:
+            self.assertEqual(r.headers["Content-Type"], "image/jpeg")
+            self.assertEqual(r.read(2), b"\xff\xd8")
+        self.driver.find_element(By.ID, "grid").click()
+        sizes = "return [...document.querySelectorAll('#views img')].map(i => i.naturalWidth);"
+        try:
+            # cam3 is not activated yet and sends no pictures.
+            self.wait.until(lambda d: self.js(sizes) == [640, 640, 640, 0])
+        finally:
+            self.driver.find_element(By.ID, "grid").click()
+
+    def test_name_osd_presets_and_filter(self):
+        self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#tree li.sel"))
+        for field, button, text in (("devName", "nameSave", "Renamed door"), ("osd", "osdSave", "Gate 7")):
+            self.driver.find_element(By.ID, field).clear()
+            self.driver.find_element(By.ID, field).send_keys(text)
+            self.driver.find_element(By.ID, button).click()
+        self.wait.until(lambda d: "Renamed door" in d.find_element(By.ID, "tree").text)
+        self.wait.until(lambda d: '"osd":"Gate 7"} → code 0' in d.find_element(By.ID, "inspector").text)
+        self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#presets li button"))
+        self.driver.find_element(By.CSS_SELECTOR, "#presets li button").click()  # call the first
+        self.wait.until(lambda d: '"oper":2} → code 0' in d.find_element(By.ID, "inspector").text)
+        count = len(self.driver.find_elements(By.CSS_SELECTOR, "#presets li"))
+        self.driver.find_element(By.CSS_SELECTOR, "#presets li:last-child button:last-child").click()
+        self.wait.until(lambda d: len(d.find_elements(By.CSS_SELECTOR, "#presets li")) == count - 1)
+        WebDriverWait(self.driver, ALARM_INTERVAL * 3).until(
+            lambda d: d.find_elements(By.CSS_SELECTOR, "#events li.alarm"))
+        self.driver.find_element(By.ID, "filter").send_keys("no-such-event")
+        self.assertTrue(all(not li.is_displayed() for li in self.driver.find_elements(By.CSS_SELECTOR, "#events li")))
+        self.driver.find_element(By.ID, "filter").clear()
+        self.driver.find_element(By.ID, "filter").send_keys(" ")
+
+    def test_recordings_and_playback(self):
+        self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#tree li.sel"))
+        self.driver.find_element(By.ID, "recSearch").click()
+        self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#timeline .rec"))
+        segments = self.driver.find_elements(By.CSS_SELECTOR, "#timeline .rec")
+        ActionChains(self.driver).move_to_element(segments[0]).click().perform()
+        progress = lambda d: d.find_element(By.ID, "progress").text
+        self.wait.until(progress)
+        first = progress(self.driver)
+        self.wait.until(lambda d: progress(d) > first)
+        self.wait.until(lambda d: self.js("return document.getElementById('playImg').naturalWidth") == 640)
+        self.driver.find_element(By.ID, "pause").click()
+        self.driver.find_element(By.ID, "play").click()
+        Select(self.driver.find_element(By.ID, "speed")).select_by_visible_text("2X")
+        ActionChains(self.driver).move_to_element(segments[-1]).click().perform()
+        later = segments[-1].get_attribute("title").split("_")[2]  # yyyyMMdd-hhmmss of that file
+        start = f"{later[:4]}-{later[4:6]}-{later[6:8]} {later[9:11]}:{later[11:13]}"
+        self.wait.until(lambda d: progress(d) >= start)
+        for req in ('"ctrl":0} → code 0', '"ctrl":1} → code 0', '"speed":"2X"} → code 0', '"seek":'):
+            self.assertIn(req, self.driver.find_element(By.ID, "inspector").text)
 
     def test_refused_request_shows_its_code(self):
         self.js("api('presets', {devId: 'no-such-dev', channel: 1});")

@@ -153,6 +153,41 @@ void Console::request(const QString &name, const QJsonObject &a, std::function<v
         c.devId = dev;
         c.devName = a.value("name").toString();
         finish(client.modifyDevName(c), none);
+    } else if (name == "osd") {
+        oru_sdk::SetOSDCondition c;
+        c.devId = dev;
+        c.channel = ch;
+        c.osd = a.value("osd").toString();
+        finish(client.setOSD(c), none);
+    } else if (name == "recordings") {
+        oru_sdk::RecsSearchCondition c;
+        c.devId = dev;
+        c.channel = ch;
+        c.beginTime = QDateTime::fromString(a.value("begin").toString(), "yyyy-MM-dd hh:mm:ss");
+        c.endTime = QDateTime::fromString(a.value("end").toString(), "yyyy-MM-dd hh:mm:ss");
+        finish(client.searchVideoRecordings(c), [](const Recordings &r) {
+            QJsonArray out;
+            for (const auto &v : r.list)
+                out.append(QJsonObject{{"begin", v.begin.toString("yyyy-MM-dd hh:mm:ss")},
+                                       {"end", v.end.toString("yyyy-MM-dd hh:mm:ss")},
+                                       {"file", v.fileName}});
+            return QJsonValue(out);
+        });
+    } else if (name == "playback" || name == "playctl") {
+        // The playback's own answers come as progress events.
+        if (name == "playback")
+            startPlayback(a);
+        else if (auto *s = streams["play"]) {
+            if (a.contains("speed"))
+                s->setSpeed(a.value("speed").toString());
+            if (a.contains("ctrl"))
+                s->control(oru_sdk::PlaybackCtrl(a.value("ctrl").toInt()));
+            if (a.contains("seek"))
+                s->skipToTime(QDateTime::fromString(a.value("seek").toString(), "yyyy-MM-dd hh:mm:ss"));
+        }
+        answer({{"errorCode", 0}, {"request", name}});
+    } else if (name == "stats") {
+        answer({{"errorCode", 0}, {"request", name}, {"value", stats()}});
     } else if (name == "common") {
         finish(client.common({dev, ch}, a.value("json").toString()), [](const QString &s) { return QJsonValue(s); });
     } else {
@@ -160,37 +195,72 @@ void Console::request(const QString &name, const QJsonObject &a, std::function<v
     }
 }
 
-std::shared_ptr<LiveFeed> Console::feed(const QString &devId, int channel)
+StreamClient *Console::openStream(const QString &key, const std::shared_ptr<LiveFeed> &f)
 {
-    const auto key = std::make_pair(devId, channel);
+    delete streams[key];
+    auto *s = new StreamClient(this);
+    streams[key] = s;
+    connect(s, &StreamClient::dataReceived, this, [f](const QByteArray &jpeg) {
+        std::lock_guard<std::mutex> lg(f->lock);
+        f->jpeg.assign(jpeg.constData(), size_t(jpeg.size()));
+        f->bytes += jpeg.size();
+        ++f->serial;
+        f->changed.notify_all();
+    });
+    s->connectToServer(streamName, 1000);
+    return s;
+}
+
+void Console::startPlayback(const QJsonObject &a)
+{
+    std::shared_ptr<LiveFeed> f;
+    {
+        std::lock_guard<std::mutex> g(feedLock);
+        auto &slot = feeds["play"];
+        if (!slot)
+            slot = std::make_shared<LiveFeed>();
+        f = slot;
+    }
+    StreamClient *s = openStream("play", f);
+    connect(s, &StreamClient::timeProgress, this, [this](const QDateTime &t) {
+        publish({{"type", "progress"}, {"time", t.toString("yyyy-MM-dd hh:mm:ss")}});
+    });
+    s->openPlaybackByTime({a.value("devId").toString(), a.value("channel").toInt(),
+                           QDateTime::fromString(a.value("start").toString(), "yyyy-MM-dd hh:mm:ss"), 0});
+}
+
+QJsonObject Console::stats()
+{
+    QJsonObject out;
+    std::lock_guard<std::mutex> g(feedLock);
+    for (const auto &f : feeds) {
+        std::lock_guard<std::mutex> lg(f.second->lock);
+        out.insert(f.first, QJsonObject{{"frames", double(f.second->serial)}, {"bytes", double(f.second->bytes)}});
+    }
+    return out;
+}
+
+std::shared_ptr<LiveFeed> Console::feed(const QString &key)
+{
     std::lock_guard<std::mutex> g(feedLock);
     auto &f = feeds[key];
     if (!f)
         f = std::make_shared<LiveFeed>();
-    if (f->viewers++ == 0) {
-        // First viewer: open the stream on the Qt thread.
+    if (f->viewers++ == 0 && key != "play") {
+        // First viewer of a live channel ("<devId>/<channel>"): open its stream.
         QMetaObject::invokeMethod(this, [this, key, f] {
-            auto *s = new StreamClient(this);
-            streams[key] = s;
-            connect(s, &StreamClient::dataReceived, this, [f](const QByteArray &jpeg) {
-                std::lock_guard<std::mutex> lg(f->lock);
-                f->jpeg.assign(jpeg.constData(), size_t(jpeg.size()));
-                ++f->serial;
-                f->changed.notify_all();
-            });
-            if (s->connectToServer(streamName, 1000))
-                s->openLive({key.first, key.second, 0});
+            const int slash = key.lastIndexOf('/');
+            openStream(key, f)->openLive({key.left(slash), key.mid(slash + 1).toInt(), 0});
         });
     }
     return f;
 }
 
-void Console::releaseFeed(const QString &devId, int channel)
+void Console::releaseFeed(const QString &key)
 {
-    const auto key = std::make_pair(devId, channel);
     std::lock_guard<std::mutex> g(feedLock);
     auto it = feeds.find(key);
-    if (it == feeds.end() || --it->second->viewers > 0)
+    if (it == feeds.end() || --it->second->viewers > 0 || key == "play")
         return;
     feeds.erase(it);
     QMetaObject::invokeMethod(this, [this, key] {

@@ -23,6 +23,7 @@ struct LiveFeed {
     std::condition_variable changed;
     std::string jpeg;
     quint64 serial = 0;
+    qint64 bytes = 0;
     int viewers = 0;
     bool closed = false;
 };
@@ -43,11 +44,16 @@ public:
     bool nextEvent(quint64 &after, std::string &out, int timeoutMs);
     void publish(const QJsonObject &event);
 
-    std::shared_ptr<LiveFeed> feed(const QString &devId, int channel);
-    void releaseFeed(const QString &devId, int channel);
+    // Live feeds open their stream with the first viewer and close it with the
+    // last; the one playback feed ("play") lives until the next playback.
+    std::shared_ptr<LiveFeed> feed(const QString &key);
+    void releaseFeed(const QString &key);
 
 private:
     void connectGateway();
+    oru_client::StreamClient *openStream(const QString &key, const std::shared_ptr<LiveFeed> &f);
+    void startPlayback(const QJsonObject &args);
+    QJsonObject stats();
     QJsonObject answerOf(const oru_client::PendingCall *call) const;
 
     oru_client::Client client;
@@ -62,6 +68,6 @@ private:
     quint64 lastEvent = 0;
 
     std::mutex feedLock;
-    std::map<std::pair<QString, int>, std::shared_ptr<LiveFeed>> feeds;
-    std::map<std::pair<QString, int>, oru_client::StreamClient *> streams;
+    std::map<QString, std::shared_ptr<LiveFeed>> feeds;
+    std::map<QString, oru_client::StreamClient *> streams;
 };

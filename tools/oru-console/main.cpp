@@ -124,11 +124,17 @@ int main(int argc, char **argv)
             return sink.write(out.data(), out.size());
         });
     });
-    // Live video: the latest picture of a channel as an MJPEG stream.
-    http.Get("/live", [&console](const httplib::Request &req, httplib::Response &res) {
-        const QString dev = QString::fromStdString(req.get_param_value("devId"));
-        const int ch = std::atoi(req.get_param_value("channel").c_str());
-        auto feed = console.feed(dev, ch);
+    // Video: the latest picture of a feed as an MJPEG stream; live feeds are
+    // "<devId>/<channel>", the playback is "play".
+    auto feedKey = [](const httplib::Request &req) {
+        return req.has_param("play")
+            ? QStringLiteral("play")
+            : QString::fromStdString(req.get_param_value("devId") + "/"
+                                     + std::to_string(std::atoi(req.get_param_value("channel").c_str())));
+    };
+    http.Get("/video", [&console, feedKey](const httplib::Request &req, httplib::Response &res) {
+        const QString key = feedKey(req);
+        auto feed = console.feed(key);
         auto seen = std::make_shared<quint64>(0);
         res.set_chunked_content_provider(
             "multipart/x-mixed-replace; boundary=frame",
@@ -142,7 +148,19 @@ int main(int argc, char **argv)
                 g.unlock();
                 return sink.write(part.data(), part.size());
             },
-            [&console, dev, ch](bool) { console.releaseFeed(dev, ch); });
+            [&console, key](bool) { console.releaseFeed(key); });
+    });
+    // Snapshot: the current picture of a feed someone is watching, as a download.
+    http.Get("/snapshot", [&console, feedKey](const httplib::Request &req, httplib::Response &res) {
+        const QString key = feedKey(req);
+        auto feed = console.feed(key);
+        {
+            std::unique_lock<std::mutex> g(feed->lock);
+            feed->changed.wait_for(g, std::chrono::seconds(5), [&] { return feed->serial > 0; });
+            res.set_content(feed->jpeg, "image/jpeg");
+        }
+        res.set_header("Content-Disposition", "attachment; filename=\"snapshot.jpg\"");
+        console.releaseFeed(key);
     });
     if (!http.bind_to_port(o.host.c_str(), o.port)) {
         qCritical("oru-console: cannot listen on %s", qPrintable(listen));

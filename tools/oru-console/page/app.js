@@ -4,6 +4,7 @@
 const $ = (id) => document.getElementById(id);
 const devices = new Map();
 let current = null; // {devId, channel}
+let playing = false;
 
 async function api(name, args = {}) {
   const t0 = performance.now();
@@ -37,22 +38,42 @@ function renderTree() {
   }
 }
 
-function liveUrl(devId, channel) {
-  return `/live?devId=${encodeURIComponent(devId)}&channel=${channel}`;
-}
+const feedQuery = (devId, channel) => `devId=${encodeURIComponent(devId)}&channel=${channel}`;
 
 function showViews() {
   const views = $('views');
+  // Abort the old streams first: a detached <img> keeps its connection.
+  for (const img of views.querySelectorAll('img')) img.src = 'data:,';
   views.textContent = '';
   if (!current) return;
   const grid = $('grid').checked;
   views.className = grid ? '' : 'one';
-  const list = grid ? [...devices.keys()].slice(0, 4).map((id) => [id, 1]) : [[current.devId, current.channel]];
+  // The grid shows the first four channels the gateway has reported (channel 1
+  // of each device until it has).
+  const all = [...devices.values()].flatMap((d) => Array.from({length: d.channels || 0}, (_, i) => [d.id, i + 1]));
+  const first = all.length ? all : [...devices.keys()].map((id) => [id, 1]);
+  const list = grid ? first.slice(0, 4) : [[current.devId, current.channel]];
+  if (grid) {
+    // A browser opens six connections to one site: four views, the events
+    // and the requests leave none for a playback.
+    $('playImg').src = 'data:,';
+    playing = false;
+  }
   for (const [id, ch] of list) {
+    const fig = document.createElement('figure');
     const img = document.createElement('img');
-    img.src = liveUrl(id, ch);
+    img.src = '/video?' + feedQuery(id, ch);
     img.alt = id;
-    views.append(img);
+    const rate = document.createElement('figcaption');
+    rate.className = 'rate';
+    rate.dataset.feed = `${id}/${ch}`;
+    const snap = document.createElement('a');
+    snap.href = '/snapshot?' + feedQuery(id, ch);
+    snap.download = `${id}-${ch}.jpg`;
+    snap.textContent = 'snapshot';
+    snap.className = 'snapshot';
+    fig.append(img, rate, snap);
+    views.append(fig);
   }
 }
 
@@ -97,8 +118,67 @@ $('presetAdd').onclick = async () => {
   await api('preset', {...current, number: n, name: $('presetName').value, oper: 0});
   loadPresets();
 };
-$('nameSave').onclick = () => api('name', {devId: current.devId, name: $('devName').value});
+$('nameSave').onclick = async () => {
+  const name = $('devName').value;
+  if ((await api('name', {devId: current.devId, name})).errorCode === 0) {
+    devices.get(current.devId).name = name;
+    renderTree();
+  }
+};
 $('grid').onchange = showViews;
+$('osdSave').onclick = () => api('osd', {...current, osd: $('osd').value});
+
+// Frame and bit rate of every feed, from the console's counters (not logged
+// in the inspector: they are not gateway requests).
+let last = {};
+setInterval(async () => {
+  const now = (await (await fetch('/api/stats', {method: 'POST', body: '{}'})).json()).value || {};
+  for (const el of document.querySelectorAll('.rate')) {
+    const a = now[el.dataset.feed], b = last[el.dataset.feed];
+    if (a && b) el.textContent = `${a.frames - b.frames} fps, ${((a.bytes - b.bytes) * 8 / 1000).toFixed(0)} kbit/s`;
+  }
+  last = now;
+}, 1000);
+
+// Recordings on a timeline; a click starts playback there or seeks to it.
+const fmt = (d) => new Date(d.getTime() - d.getTimezoneOffset() * 60000).toISOString().slice(0, 19).replace('T', ' ');
+const parse = (s) => new Date(s.replace(' ', 'T'));
+let span = null;
+$('recTo').value = fmt(new Date());
+$('recFrom').value = fmt(new Date(Date.now() - 2 * 3600 * 1000));
+$('recSearch').onclick = async () => {
+  span = [parse($('recFrom').value), parse($('recTo').value)];
+  const a = await api('recordings', {...current, begin: $('recFrom').value, end: $('recTo').value});
+  const tl = $('timeline');
+  tl.textContent = '';
+  const pos = (d) => (100 * (d - span[0]) / (span[1] - span[0])).toFixed(3) + '%';
+  for (const r of a.value || []) {
+    const seg = document.createElement('div');
+    seg.className = 'rec';
+    seg.title = r.file;
+    seg.style.left = pos(Math.max(parse(r.begin), span[0]));
+    seg.style.width = `calc(${pos(Math.min(parse(r.end), span[1]))} - ${seg.style.left})`;
+    tl.append(seg);
+  }
+  const cursor = document.createElement('div');
+  cursor.className = 'cursor';
+  tl.append(cursor);
+  tl.pos = pos;
+};
+$('timeline').onclick = (e) => {
+  if (!span) return;
+  const r = $('timeline').getBoundingClientRect();
+  const at = fmt(new Date(span[0].getTime() + (span[1] - span[0]) * (e.clientX - r.left) / r.width));
+  if (playing) {
+    api('playctl', {seek: at});
+  } else {
+    playing = true;
+    api('playback', {...current, start: at}).then(() => { $('playImg').src = '/video?play=1&t=' + Date.now(); });
+  }
+};
+$('play').onclick = () => api('playctl', {ctrl: 1});
+$('pause').onclick = () => api('playctl', {ctrl: 0});
+$('speed').onchange = () => api('playctl', {speed: $('speed').value});
 $('filter').oninput = () => {
   const f = $('filter').value.toLowerCase();
   for (const li of $('events').children) li.hidden = !li.textContent.toLowerCase().includes(f);
@@ -113,6 +193,12 @@ source.onmessage = (m) => {
     for (const d of e.devices) devices.set(d.id, {...devices.get(d.id), ...d});
     renderTree();
     if (!current && devices.size) select(devices.keys().next().value, 1);
+  } else if (e.type === 'progress') {
+    $('progress').textContent = e.time;
+    const cursor = document.querySelector('#timeline .cursor');
+    if (cursor && span) cursor.style.left = $('timeline').pos(parse(e.time));
+  } else if (e.type === 'channels') {
+    devices.set(e.devId, {...devices.get(e.devId), id: e.devId, channels: e.count});
   } else if (e.type === 'status' && devices.has(e.devId)) {
     devices.get(e.devId).status = e.status;
     renderTree();
