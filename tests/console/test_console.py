@@ -76,6 +76,12 @@ class ConsoleTest(unittest.TestCase):
         self.assertEqual(self.status_with("Origin", "http://evil.example"), 403)
         self.assertEqual(self.status_with("Origin", f"http://127.0.0.1:{self.port}"), 200)
 
+    def test_z_gateway_gone_shows_banner(self):
+        self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#tree li.sel"))
+        self.sim.terminate()
+        self.sim.wait(10)
+        self.wait.until(lambda d: d.find_element(By.ID, "banner").is_displayed())
+
     def test_tree_live_view_and_events(self):
         self.wait.until(lambda d: len(d.find_elements(By.CSS_SELECTOR, "#tree li")) == 4)
         size = "const i = document.querySelector('#views img'); return [i.naturalWidth, i.naturalHeight];"
@@ -143,7 +149,8 @@ class ConsoleTest(unittest.TestCase):
         self.driver.find_element(By.ID, "recSearch").click()
         self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#timeline .rec"))
         segments = self.driver.find_elements(By.CSS_SELECTOR, "#timeline .rec")
-        ActionChains(self.driver).move_to_element(segments[0]).click().perform()
+        # segments[0] may be clipped by the span start; segments[1] is whole.
+        ActionChains(self.driver).move_to_element(segments[1]).click().perform()
         progress = lambda d: d.find_element(By.ID, "progress").text
         self.wait.until(progress)
         first = progress(self.driver)
@@ -158,6 +165,28 @@ class ConsoleTest(unittest.TestCase):
         self.wait.until(lambda d: progress(d) >= start)
         for req in ('"ctrl":0} → code 0', '"ctrl":1} → code 0', '"speed":"2X"} → code 0', '"seek":'):
             self.assertIn(req, self.driver.find_element(By.ID, "inspector").text)
+
+    def test_token_off_loopback(self):
+        port = free_port()
+        console = [os.environ["ORU_CONSOLE_BIN"], *self.servers, "--listen", f"127.0.0.2:{port}"]
+        self.assertEqual(subprocess.run(console, capture_output=True, timeout=30).returncode, 2)
+        guarded = subprocess.Popen(console + ["--token", "s3cret"])
+        try:
+            url = f"http://127.0.0.2:{port}/"
+            WebDriverWait(self.driver, 30).until(lambda d: self.status(url + "?token=s3cret") == 200)
+            self.assertEqual(self.status(url), 403)
+            self.assertEqual(self.status(url + "?token=wrong"), 403)
+        finally:
+            guarded.terminate()
+            guarded.wait(10)
+
+    def status(self, url):
+        try:
+            return urllib.request.urlopen(url, timeout=5).status
+        except urllib.error.HTTPError as e:
+            return e.code
+        except OSError:
+            return None
 
     def test_refused_request_shows_its_code(self):
         self.js("api('presets', {devId: 'no-such-dev', channel: 1});")

@@ -89,6 +89,9 @@ int main(int argc, char **argv)
 
     Console console(p.value("server"), p.value("stream-server"), p.isSet("hello"));
     httplib::Server http;
+    // Every video, event stream and idle keep-alive connection holds a thread
+    // of the pool; the default of 8 starves requests behind a 2x2 grid.
+    http.new_task_queue = [] { return new httplib::ThreadPool(64); };
     http.set_pre_routing_handler([&o](const httplib::Request &req, httplib::Response &res) {
         if (sameSite(req, o) && tokenOk(req, o))
             return httplib::Server::HandlerResponse::Unhandled;

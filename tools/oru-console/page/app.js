@@ -5,12 +5,15 @@ const $ = (id) => document.getElementById(id);
 const devices = new Map();
 let current = null; // {devId, channel}
 let playing = false;
+// A console started with --token is opened as /?token=...; every URL carries it.
+const token = new URLSearchParams(location.search).get('token');
+const withToken = (url) => (token ? url + (url.includes('?') ? '&' : '?') + 'token=' + encodeURIComponent(token) : url);
 
 async function api(name, args = {}) {
   const t0 = performance.now();
   let answer;
   try {
-    const res = await fetch('/api/' + name, {method: 'POST', body: JSON.stringify(args)});
+    const res = await fetch(withToken('/api/' + name), {method: 'POST', body: JSON.stringify(args)});
     answer = await res.json();
   } catch (e) {
     answer = {errorCode: -1, errorText: String(e)};
@@ -62,13 +65,13 @@ function showViews() {
   for (const [id, ch] of list) {
     const fig = document.createElement('figure');
     const img = document.createElement('img');
-    img.src = '/video?' + feedQuery(id, ch);
+    img.src = withToken('/video?' + feedQuery(id, ch));
     img.alt = id;
     const rate = document.createElement('figcaption');
     rate.className = 'rate';
     rate.dataset.feed = `${id}/${ch}`;
     const snap = document.createElement('a');
-    snap.href = '/snapshot?' + feedQuery(id, ch);
+    snap.href = withToken('/snapshot?' + feedQuery(id, ch));
     snap.download = `${id}-${ch}.jpg`;
     snap.textContent = 'snapshot';
     snap.className = 'snapshot';
@@ -132,7 +135,7 @@ $('osdSave').onclick = () => api('osd', {...current, osd: $('osd').value});
 // in the inspector: they are not gateway requests).
 let last = {};
 setInterval(async () => {
-  const now = (await (await fetch('/api/stats', {method: 'POST', body: '{}'})).json()).value || {};
+  const now = (await (await fetch(withToken('/api/stats'), {method: 'POST', body: '{}'})).json()).value || {};
   for (const el of document.querySelectorAll('.rate')) {
     const a = now[el.dataset.feed], b = last[el.dataset.feed];
     if (a && b) el.textContent = `${a.frames - b.frames} fps, ${((a.bytes - b.bytes) * 8 / 1000).toFixed(0)} kbit/s`;
@@ -173,7 +176,7 @@ $('timeline').onclick = (e) => {
     api('playctl', {seek: at});
   } else {
     playing = true;
-    api('playback', {...current, start: at}).then(() => { $('playImg').src = '/video?play=1&t=' + Date.now(); });
+    api('playback', {...current, start: at}).then(() => { $('playImg').src = withToken('/video?play=1&t=' + Date.now()); });
   }
 };
 $('play').onclick = () => api('playctl', {ctrl: 1});
@@ -184,7 +187,7 @@ $('filter').oninput = () => {
   for (const li of $('events').children) li.hidden = !li.textContent.toLowerCase().includes(f);
 };
 
-const source = new EventSource('/events');
+const source = new EventSource(withToken('/events'));
 source.onmessage = (m) => {
   const e = JSON.parse(m.data);
   if (e.type === 'gateway') {
