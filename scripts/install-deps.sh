@@ -5,9 +5,12 @@ set -euo pipefail
 
 # lintian, dpkg-dev (dpkg-shlibdeps) and file: the Debian packages and their test;
 # python3-protobuf and python3-pytest: the Python client and its tests;
-# help2man and bash-completion: the tools' manual pages and completion.
+# help2man and bash-completion: the tools' manual pages and completion;
+# libcpp-httplib-dev: oru-console's HTTP server; chromium, chromium-driver and
+# python3-selenium: its browser test.
 packages=(build-essential cmake pkg-config qtbase5-dev libprotobuf-dev protobuf-compiler fonts-dejavu-core
-  lintian dpkg-dev file python3 python3-protobuf python3-pytest help2man bash-completion "$@")
+  lintian dpkg-dev file python3 python3-protobuf python3-pytest help2man bash-completion
+  libcpp-httplib-dev chromium chromium-driver python3-selenium "$@")
 
 missing=()
 for p in "${packages[@]}"; do
