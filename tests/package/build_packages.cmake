@@ -1,7 +1,8 @@
 # cmake -P: builds the Debian packages from a clean configure of SOURCE_DIR in
 # DEB_BUILD, has lintian check them, unpacks them into ROOT, checks the layout
 # a host developer relies on, and builds the example host out of tree against
-# ROOT alone: through the CMake package, and through pkg-config.
+# ROOT alone (through the CMake package, and through pkg-config), and the
+# example client through the CMake package.
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
   if(NOT rc EQUAL 0)
@@ -16,7 +17,7 @@ run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${DEB_BUILD} -G ${GENERATOR} -DCMAKE_CX
   -DBUILD_TESTING=OFF -DORU_BUILD_BENCH=OFF -DORU_SANITIZE=OFF -DORU_FUZZ=OFF)
 run(${CMAKE_COMMAND} --build ${DEB_BUILD} -j2)
 file(GLOB old ${DEB_BUILD}/*.deb)
-file(REMOVE_RECURSE ${old} ${ROOT} ${EXAMPLE_BUILD})
+file(REMOVE_RECURSE ${old} ${ROOT} ${EXAMPLE_BUILD} ${EXAMPLE_BUILD}-client)
 execute_process(COMMAND cpack -G DEB WORKING_DIRECTORY ${DEB_BUILD} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "cpack failed:\n${out}")
@@ -69,6 +70,10 @@ endif()
 run(${CMAKE_COMMAND} -S ${EXAMPLE_SOURCE} -B ${EXAMPLE_BUILD} -G ${GENERATOR}
   -DCMAKE_PREFIX_PATH=${ROOT}/usr -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=Release)
 run(${CMAKE_COMMAND} --build ${EXAMPLE_BUILD})
+# The example desktop client against the client packages of the same root.
+run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/examples/client -B ${EXAMPLE_BUILD}-client -G ${GENERATOR}
+  -DCMAKE_PREFIX_PATH=${ROOT}/usr -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=Release)
+run(${CMAKE_COMMAND} --build ${EXAMPLE_BUILD}-client)
 
 # pkg-config users add -fPIC themselves, as with Qt5Core.pc (see README). The
 # file moves to ROOT (a --define-variable would move Qt5Core.pc's prefix too).
