@@ -54,6 +54,7 @@ bool Connection::isConnected() const { return socket.state() == QLocalSocket::Co
 void Connection::sendFrame(MessageType type, const QByteArray &payload)
 {
     socket.write(oru_sdk::encodeFrame(type, payload));
+    emit frameSent(Frame{type, payload});
 }
 
 void Connection::sendRaw(const QByteArray &bytes)

@@ -164,6 +164,18 @@ private slots:
         QCOMPARE(sim.exitCode(), 0);
     }
 
+    // --verbose: one line per frame on stderr, the answer matched to its request by id.
+    void verboseTracesFrames()
+    {
+        const Run r = client(
+            {QStringLiteral("presets"), QStringLiteral("--dev"), QStringLiteral("cam1"), QStringLiteral("--verbose")});
+        QCOMPARE(r.code, 0);
+        const QRegularExpression trace(QStringLiteral("^> 58 GetPresetsReq id=(\\S+) \\d+ bytes \\+\\d+ ms$\n"
+                                                      "^< 59 GetPresetsRes id=\\1 \\d+ bytes \\+\\d+ ms$"),
+                                       QRegularExpression::MultilineOption);
+        QVERIFY2(trace.match(r.err).hasMatch(), qPrintable(r.err));
+    }
+
     void commands_data()
     {
         QTest::addColumn<QStringList>("args");

@@ -108,6 +108,8 @@ public:
                           const QList<Step> &steps = {}, const ChannelId &source = {});
     // A stream connection of its own (one stream per socket).
     std::unique_ptr<StreamClient> newStream();
+    // --verbose: a line on stderr per frame of `conn`.
+    void trace(oru_client::Connection &conn);
     void printStream(const QString &label, const StreamStats &stats, const QString &file);
 
 private:

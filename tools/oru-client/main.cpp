@@ -6,6 +6,7 @@
 // the main client anyway; `oru-client exit` says hello and exit on purpose.
 
 #include "cli.h"
+#include "message_type_names.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -15,6 +16,7 @@
 #include <QRegularExpression>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
@@ -37,6 +39,10 @@ const QMap<QString, Opt> &catalogue()
         {"stream-server", {"Stream server name (env ORU_STREAM_SERVER).", "name"}},
         {"timeout", {"Milliseconds to wait for an answer or a connection.", "ms", "5000"}},
         {"json", {"Print JSON instead of text.", nullptr}},
+        {"verbose",
+         {"One line on stderr per frame sent (>) and received (<): type number and name, request id, bytes, "
+          "milliseconds since its request.",
+          nullptr}},
         {"hello", {"Become the main client (the gateway stops when it leaves).", nullptr}},
         {"no-hello", {"Stay a plain client (the default).", nullptr}},
         {"dev", {"Device id (repeat where several are taken).", "id"}},
@@ -130,7 +136,7 @@ const int kMaxSeconds = kMax / 1000; // timers count milliseconds in an int
 const QStringList kSpeeds{PlaybackSpeed_1_8X, PlaybackSpeed_1_4X, PlaybackSpeed_1_2X,
                           PlaybackSpeed_1X,   PlaybackSpeed_2X,   PlaybackSpeed_4X,
                           PlaybackSpeed_8X,   PlaybackSpeed_0X,   PlaybackSpeed_100X};
-const QStringList kCommon{"server", "stream-server", "timeout", "json", "hello", "no-hello"};
+const QStringList kCommon{"server", "stream-server", "timeout", "json", "verbose", "hello", "no-hello"};
 const QStringList kPtzOps{"up",         "down",    "left",     "right",      "up-left",   "up-right",  "down-left",
                           "down-right", "zoom-in", "zoom-out", "focus-near", "focus-far", "iris-open", "iris-close"};
 
@@ -1123,6 +1129,7 @@ Client &Context::control()
         const QString name = value(QStringLiteral("server"),
                                    qEnvironmentVariable("ORU_MESSAGE_SERVER", QStringLiteral("oru_dgw_message")));
         client = std::make_unique<Client>();
+        trace(client->connection());
         client->setTimeout(timeoutMs);
         if (!client->connectToServer(name, timeoutMs))
             throw Failure{NoGateway, QStringLiteral("no gateway listening on '%1'").arg(name)};
@@ -1137,9 +1144,88 @@ std::unique_ptr<StreamClient> Context::newStream()
     const QString name = value(QStringLiteral("stream-server"),
                                qEnvironmentVariable("ORU_STREAM_SERVER", QStringLiteral("oru_dgw_stream")));
     auto s = std::make_unique<StreamClient>();
+    trace(s->connection());
     if (!s->connectToServer(name, timeoutMs))
         throw Failure{NoGateway, QStringLiteral("no gateway stream server listening on '%1'").arg(name)};
     return s;
+}
+
+namespace {
+// The request id a frame carries: the first text in field 1 or 2, where every
+// request and answer keeps it (answers put their error first); empty for
+// pushes, raw payloads and anything that does not parse.
+QByteArray requestIdOf(const oru_client::Frame &frame)
+{
+    using T = oru_sdk::MessageType;
+    if (frame.type == T::StreamData || frame.type == T::PushDevP2PSuccess || frame.type == T::UploadUpgradeFileFinished)
+        return QByteArray();
+    const QByteArray &in = frame.payload;
+    int at = 0;
+    const auto varint = [&](quint64 *value) {
+        *value = 0;
+        for (int shift = 0; at < in.size() && shift < 64; shift += 7) {
+            const uchar byte = uchar(in.at(at++));
+            *value |= quint64(byte & 0x7F) << shift;
+            if (!(byte & 0x80))
+                return true;
+        }
+        return false;
+    };
+    quint64 tag = 0;
+    quint64 value = 0;
+    while (at < in.size() && varint(&tag) && (tag >> 3) <= 2) {
+        switch (tag & 7) {
+        case 0:
+            if (!varint(&value))
+                return QByteArray();
+            break;
+        case 2: {
+            if (!varint(&value) || value > quint64(in.size() - at))
+                return QByteArray();
+            const QByteArray text = in.mid(at, int(value));
+            at += int(value);
+            if (!text.isEmpty() && std::all_of(text.begin(), text.end(), [](char c) { return uchar(c) >= 0x20; }))
+                return text;
+            break;
+        }
+        default:
+            return QByteArray();
+        }
+    }
+    return QByteArray();
+}
+} // namespace
+
+// --verbose: frames as they leave and arrive, timed from the request with the
+// same id, or else from the last frame this connection sent.
+void Context::trace(oru_client::Connection &conn)
+{
+    if (!parser.isSet(QStringLiteral("verbose")))
+        return;
+    struct Clock {
+        QHash<QByteArray, qint64> sentAt;
+        qint64 lastSent = 0;
+        QElapsedTimer timer;
+    };
+    auto clock = std::make_shared<Clock>();
+    clock->timer.start();
+    const auto line = [clock](char direction, const oru_client::Frame &frame) {
+        const QByteArray id = requestIdOf(frame);
+        const qint64 now = clock->timer.elapsed();
+        if (direction == '>') {
+            clock->lastSent = now;
+            if (!id.isEmpty())
+                clock->sentAt.insert(id, now);
+        }
+        const qint64 since = now - clock->sentAt.value(id, clock->lastSent);
+        QTextStream(stderr) << direction << ' ' << int(frame.type) << ' '
+                            << messageTypeNames().value(int(frame.type), "unknown")
+                            << (id.isEmpty() ? QString() : QStringLiteral(" id=") + QString::fromUtf8(id)) << ' '
+                            << frame.payload.size() << " bytes +" << since << " ms" << Qt::endl;
+    };
+    QObject::connect(&conn, &oru_client::Connection::frameSent, [line](const oru_client::Frame &f) { line('>', f); });
+    QObject::connect(&conn, &oru_client::Connection::frameReceived,
+                     [line](const oru_client::Frame &f) { line('<', f); });
 }
 
 StreamClient &Context::stream()
@@ -1416,6 +1502,8 @@ int main(int argc, char *argv[])
         QStringList optionNames{name};
         if (name == QLatin1String("body"))
             optionNames.append(QStringLiteral("json"));
+        if (name == QLatin1String("verbose"))
+            optionNames.prepend(QStringLiteral("v"));
         QString help = QString::fromLatin1(o.help);
         if (o.fallback)
             help += QStringLiteral(" Default: %1.").arg(QLatin1String(o.fallback));

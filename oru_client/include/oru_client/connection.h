@@ -65,6 +65,8 @@ public:
     QLocalSocket *localSocket() { return &socket; }
 
 signals:
+    /// A frame sendFrame() has handed to the socket (raw bytes are not frames).
+    void frameSent(const oru_client::Frame &frame);
     void frameReceived(const oru_client::Frame &frame);
     void disconnected();
 
