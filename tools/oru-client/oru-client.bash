@@ -2,9 +2,13 @@
 # its own help, so they never fall out of step with the tool.
 _oru_client()
 {
-    local cur=${COMP_WORDS[COMP_CWORD]} cmd="" i
+    local cur=${COMP_WORDS[COMP_CWORD]} cmd="" i prev
+    # The command is the first word that is neither an option nor the value of
+    # one; these options take no value.
+    local flags=" --json --verbose -v --hello --no-hello --help -h --version "
     for ((i = 1; i < COMP_CWORD; i++)); do
-        if [[ ${COMP_WORDS[i]} != -* && ${COMP_WORDS[i - 1]} != --* ]]; then
+        prev=${COMP_WORDS[i - 1]}
+        if [[ ${COMP_WORDS[i]} != -* && ($prev != -* || $flags == *" $prev "*) ]]; then
             cmd=${COMP_WORDS[i]}
             break
         fi
