@@ -1,13 +1,7 @@
 # cmake -P: installs the client side of BUILD_DIR (with the SDK headers it
 # includes) into PREFIX, checks its layout, then builds the example client out
 # of tree against PREFIX only.
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}")
-  endif()
-  set(out "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../support/run_command.cmake)
 
 file(REMOVE_RECURSE ${PREFIX} ${EXAMPLE_BUILD})
 set(config_args)

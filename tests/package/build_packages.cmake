@@ -3,13 +3,7 @@
 # a host developer relies on, and builds the example host out of tree against
 # ROOT alone (through the CMake package, and through pkg-config), and the
 # example client through the CMake package.
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}")
-  endif()
-  set(out "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../support/run_command.cmake)
 
 string(TIMESTAMP start "%s")
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${DEB_BUILD} -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX}
