@@ -57,16 +57,6 @@ install(CODE "
   list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${pc}\")
 " COMPONENT dev)
 
-# --- Tools -------------------------------------------------------------------
-
-# The tools install themselves (component tools); found next to the SDK
-# libraries wherever the tree is installed.
-foreach(tool oru-client oru-dgw-sim)
-  if(TARGET ${tool})
-    set_target_properties(${tool} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-  endif()
-endforeach()
-
 # --- Debian packages ---------------------------------------------------------
 
 # The stage script needs cpack's pre- and post-build scripts and file(COPY_FILE).
