@@ -83,31 +83,46 @@ class ConsoleTest(unittest.TestCase):
         self.wait.until(lambda d: d.find_element(By.ID, "banner").is_displayed())
 
     def test_tree_live_view_and_events(self):
-        self.wait.until(lambda d: len(d.find_elements(By.CSS_SELECTOR, "#tree li")) == 4)
+        self.wait.until(lambda d: len(d.find_elements(By.CSS_SELECTOR, "#tree > li")) == 4)
+        # cam1 2, cam2 1, nvr1 4 and cam3 1 channel, from the pushed lists.
+        self.wait.until(lambda d: len(d.find_elements(By.CSS_SELECTOR, "#tree li.channel")) == 8)
         size = "const i = document.querySelector('#views img'); return [i.naturalWidth, i.naturalHeight];"
         self.wait.until(lambda d: self.js(size) == [640, 360])
         grab = ("const i = document.querySelector('#views img'); const c = document.createElement('canvas');"
                 "c.width = 640; c.height = 360; c.getContext('2d').drawImage(i, 0, 0); return c.toDataURL();")
         first = self.js(grab)
         self.wait.until(lambda d: self.js(grab) != first)
-        WebDriverWait(self.driver, ALARM_INTERVAL * 3).until(
-            lambda d: d.find_elements(By.CSS_SELECTOR, "#events li.alarm"))
+        # Every second alarm comes with a face detection.
+        for kind in ("alarm", "face"):
+            WebDriverWait(self.driver, ALARM_INTERVAL * 4).until(
+                lambda d: d.find_elements(By.CSS_SELECTOR, f"#events li.{kind}"))
         self.driver.save_screenshot(os.path.join(os.environ["ORU_SHOTS"], "console.png"))
 
     def test_ptz_hold_and_presets(self):
         self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#tree li.sel"))
-        arrow = self.driver.find_element(By.CSS_SELECTOR, "#pad button[data-op='3']")
-        ActionChains(self.driver).click_and_hold(arrow).perform()
-        ActionChains(self.driver).release(arrow).perform()
+        start = self.pan()
+        arrow = self.driver.find_element(By.CSS_SELECTOR, "#pad button[data-op='3']")  # right
         ptz = '{"devId":"cam1","channel":1,"operation":3,"action":%d} → code 0'
-        for action in (0, 1):
-            self.wait.until(lambda d: ptz % action in d.find_element(By.ID, "inspector").text)
+        ActionChains(self.driver).click_and_hold(arrow).perform()
+        try:
+            self.wait.until(lambda d: ptz % 0 in d.find_element(By.ID, "inspector").text)
+            self.wait.until(lambda d: self.pan() != start)
+        finally:
+            ActionChains(self.driver).release(arrow).perform()
+        self.wait.until(lambda d: ptz % 1 in d.find_element(By.ID, "inspector").text)
         self.driver.find_element(By.ID, "presetName").send_keys("from-page")
         self.driver.find_element(By.ID, "presetAdd").click()
         self.wait.until(lambda d: "from-page" in d.find_element(By.ID, "presets").text)
-        out = subprocess.run([os.environ["ORU_CLIENT_BIN"], "presets", *self.servers, "--dev", "cam1", "--json"],
-                             capture_output=True, text=True, timeout=30).stdout
-        self.assertIn("from-page", out)
+        self.assertIn("from-page", self.oru_client("presets", "--dev", "cam1", "--json"))
+
+    def oru_client(self, *args):
+        return subprocess.run([os.environ["ORU_CLIENT_BIN"], *args, *self.servers], capture_output=True, text=True,
+                              timeout=30).stdout
+
+    def pan(self):
+        """cam1/1's pan as the simulator reports it to oru-client."""
+        return json.loads(self.oru_client("common", "--dev", "cam1", "--channel", "1", "--json",
+                                          '{"method":"getPtzPosition"}'))["pan"]
 
     def test_rates_snapshot_and_grid(self):
         self.wait.until(lambda d: "fps" in d.find_element(By.CSS_SELECTOR, "#views .rate").text)
@@ -117,9 +132,11 @@ class ConsoleTest(unittest.TestCase):
             self.assertEqual(r.read(2), b"\xff\xd8")
         self.driver.find_element(By.ID, "grid").click()
         sizes = "return [...document.querySelectorAll('#views img')].map(i => i.naturalWidth);"
+        feeds = "return [...document.querySelectorAll('#views .rate')].map(r => r.dataset.feed);"
         try:
-            # cam3 is not activated yet and sends no pictures.
-            self.wait.until(lambda d: self.js(sizes) == [640, 640, 640, 0])
+            self.wait.until(lambda d: self.js(sizes) == [640] * 4)
+            self.assertEqual(self.js(feeds), ["cam1/1", "cam1/2", "cam2/1", "nvr1/1"])
+            self.wait.until(lambda d: all("fps" in r.text for r in d.find_elements(By.CSS_SELECTOR, "#views .rate")))
         finally:
             self.driver.find_element(By.ID, "grid").click()
 
@@ -180,6 +197,23 @@ class ConsoleTest(unittest.TestCase):
         finally:
             guarded.terminate()
             guarded.wait(10)
+
+    def test_open_starts_the_browser(self):
+        opened = os.path.join(self.tmp.name, "opened")
+        browser = os.path.join(self.tmp.name, "browser")
+        with open(browser, "w") as f:
+            f.write(f'#!/bin/sh\necho "$1" > {opened}.part && mv {opened}.part {opened}\n')
+        os.chmod(browser, 0o755)
+        port = free_port()
+        console = subprocess.Popen([os.environ["ORU_CONSOLE_BIN"], *self.servers, "--listen", f"127.0.0.1:{port}",
+                                    "--open"], env={**os.environ, "BROWSER": browser})
+        try:
+            WebDriverWait(self.driver, 30).until(lambda d: os.path.exists(opened))
+            with open(opened) as f:
+                self.assertEqual(f.read().strip(), f"http://127.0.0.1:{port}/")
+        finally:
+            console.terminate()
+            console.wait(10)
 
     def status(self, url):
         try:
