@@ -100,16 +100,17 @@ class ConsoleTest(unittest.TestCase):
 
     def test_ptz_hold_and_presets(self):
         self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#tree li.sel"))
-        start = self.pan()
-        arrow = self.driver.find_element(By.CSS_SELECTOR, "#pad button[data-op='3']")  # right
-        ptz = '{"devId":"cam1","channel":1,"operation":3,"action":%d} → code 0'
-        ActionChains(self.driver).click_and_hold(arrow).perform()
-        try:
-            self.wait.until(lambda d: ptz % 0 in d.find_element(By.ID, "inspector").text)
-            self.wait.until(lambda d: self.pan() != start)
-        finally:
-            ActionChains(self.driver).release(arrow).perform()
-        self.wait.until(lambda d: ptz % 1 in d.find_element(By.ID, "inspector").text)
+        for op, axis in ((3, "pan"), (8, "zoom")):  # right, zoom in
+            start = self.ptz_position()[axis]
+            arrow = self.driver.find_element(By.CSS_SELECTOR, f"#pad button[data-op='{op}']")
+            ptz = '{"devId":"cam1","channel":1,"operation":%d,"action":%d} → code 0'
+            ActionChains(self.driver).click_and_hold(arrow).perform()
+            try:
+                self.wait.until(lambda d: ptz % (op, 0) in d.find_element(By.ID, "inspector").text)
+                self.wait.until(lambda d: self.ptz_position()[axis] != start)
+            finally:
+                ActionChains(self.driver).release(arrow).perform()
+            self.wait.until(lambda d: ptz % (op, 1) in d.find_element(By.ID, "inspector").text)
         self.driver.find_element(By.ID, "presetName").send_keys("from-page")
         self.driver.find_element(By.ID, "presetAdd").click()
         self.wait.until(lambda d: "from-page" in d.find_element(By.ID, "presets").text)
@@ -119,10 +120,23 @@ class ConsoleTest(unittest.TestCase):
         return subprocess.run([os.environ["ORU_CLIENT_BIN"], *args, *self.servers], capture_output=True, text=True,
                               timeout=30).stdout
 
-    def pan(self):
-        """cam1/1's pan as the simulator reports it to oru-client."""
+    def ptz_position(self):
+        """cam1/1's pan, tilt and zoom as the simulator reports them to oru-client."""
         return json.loads(self.oru_client("common", "--dev", "cam1", "--channel", "1", "--json",
-                                          '{"method":"getPtzPosition"}'))["pan"]
+                                          '{"method":"getPtzPosition"}'))
+
+    def test_device_status_in_tree_and_events(self):
+        self.wait.until(lambda d: d.find_elements(By.CSS_SELECTOR, "#tree > li[data-dev-id='cam2']"))
+        # A reboot takes cam2 offline for 1.5 s: watch the tree rather than poll it.
+        self.js("window.seenOff = false; new MutationObserver(() => { window.seenOff ||= "
+                "!!document.querySelector(\"#tree > li[data-dev-id='cam2'].off\"); })"
+                ".observe(document.getElementById('tree'), {subtree: true, childList: true, attributes: true});")
+        self.oru_client("reboot", "--dev", "cam2")
+        events = lambda d: d.find_element(By.ID, "events").text
+        for status in (0, 1):
+            self.wait.until(lambda d: '"devId":"cam2","status":%d' % status in events(d))
+        self.assertTrue(self.js("return window.seenOff"))
+        self.assertFalse(self.driver.find_elements(By.CSS_SELECTOR, "#tree > li[data-dev-id='cam2'].off"))
 
     def test_rates_snapshot_and_grid(self):
         self.wait.until(lambda d: "fps" in d.find_element(By.CSS_SELECTOR, "#views .rate").text)
