@@ -171,6 +171,10 @@ class ConsoleTest(unittest.TestCase):
         WebDriverWait(self.driver, ALARM_INTERVAL * 3).until(
             lambda d: d.find_elements(By.CSS_SELECTOR, "#events li.alarm"))
         self.driver.find_element(By.ID, "filter").send_keys("no-such-event")
+        # Events that arrive later are filtered too.
+        count = len(self.driver.find_elements(By.CSS_SELECTOR, "#events li"))
+        WebDriverWait(self.driver, ALARM_INTERVAL * 3).until(
+            lambda d: len(d.find_elements(By.CSS_SELECTOR, "#events li")) > count)
         self.assertTrue(all(not li.is_displayed() for li in self.driver.find_elements(By.CSS_SELECTOR, "#events li")))
         self.driver.find_element(By.ID, "filter").clear()
         self.driver.find_element(By.ID, "filter").send_keys(" ")

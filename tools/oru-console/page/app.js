@@ -198,10 +198,11 @@ $('timeline').onclick = (e) => {
 $('play').onclick = () => api('playctl', {ctrl: 1});
 $('pause').onclick = () => api('playctl', {ctrl: 0});
 $('speed').onchange = () => api('playctl', {speed: $('speed').value});
-$('filter').oninput = () => {
-  const f = $('filter').value.toLowerCase();
-  for (const li of $('events').children) li.hidden = !li.textContent.toLowerCase().includes(f);
+// The filter holds for events that arrive after it was typed, too.
+const filtered = (li) => {
+  li.hidden = !li.textContent.toLowerCase().includes($('filter').value.toLowerCase());
 };
+$('filter').oninput = () => [...$('events').children].forEach(filtered);
 
 const source = new EventSource(withToken('/events'));
 source.onmessage = (m) => {
@@ -227,6 +228,7 @@ source.onmessage = (m) => {
     const li = document.createElement('li');
     li.className = 'event ' + e.type;
     li.textContent = `${new Date().toLocaleTimeString()} ${e.type} ${JSON.stringify(e)}`;
+    filtered(li);
     $('events').prepend(li);
   }
 };
