@@ -244,7 +244,10 @@ QJsonObject Console::stats()
     std::lock_guard<std::mutex> g(feedLock);
     for (const auto &f : feeds) {
         std::lock_guard<std::mutex> lg(f.second->lock);
-        out.insert(f.first, QJsonObject{{"frames", double(f.second->serial)}, {"bytes", double(f.second->bytes)}});
+        out.insert(f.first,
+                   QJsonObject{{"frames", double(f.second->serial)},
+                               {"bytes", double(f.second->bytes)},
+                               {"sent", double(f.second->sent)}});
     }
     return out;
 }

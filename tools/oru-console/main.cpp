@@ -146,6 +146,7 @@ int main(int argc, char **argv)
                 if (!feed->changed.wait_for(g, std::chrono::seconds(5), [&] { return feed->serial > *seen; }))
                     return sink.is_writable();
                 *seen = feed->serial;
+                ++feed->sent;
                 const std::string part = "--frame\r\nContent-Type: image/jpeg\r\nContent-Length: "
                     + std::to_string(feed->jpeg.size()) + "\r\n\r\n" + feed->jpeg + "\r\n";
                 g.unlock();
