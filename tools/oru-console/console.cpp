@@ -29,12 +29,18 @@ Console::Console(QString server, QString streamServer, bool hello)
 {
     connect(&client, &Client::searchedDevs, this, [this](const oru_sdk::DevInfoList &d) {
         publish({{"type", "devices"}, {"devices", devicesJson(d)}});
+        // Their channels come as pushes too, one list per device.
+        for (const auto &dev : d)
+            client.getDevChannelsInfo(dev.id);
     });
     connect(&client, &Client::devStatus, this, [this](const QString &id, oru_sdk::DevStatus s) {
         publish({{"type", "status"}, {"devId", id}, {"status", int(s)}});
     });
     connect(&client, &Client::devChannelsInfo, this, [this](const QString &id, const oru_sdk::DevChanInfoList &list) {
-        publish({{"type", "channels"}, {"devId", id}, {"count", list.size()}});
+        QJsonArray channels;
+        for (const auto &c : list)
+            channels.append(QJsonObject{{"channel", c.channel}, {"osd", c.osd}, {"online", c.param3 != 0}});
+        publish({{"type", "channels"}, {"devId", id}, {"channels", channels}});
     });
     connect(&client, &Client::alarm, this, [this](const oru_sdk::AlarmInfo &a) {
         publish({{"type", "alarm"},
@@ -44,8 +50,11 @@ Console::Console(QString server, QString streamServer, bool hello)
                  {"time", a.alarmTime.toString(Qt::ISODateWithMs)}});
     });
     connect(&client, &Client::faceDetect, this,
-            [this](const oru_sdk::ChannelId &c, const oru_sdk::FaceDetectRecordInfo &) {
-                publish({{"type", "face"}, {"channel", channelJson(c)}});
+            [this](const oru_sdk::ChannelId &c, const oru_sdk::FaceDetectRecordInfo &r) {
+                publish({{"type", "face"},
+                         {"channel", channelJson(c)},
+                         {"name", r.name},
+                         {"time", r.detectTime.toString(Qt::ISODateWithMs)}});
             });
     connect(&client, &Client::disconnected, this, [this] {
         up = false;
@@ -235,7 +244,10 @@ QJsonObject Console::stats()
     std::lock_guard<std::mutex> g(feedLock);
     for (const auto &f : feeds) {
         std::lock_guard<std::mutex> lg(f.second->lock);
-        out.insert(f.first, QJsonObject{{"frames", double(f.second->serial)}, {"bytes", double(f.second->bytes)}});
+        out.insert(f.first,
+                   QJsonObject{{"frames", double(f.second->serial)},
+                               {"bytes", double(f.second->bytes)},
+                               {"sent", double(f.second->sent)}});
     }
     return out;
 }

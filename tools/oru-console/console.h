@@ -24,6 +24,7 @@ struct LiveFeed {
     std::string jpeg;
     quint64 serial = 0;
     qint64 bytes = 0;
+    quint64 sent = 0; // pictures written to viewers, all of them together
     int viewers = 0;
     bool closed = false;
 };

@@ -67,7 +67,7 @@ int main(int argc, char **argv)
          {"listen", "Address and port to serve on.", "host:port", "127.0.0.1:8080"},
          {"token", "Secret every request must carry (required off loopback).", "token"},
          {"hello", "Become the main client: the gateway stops when the console leaves."},
-         {"open", "Open the page in the default browser."}});
+         {"open", "Open the page in the browser named by $BROWSER, or with xdg-open."}});
     p.process(app);
 
     Options o;
@@ -146,6 +146,7 @@ int main(int argc, char **argv)
                 if (!feed->changed.wait_for(g, std::chrono::seconds(5), [&] { return feed->serial > *seen; }))
                     return sink.is_writable();
                 *seen = feed->serial;
+                ++feed->sent;
                 const std::string part = "--frame\r\nContent-Type: image/jpeg\r\nContent-Length: "
                     + std::to_string(feed->jpeg.size()) + "\r\n\r\n" + feed->jpeg + "\r\n";
                 g.unlock();
@@ -172,8 +173,8 @@ int main(int argc, char **argv)
     std::thread server([&http] { http.listen_after_bind(); });
     const QString url = QStringLiteral("http://%1/").arg(listen);
     qInfo("oru-console: serving %s", qPrintable(url));
-    if (p.isSet("open"))
-        QProcess::startDetached("xdg-open", {url});
+    if (p.isSet("open") && !QProcess::startDetached(qEnvironmentVariable("BROWSER", "xdg-open"), {url}))
+        qWarning("oru-console: cannot start a browser; open %s", qPrintable(url));
     const int rc = app.exec();
     http.stop();
     server.join();

@@ -1239,6 +1239,15 @@ void DeviceModel::onCommonReq(const ChannelId &channel, const QString &requestId
                                         {"status", int(dev.status)},
                                         {"statusName", statusNames.value(int(dev.status))}});
         answer = {{"result", 0}, {"devices", list}};
+    } else if (method == QLatin1String("getPtzPosition")) {
+        // Where a held PTZ arrow has moved the head; nothing else reports it.
+        const Response r = check(requestId, channel.first, channel.second);
+        if (r.errorCode) {
+            answer = {{"result", r.errorCode}, {"error", r.errorText}};
+        } else {
+            const Channel &ch = d->channels.at(channel.second - 1);
+            answer = {{"result", 0}, {"pan", ch.pan}, {"tilt", ch.tilt}, {"zoom", ch.zoom}};
+        }
     } else if (method == QLatin1String("getTime")) {
         answer = {
             {"result", 0},

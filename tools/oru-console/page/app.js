@@ -30,13 +30,28 @@ async function api(name, args = {}) {
 function renderTree() {
   const tree = $('tree');
   tree.textContent = '';
+  const here = (id, ch) => current && current.devId === id && (ch === undefined || current.channel === ch);
   for (const d of devices.values()) {
     const li = document.createElement('li');
     li.textContent = `${d.name || d.id} (${d.id})`;
     li.dataset.devId = d.id;
-    if (d.status === 0) li.classList.add('off');
-    if (current && current.devId === d.id) li.classList.add('sel');
+    li.classList.toggle('off', d.status === 0);
+    li.classList.toggle('sel', here(d.id));
     li.onclick = () => select(d.id, 1);
+    const channels = document.createElement('ul');
+    for (const c of d.channels || []) {
+      const item = document.createElement('li');
+      item.className = 'channel';
+      item.classList.toggle('off', !c.online);
+      item.classList.toggle('sel', here(d.id, c.channel));
+      item.textContent = `channel ${c.channel}${c.osd ? ' · ' + c.osd : ''}`;
+      item.onclick = (e) => {
+        e.stopPropagation();
+        select(d.id, c.channel);
+      };
+      channels.append(item);
+    }
+    li.append(channels);
     tree.append(li);
   }
 }
@@ -53,7 +68,7 @@ function showViews() {
   views.className = grid ? '' : 'one';
   // The grid shows the first four channels the gateway has reported (channel 1
   // of each device until it has).
-  const all = [...devices.values()].flatMap((d) => Array.from({length: d.channels || 0}, (_, i) => [d.id, i + 1]));
+  const all = [...devices.values()].flatMap((d) => (d.channels || []).map((c) => [d.id, c.channel]));
   const first = all.length ? all : [...devices.keys()].map((id) => [id, 1]);
   const list = grid ? first.slice(0, 4) : [[current.devId, current.channel]];
   if (grid) {
@@ -70,6 +85,7 @@ function showViews() {
     const rate = document.createElement('figcaption');
     rate.className = 'rate';
     rate.dataset.feed = `${id}/${ch}`;
+    rate.title = `${id} channel ${ch}`;
     const snap = document.createElement('a');
     snap.href = withToken('/snapshot?' + feedQuery(id, ch));
     snap.download = `${id}-${ch}.jpg`;
@@ -182,10 +198,11 @@ $('timeline').onclick = (e) => {
 $('play').onclick = () => api('playctl', {ctrl: 1});
 $('pause').onclick = () => api('playctl', {ctrl: 0});
 $('speed').onchange = () => api('playctl', {speed: $('speed').value});
-$('filter').oninput = () => {
-  const f = $('filter').value.toLowerCase();
-  for (const li of $('events').children) li.hidden = !li.textContent.toLowerCase().includes(f);
+// The filter holds for events that arrive after it was typed, too.
+const filtered = (li) => {
+  li.hidden = !li.textContent.toLowerCase().includes($('filter').value.toLowerCase());
 };
+$('filter').oninput = () => [...$('events').children].forEach(filtered);
 
 const source = new EventSource(withToken('/events'));
 source.onmessage = (m) => {
@@ -201,7 +218,8 @@ source.onmessage = (m) => {
     const cursor = document.querySelector('#timeline .cursor');
     if (cursor && span) cursor.style.left = $('timeline').pos(parse(e.time));
   } else if (e.type === 'channels') {
-    devices.set(e.devId, {...devices.get(e.devId), id: e.devId, channels: e.count});
+    devices.set(e.devId, {...devices.get(e.devId), id: e.devId, channels: e.channels});
+    renderTree();
   } else if (e.type === 'status' && devices.has(e.devId)) {
     devices.get(e.devId).status = e.status;
     renderTree();
@@ -210,6 +228,7 @@ source.onmessage = (m) => {
     const li = document.createElement('li');
     li.className = 'event ' + e.type;
     li.textContent = `${new Date().toLocaleTimeString()} ${e.type} ${JSON.stringify(e)}`;
+    filtered(li);
     $('events').prepend(li);
   }
 };
