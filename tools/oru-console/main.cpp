@@ -58,9 +58,11 @@ int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("oru-console");
+    QCoreApplication::setApplicationVersion(ORU_VERSION);
     QCommandLineParser p;
     p.setApplicationDescription("Shows and drives a gateway from a web browser.");
     p.addHelpOption();
+    p.addVersionOption();
     p.addOptions(
         {{"server", "Control server name.", "name", qEnvironmentVariable("ORU_MESSAGE_SERVER", "oru_dgw_message")},
          {"stream-server", "Stream server name.", "name", qEnvironmentVariable("ORU_STREAM_SERVER", "oru_dgw_stream")},
