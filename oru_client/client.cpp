@@ -1,6 +1,7 @@
 #include "client.h"
 
 #include "oru_message.pb.h"
+#include "plain_text.h"
 #include "wire_convert.h"
 #include "wire_message.h"
 
@@ -175,8 +176,7 @@ const QHash<int, PushHandler> &pushHandlers()
         {int(T::PushDevStatusMsg), decoded<proto::DevStatusPush>([](Client *c, const auto &m) {
              emit c->devStatus(text(m.dev_id()), DevStatus(m.status()));
          })},
-        {int(T::PushDevP2PSuccess),
-         [](Client *c, const QByteArray &p) { emit c->devP2PSuccess(QString::fromUtf8(p)); }},
+        {int(T::PushDevP2PSuccess), [](Client *c, const QByteArray &p) { emit c->devP2PSuccess(textPayload(p)); }},
         {int(T::PushDevInfo),
          decoded<proto::DevInfoFromDgw>([](Client *c, const auto &m) { emit c->devInfo(record<DevInfoFromDgw>(m)); })},
         {int(T::PushDevTempUserCodeMsg), decoded<proto::DevTempUserCodePush>([](Client *c, const auto &m) {
@@ -197,7 +197,7 @@ const QHash<int, PushHandler> &pushHandlers()
              emit c->tlvData(text(m.dev_id()), wire::bytes(m.tlv_data()));
          })},
         {int(T::UploadUpgradeFileFinished),
-         [](Client *c, const QByteArray &p) { emit c->uploadUpgradeFileFinished(QString::fromUtf8(p)); }},
+         [](Client *c, const QByteArray &p) { emit c->uploadUpgradeFileFinished(textPayload(p)); }},
         {int(T::PushTalkEventMsg), decoded<proto::TalkEventPush>([](Client *c, const auto &m) {
              emit c->talkEvent(record<ChannelId>(m.channel_id()), TalkEvent(m.event()));
          })},

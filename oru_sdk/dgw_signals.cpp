@@ -38,7 +38,6 @@ void init_oru_dgw_sdk(const QString &logDir, const QString &messageServerName, c
                                     "the SDK runs there and serves nothing, this later call changes nothing"));
         return;
     }
-    registerMetaTypes();
     // Fixed order: log first, then the control server, then the stream server.
     init_oru_log(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QLatin1Char('/') + logDir
                      + QStringLiteral("/oru.dgw.log"),

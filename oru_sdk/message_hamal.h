@@ -10,7 +10,6 @@
 namespace oru_sdk {
 
 class MessageServer;
-class MessageSignals;
 
 // The control channel's dispatcher: inbound frames become DgwSignals signals,
 // the host's answers and pushes become outbound frames. Requests are
@@ -31,11 +30,8 @@ private:
     explicit MessageHamal(QObject *parent);
 
     void connectOutbound();
-    template <typename Wire, typename... Args, typename Fill>
-    void answer(void (MessageSignals::*signal)(Args...), MessageType type, const char *text, Fill fill);
-    template <typename Wire, typename... Args, typename Fill>
-    void push(void (MessageSignals::*signal)(Args...), MessageType type, const char *text, Fill fill);
-    void pushText(void (MessageSignals::*signal)(const QString &), MessageType type, const char *text);
+    template <typename Route>
+    void connectRoute(MessageType type, const Route &route);
 
     MessageServer *server = nullptr;
     PendingRequests pendingRequests;

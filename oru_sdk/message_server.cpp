@@ -135,7 +135,7 @@ void MessageServer::sendMessage(qintptr socketName, MessageType msgType, const Q
 {
     // Answers of one event-loop pass leave together (see WriteBatch).
     const QByteArray header = encodeFrameHeader(msgType, message);
-    if (socketName == -1) {
+    if (socketName == kAllSockets) {
         for (QLocalSocket *socket : qAsConst(sockets)) {
             if (socket->isValid())
                 writes->append(socket, header, message);

@@ -18,6 +18,9 @@ namespace oru_sdk {
 class ListenGuard;
 class WriteBatch;
 
+// The socket name that sends a frame to every connected control socket.
+constexpr qintptr kAllSockets = -1;
+
 // The control channel's end: accepts connections, splits their bytes into
 // frames, tracks the main client (hello and exit) and writes outbound frames.
 class MessageServer : public QObject
@@ -27,7 +30,6 @@ class MessageServer : public QObject
 public:
     MessageServer(const QString &serverName, QObject *parent);
 
-    // socketName -1 sends to every connected socket.
     void sendMessage(qintptr socketName, MessageType msgType, const QByteArray &message);
 
     // Told when a socket name stops naming the connection it named: the

@@ -28,10 +28,20 @@ StreamServer::StreamServer(const QString &serverName, QObject *parent)
 
 void StreamServer::close() { listenGuard->close(); }
 
+StreamId StreamServer::streamOf(QLocalSocket *socket) const
+{
+    const QList<StreamId> joined = memberships.value(socket);
+    return joined.isEmpty() ? 0 : joined.last();
+}
+
 void StreamServer::addStreamSocket(StreamId streamId, QLocalSocket *socket)
 {
     streamSockets[streamId].insert(socket);
-    memberships[socket].insert(streamId);
+    // The stream opened last goes last: control requests act on it.
+    QList<StreamId> &joined = memberships[socket];
+    joined.removeOne(streamId);
+    joined.append(streamId);
+    // Kept for hosts that read it; the library asks memberships.
     socket->setProperty(kStreamIdProperty, QVariant::fromValue<uint>(streamId));
 }
 
@@ -91,7 +101,7 @@ void StreamServer::slotSocketDisConnected()
         return;
     // A socket that never joined a stream is left alone, unless the limits
     // say to release it.
-    const QSet<StreamId> joined = memberships.take(socket);
+    const QList<StreamId> joined = memberships.take(socket);
     if (joined.isEmpty()) {
         if (Limits::current().releaseEarlySockets && pendingBlockSizes.remove(socket))
             release.release(socket);
@@ -99,19 +109,15 @@ void StreamServer::slotSocketDisConnected()
     }
     pendingBlockSizes.remove(socket);
     release.release(socket);
-    // The stream named by the socket's property first, as the host expects.
-    QList<StreamId> order{socket->property(kStreamIdProperty).toUInt()};
-    for (StreamId id : joined) {
-        if (id != order.first())
-            order.append(id);
-    }
-    for (StreamId id : qAsConst(order)) {
-        const auto it = streamSockets.find(id);
-        if (it == streamSockets.end())
+    // The stream opened last first, as the host expects.
+    for (auto it = joined.crbegin(); it != joined.crend(); ++it) {
+        const StreamId id = *it;
+        const auto stream = streamSockets.find(id);
+        if (stream == streamSockets.end())
             continue;
-        it->remove(socket);
-        if (it->isEmpty()) {
-            streamSockets.erase(it);
+        stream->remove(socket);
+        if (stream->isEmpty()) {
+            streamSockets.erase(stream);
             emit signalStreamSocketsDisconnectedAll(id);
         }
     }

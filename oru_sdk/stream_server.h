@@ -32,6 +32,8 @@ public:
     void writeToStream(StreamId streamId, MessageType type, const QByteArray &data);
     // Whether some socket watches the stream.
     bool hasStream(StreamId streamId) const { return streamSockets.contains(streamId); }
+    // The stream the socket opened last, 0 if none.
+    StreamId streamOf(QLocalSocket *socket) const;
     void close();
 
 signals:
@@ -47,9 +49,10 @@ private:
     QMap<StreamId, QSet<QLocalSocket *>> streamSockets;
     // Keyed by the socket itself: its descriptor is gone after a disconnect.
     QHash<QLocalSocket *, qint64> pendingBlockSizes;
-    // Every stream a socket joined; a socket that opens a second stream stays
-    // in the first one too, and must leave both when it goes.
-    QHash<QLocalSocket *, QSet<StreamId>> memberships;
+    // Every stream a socket joined, in the order it opened them; a socket
+    // that opens a second stream stays in the first one too, and must leave
+    // both when it goes.
+    QHash<QLocalSocket *, QList<StreamId>> memberships;
     SocketRelease release;
     ListenGuard *listenGuard;
     WriteBatch *writes;

@@ -1,5 +1,6 @@
 #include "stream_worker.h"
 
+#include "inbound.h"
 #include "message_signals.h"
 #include "oru_message.pb.h"
 #include "sdk_log.h"
@@ -7,11 +8,11 @@
 #include "wire_convert.h"
 #include "wire_message.h"
 
-#include <oru_sdk/dgw_signals.h>
-
 #include <QCryptographicHash>
 #include <QLocalSocket>
 #include <QUuid>
+
+#include <type_traits>
 
 namespace oru_sdk {
 
@@ -19,46 +20,73 @@ namespace proto = oru_sdk_proto;
 
 namespace {
 
-DgwSignals &dgw() { return DgwSignals::instance(); }
-
-template <typename Wire, typename Handle>
-void parseThen(const QByteArray &payload, const char *failure, Handle &&handle)
-{
-    Wire message;
-    if (!parseMessage(payload, &message)) {
-        logError(QLatin1String(failure));
-        return;
-    }
-    handle(message);
-}
-
 StreamId hashedText(const QString &text)
 {
     return qHash(QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Md5).toHex()));
 }
 
-StreamId socketStreamId(QLocalSocket *socket) { return socket->property("stream_id").toUInt(); }
-
-QString openedText(const char *what, StreamId id, const QString &devId, int channel)
+QString streamFailure(const char *what)
 {
-    return QStringLiteral("client request %1, stream id:%2, device id:%3, channel index:%4")
-        .arg(QLatin1String(what), QString::number(id), logValue(devId), QString::number(channel));
+    return parseFailure(QStringLiteral("client %1 req").arg(QLatin1String(what)));
 }
 
 // The three requests that open a stream: the socket joins it before the host
 // hears of it, so data the host writes at once already has a reader.
 template <typename Wire, typename Condition, typename MakeId>
-void openStream(StreamServer *server, QLocalSocket *socket, const QByteArray &payload, const char *failure,
-                void (DgwSignals::*signal)(StreamId, const Condition &), MakeId &&streamId, const char *what)
+auto openStream(void (DgwSignals::*signal)(StreamId, const Condition &), MakeId makeId, const char *what)
 {
-    parseThen<Wire>(payload, failure, [&](const Wire &m) {
-        Condition c;
-        wire::fromWire(m, &c);
-        const StreamId id = streamId(c);
-        server->addStreamSocket(id, socket);
-        emit(dgw().*signal)(id, c);
-        logInfo(openedText(what, id, c.devId, c.channel));
-    });
+    return [=](StreamWorker *worker, StreamServer *server, QLocalSocket *socket, const QByteArray &payload) {
+        parseThen<Wire>(
+            payload, [&] { return streamFailure(what); },
+            [&](const Wire &m) {
+                Condition c;
+                wire::fromWire(m, &c);
+                StreamId id;
+                if constexpr (std::is_invocable_v<MakeId, StreamWorker *, const Condition &>)
+                    id = (worker->*makeId)(c);
+                else
+                    id = (worker->*makeId)();
+                server->addStreamSocket(id, socket);
+                emit(dgw().*signal)(id, c);
+                logInfo(
+                    QStringLiteral("client request %1, stream id:%2, device id:%3, channel index:%4")
+                        .arg(QLatin1String(what), QString::number(id), logValue(c.devId), QString::number(c.channel)));
+            });
+    };
+}
+
+// The requests that act on the stream the socket opened last (0 if none).
+template <typename Wire, typename Emit>
+auto controlStream(Emit emitSignal, const char *what, const char *success = nullptr)
+{
+    return [=](StreamWorker *, StreamServer *server, QLocalSocket *socket, const QByteArray &payload) {
+        parseThen<Wire>(
+            payload, [&] { return streamFailure(what); },
+            [&](const Wire &m) {
+                const StreamId id = server->streamOf(socket);
+                emitSignal(id, m);
+                // A line of its own has no place for the id.
+                logInfo(success ? QString::fromLatin1(success)
+                                : QStringLiteral("client request %1, stream id:%2").arg(QLatin1String(what)).arg(id));
+            });
+    };
+}
+
+void skipByOffsetTime(StreamId id, const proto::SkipByPosReq &m)
+{
+    emit dgw().signalSkipByOffsetTimeReq(id, m.offset_time());
+}
+void skipByAppointedTime(StreamId id, const proto::SkipByTimeReq &m)
+{
+    emit dgw().signalSkipByAppointedTimeReq(id, wire::dateTime(m.skip_time()));
+}
+void playbackCtrl(StreamId id, const proto::PlaybackCtrlReq &m)
+{
+    emit dgw().signalPlaybackCtrlReq(id, static_cast<PlaybackCtrl>(m.ctrl()));
+}
+void playbackSpeedSet(StreamId id, const proto::PlaybackSpeedSetReq &m)
+{
+    emit dgw().signalPlaybackSpeedSetReq(id, wire::text(m.playback_speed()));
 }
 
 } // namespace
@@ -110,17 +138,14 @@ StreamWorker *StreamWorker::instance()
 
 void StreamWorker::start(const QString &serverName)
 {
+    using M = MessageSignals;
     streamServer = new StreamServer(serverName, this);
-    const MessageSignals *out = &MessageSignals::instance();
     connect(streamServer, &StreamServer::signalMessageComing, this, &StreamWorker::slotMessageComing);
     connect(streamServer, &StreamServer::signalStreamSocketsDisconnectedAll, this,
             &StreamWorker::slotStreamSocketsDisconnectedAll);
-    connect(out, &MessageSignals::signalWriteStreamData, this, &StreamWorker::slotWriteStreamData);
-    connect(out, &MessageSignals::signalPushStreamEventMsg, this, &StreamWorker::slotPushStreamEventMsg);
-    connect(out, &MessageSignals::signalPushPlaybackByFileProgressMsg, this,
-            &StreamWorker::slotPushPlaybackByFileProgressMsg);
-    connect(out, &MessageSignals::signalPushPlaybackByTimeProgressMsg, this,
-            &StreamWorker::slotPushPlaybackByTimeProgressMsg);
+#define ORU_STREAM_ROUTE(code, name, signal, slot) connect(&M::instance(), signal, this, slot);
+    ORU_STREAM_CHANNEL(ORU_SKIP_ROW, ORU_STREAM_ROUTE, ORU_SKIP_CODE)
+#undef ORU_STREAM_ROUTE
 }
 
 void StreamWorker::stop()
@@ -131,53 +156,16 @@ void StreamWorker::stop()
 
 void StreamWorker::slotMessageComing(QLocalSocket *socket, MessageType msgType, const QByteArray &message)
 {
+    using S = DgwSignals;
+#define ORU_STREAM_HANDLE(code, name, ...)                                                                             \
+    case MessageType::name:                                                                                            \
+        return __VA_ARGS__(this, streamServer, socket, message);
     switch (msgType) {
-    case MessageType::LiveVideoConnReq:
-        return openStream<proto::LiveVideoConnReq>(
-            streamServer, socket, message, "parse [client live video connect req] failure",
-            &DgwSignals::signalLiveVideoConnReq, [this](const auto &c) { return liveStreamId(c); },
-            "live video connect");
-    case MessageType::PlaybackByFileReq:
-        return openStream<proto::PlaybackByFileReq>(
-            streamServer, socket, message, "parse [client playback by file req] failure",
-            &DgwSignals::signalPlaybackByFileReq, [this](const auto &) { return playbackStreamId(); },
-            "playback by file");
-    case MessageType::PlaybackByTimeReq:
-        return openStream<proto::PlaybackByTimeReq>(
-            streamServer, socket, message, "parse [client playback by time req] failure",
-            &DgwSignals::signalPlaybackByTimeReq, [this](const auto &) { return playbackStreamId(); },
-            "playback by time");
-    case MessageType::SkipByOffsetTimeReq:
-        return parseThen<proto::SkipByPosReq>(
-            message, "parse [client skip by offset time req] failure", [&](const auto &m) {
-                const StreamId id = socketStreamId(socket);
-                emit dgw().signalSkipByOffsetTimeReq(id, m.offset_time());
-                logInfo(QStringLiteral("client request skip by offset time, stream id:%1").arg(id));
-            });
-    case MessageType::SkipByAppointedTimeReq:
-        return parseThen<proto::SkipByTimeReq>(
-            message, "parse [client skip by appointed time req] failure", [&](const auto &m) {
-                const StreamId id = socketStreamId(socket);
-                emit dgw().signalSkipByAppointedTimeReq(id, wire::dateTime(m.skip_time()));
-                logInfo(QStringLiteral("client request skip by appointed time, stream id:%1").arg(id));
-            });
-    case MessageType::PlaybackCtrlReq:
-        return parseThen<proto::PlaybackCtrlReq>(
-            message, "parse [client playback ctrl req] failure", [&](const auto &m) {
-                const StreamId id = socketStreamId(socket);
-                emit dgw().signalPlaybackCtrlReq(id, static_cast<PlaybackCtrl>(m.ctrl()));
-                logInfo(QStringLiteral("client request playback ctrl, stream id:%1").arg(id));
-            });
-    case MessageType::PlaybackSpeedSetReq:
-        return parseThen<proto::PlaybackSpeedSetReq>(
-            message, "parse [client playback speed set req] failure", [&](const auto &m) {
-                emit dgw().signalPlaybackSpeedSetReq(socketStreamId(socket), wire::text(m.playback_speed()));
-                // The text has no place for the id.
-                logInfo(QStringLiteral("client request set playback speed"));
-            });
+        ORU_STREAM_CHANNEL(ORU_STREAM_HANDLE, ORU_SKIP_ROW, ORU_SKIP_CODE)
     default:
         return;
     }
+#undef ORU_STREAM_HANDLE
 }
 
 void StreamWorker::slotStreamSocketsDisconnectedAll(StreamId streamId)

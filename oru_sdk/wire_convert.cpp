@@ -1,9 +1,10 @@
 #include "wire_convert.h"
 
+#include "plain_text.h"
+
 namespace oru_sdk::wire {
 
 const QString kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz");
-const QString kDateFormat = QStringLiteral("yyyy-MM-dd");
 
 namespace {
 
@@ -56,7 +57,7 @@ void writeTalk(const C &r, proto::TalkOperReq *m)
 
 // ---- Shared rules ----
 
-QString text(const std::string &s) { return QString::fromUtf8(s.c_str()); }
+QString text(const std::string &s) { return textUpToZero(s.c_str()); }
 std::string utf8(const QString &s) { return s.toStdString(); }
 QByteArray bytes(const std::string &s) { return QByteArray::fromStdString(s); }
 QByteArray utf8Bytes(const QString &s) { return bytes(utf8(s)); }

@@ -20,7 +20,6 @@ using AbilityMap = google::protobuf::Map<int32_t, proto::AiAbilityInfo>;
 // ---- Shared rules ----
 
 extern const QString kDateTimeFormat; // "yyyy-MM-dd hh:mm:ss.zzz"
-extern const QString kDateFormat;     // "yyyy-MM-dd"
 
 QString text(const std::string &s); // UTF-8 up to the first zero byte
 std::string utf8(const QString &s);
