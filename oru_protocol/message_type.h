@@ -171,6 +171,22 @@ constexpr bool codesAreUnique()
 static_assert(codesAreUnique(), "a message-type code is listed twice");
 } // namespace message_type_detail
 
+#define ORU_MESSAGE_NAME_ROW(code, name, ...)                                                                          \
+    case code:                                                                                                         \
+        return #name;
+#define ORU_MESSAGE_NAME_CODE(code, name) ORU_MESSAGE_NAME_ROW(code, name)
+/// The name of a message-type code ("GetPresetsReq"), or nullptr for a code not listed.
+inline const char *messageTypeName(int code)
+{
+    switch (code) {
+        ORU_CONTROL_CHANNEL(ORU_MESSAGE_NAME_ROW, ORU_MESSAGE_NAME_ROW, ORU_MESSAGE_NAME_CODE)
+        ORU_STREAM_CHANNEL(ORU_MESSAGE_NAME_ROW, ORU_MESSAGE_NAME_ROW, ORU_MESSAGE_NAME_CODE)
+    }
+    return nullptr;
+}
+#undef ORU_MESSAGE_NAME_ROW
+#undef ORU_MESSAGE_NAME_CODE
+
 } // namespace oru_sdk
 
 Q_DECLARE_METATYPE(oru_sdk::MessageType)

@@ -6,7 +6,6 @@
 // the main client anyway; `oru-client exit` says hello and exit on purpose.
 
 #include "cli.h"
-#include "message_type_names.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -1218,8 +1217,8 @@ void Context::trace(oru_client::Connection &conn)
                 clock->sentAt.insert(id, now);
         }
         const qint64 since = now - clock->sentAt.value(id, clock->lastSent);
-        QTextStream(stderr) << direction << ' ' << int(frame.type) << ' '
-                            << messageTypeNames().value(int(frame.type), "unknown")
+        const char *name = oru_sdk::messageTypeName(int(frame.type));
+        QTextStream(stderr) << direction << ' ' << int(frame.type) << ' ' << (name ? name : "unknown")
                             << (id.isEmpty() ? QString() : QStringLiteral(" id=") + QString::fromUtf8(id)) << ' '
                             << frame.payload.size() << " bytes +" << since << " ms" << Qt::endl;
     };
