@@ -2,6 +2,7 @@
 
 #include "connection.h"
 #include "frame_codec.h"
+#include "records.h"
 
 #include <QString>
 #include <QStringList>
