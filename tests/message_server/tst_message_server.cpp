@@ -16,24 +16,6 @@ using oru_sdk::MessageType;
 
 namespace {
 
-// The server's own name for a client socket is the descriptor it accepted;
-// the log announces it.
-QString connectNamed(Connection *connection, bool hello)
-{
-    oru_test::LogCursor cursor;
-    if (!oru_test::connectControl(connection, hello))
-        return QString();
-    QString name;
-    const bool seen = QTest::qWaitFor([&] {
-        for (const QString &line : cursor.lines()) {
-            if (line.startsWith(QLatin1String("new connection to message server: ")))
-                name = line.section(QLatin1Char(' '), -1);
-        }
-        return !name.isEmpty();
-    });
-    return seen ? name : QString();
-}
-
 QByteArray devNetRequest(const QString &id)
 {
     oru_sdk_proto::DevNetGetReq m;
@@ -129,7 +111,7 @@ void tst_MessageServer::liveNamesAreLeftAlone()
     }
     const auto reachable = [] {
         Connection control, stream;
-        return connectNamed(&control, false) != QString() && oru_test::connectStream(&stream);
+        return oru_test::connectNamed(&control, false) != QString() && oru_test::connectStream(&stream);
     };
     QVERIFY(reachable());
     second.terminate();
@@ -190,8 +172,8 @@ void tst_MessageServer::exitByDisconnect()
     ORU_REQUIRE_OWN_PROCESS();
     QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
     Connection bystander, main;
-    QVERIFY(!connectNamed(&bystander, false).isEmpty());
-    const QString name = connectNamed(&main, true);
+    QVERIFY(!oru_test::connectNamed(&bystander, false).isEmpty());
+    const QString name = oru_test::connectNamed(&main, true);
     QVERIFY(!name.isEmpty());
     QTest::qWait(100);
 
@@ -219,7 +201,7 @@ void tst_MessageServer::exitByFrame()
     ORU_REQUIRE_OWN_PROCESS();
     QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
     Connection main;
-    const QString name = connectNamed(&main, true);
+    const QString name = oru_test::connectNamed(&main, true);
     QVERIFY(!name.isEmpty());
     QTest::qWait(100);
 
@@ -245,9 +227,9 @@ void tst_MessageServer::secondHelloMovesRole()
     ORU_REQUIRE_OWN_PROCESS();
     QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
     Connection first, second;
-    const QString firstName = connectNamed(&first, true);
+    const QString firstName = oru_test::connectNamed(&first, true);
     QVERIFY(!firstName.isEmpty());
-    QVERIFY(!connectNamed(&second, true).isEmpty());
+    QVERIFY(!oru_test::connectNamed(&second, true).isEmpty());
     QTest::qWait(100);
 
     oru_test::LogCursor cursor;
@@ -329,7 +311,7 @@ void tst_MessageServer::exitSignalCanComeTwice()
     ORU_REQUIRE_OWN_PROCESS();
     QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
     Connection main, late;
-    QVERIFY(!connectNamed(&main, true).isEmpty() && !connectNamed(&late, false).isEmpty());
+    QVERIFY(!oru_test::connectNamed(&main, true).isEmpty() && !oru_test::connectNamed(&late, false).isEmpty());
     main.disconnectFromServer();
     QTRY_COMPARE(exits.count(), 1);
     late.sendFrame(MessageType::MainClientHello);
@@ -357,12 +339,12 @@ void tst_MessageServer::clientLeavesWhileHostWaits()
     if (!mainClient) {
         mainClient = std::make_unique<Connection>();
         bystander = std::make_unique<Connection>();
-        mainName = connectNamed(mainClient.get(), true);
-        QVERIFY(!mainName.isEmpty() && !connectNamed(bystander.get(), false).isEmpty());
+        mainName = oru_test::connectNamed(mainClient.get(), true);
+        QVERIFY(!mainName.isEmpty() && !oru_test::connectNamed(bystander.get(), false).isEmpty());
     }
     Connection control;
     Connection *asker = mainLeaves ? mainClient.get() : &control;
-    const QString name = mainLeaves ? mainName : connectNamed(&control, false);
+    const QString name = mainLeaves ? mainName : oru_test::connectNamed(&control, false);
     QVERIFY(!name.isEmpty());
 
     oru_test::LogCursor cursor;

@@ -4,7 +4,6 @@
 
 #include <oru_sdk/dgw_signals.h>
 
-#include <QCryptographicHash>
 #include <QtEndian>
 #include <QtTest>
 
@@ -66,23 +65,6 @@ QByteArray timeReq(const QString &devId, int channel, const QString &start, int 
     m.set_start_time(start.toStdString());
     m.set_param_3(p3);
     return bytes(m);
-}
-
-// The live id worked out from scratch: the three values written one after
-// the other, MD5 of that text in lower-case hex, then Qt's string hash.
-StreamId expectedLiveId(const QString &devId, int channel, int streamType)
-{
-    const QString key = devId + QString::number(channel) + QString::number(streamType);
-    return qHash(QString::fromLatin1(QCryptographicHash::hash(key.toUtf8(), QCryptographicHash::Md5).toHex()));
-}
-
-// A stream socket the server has already accepted (its log line is there).
-bool attach(Connection *c)
-{
-    oru_test::LogCursor cursor;
-    return oru_test::connectStream(c) && QTest::qWaitFor([&] {
-               return !cursor.lines().filter(QStringLiteral("new connection to stream server: ")).isEmpty();
-           });
 }
 
 // Sends a stream-opening request and returns the id the host was given (0 if none came).
@@ -148,7 +130,7 @@ bool nextFrameAs(Connection *c, MessageType type, M *m)
 // A live stream opened on two fresh sockets; its id, or 0.
 StreamId openShared(Connection *a, Connection *b, const QString &devId)
 {
-    if (!attach(a) || !attach(b))
+    if (!oru_test::connectStreamLogged(a) || !oru_test::connectStreamLogged(b))
         return 0;
     const StreamId id = open(a, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0));
     return open(b, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0)) == id ? id : 0;
@@ -214,13 +196,15 @@ void tst_Stream::liveStreamId_data()
     QTest::addColumn<QString>("devId");
     QTest::addColumn<int>("channel");
     QTest::addColumn<int>("streamType");
-    QTest::newRow("plain") << "dev-id-1" << 1 << 0;
-    QTest::newRow("non-ascii device") << QStringLiteral("摄像机-é") << 3 << 1;
-    QTest::newRow("wide channel") << "dev-id-1" << 65535 << 2;
-    QTest::newRow("negative second field") << "dev-id-1" << 1 << -1;
+    QTest::addColumn<StreamId>("id");
+    // Pinned values: the id is a function of the three values that must not change.
+    QTest::newRow("plain") << "dev-id-1" << 1 << 0 << 1683332133u;
+    QTest::newRow("non-ascii device") << QStringLiteral("摄像机-é") << 3 << 1 << 2469765850u;
+    QTest::newRow("wide channel") << "dev-id-1" << 65535 << 2 << 2689447298u;
+    QTest::newRow("negative second field") << "dev-id-1" << 1 << -1 << 3293220813u;
     // Taken as text, not as further placeholders.
-    QTest::newRow("percent signs in device") << "cam%2%1" << 4 << 5;
-    QTest::newRow("empty device") << "" << 0 << 0;
+    QTest::newRow("percent signs in device") << "cam%2%1" << 4 << 5 << 3403216041u;
+    QTest::newRow("empty device") << "" << 0 << 0 << 1954520347u;
 }
 
 void tst_Stream::liveStreamId()
@@ -228,13 +212,13 @@ void tst_Stream::liveStreamId()
     QFETCH(QString, devId);
     QFETCH(int, channel);
     QFETCH(int, streamType);
+    QFETCH(StreamId, id);
     QSignalSpy live(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq);
     Connection c;
-    QVERIFY(attach(&c));
+    QVERIFY(oru_test::connectStreamLogged(&c));
     oru_test::LogCursor cursor;
     c.sendFrame(MessageType::LiveVideoConnReq, liveReq(devId, channel, streamType));
     QTRY_COMPARE(live.count(), 1);
-    const StreamId id = expectedLiveId(devId, channel, streamType);
     const auto condition = live.at(0).at(1).value<oru_sdk::LiveVideoConnCondition>();
     QCOMPARE((QVariantList{live.at(0).at(0).toUInt(), condition.devId, condition.channel, condition.streamType}),
              (QVariantList{id, devId, channel, streamType}));
@@ -249,10 +233,10 @@ void tst_Stream::equalLiveRequestsShareOneStream()
     QSignalSpy live(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq);
     Connection a, b, other;
     const StreamId id = openShared(&a, &b, QStringLiteral("shared"));
-    QCOMPARE(id, expectedLiveId(QStringLiteral("shared"), 1, 0));
-    QVERIFY(attach(&other));
+    QCOMPARE(id, 2218186565u);
+    QVERIFY(oru_test::connectStreamLogged(&other));
     const StreamId otherId = open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("shared"), 2, 0));
-    QCOMPARE(otherId, expectedLiveId(QStringLiteral("shared"), 2, 0));
+    QCOMPARE(otherId, 1609112736u);
     QVERIFY(otherId != id);
     QCOMPARE(ids(live), (QList<StreamId>{id, id, otherId}));
 
@@ -290,11 +274,10 @@ void tst_Stream::collidingChannelsGetTheirOwnStreams()
     QFETCH(QString, devB);
     QFETCH(int, channelB);
     QFETCH(int, typeB);
-    QCOMPARE(expectedLiveId(devA, channelA, typeA), expectedLiveId(devB, channelB, typeB));
     Connection a, b, b2;
-    QVERIFY(attach(&a) && attach(&b) && attach(&b2));
+    QVERIFY(oru_test::connectStreamLogged(&a) && oru_test::connectStreamLogged(&b)
+            && oru_test::connectStreamLogged(&b2));
     const StreamId idA = open(&a, MessageType::LiveVideoConnReq, liveReq(devA, channelA, typeA));
-    QCOMPARE(idA, expectedLiveId(devA, channelA, typeA));
     oru_test::LogCursor cursor;
     const StreamId idB = open(&b, MessageType::LiveVideoConnReq, liveReq(devB, channelB, typeB));
     QVERIFY(idB != idA && idB != 0);
@@ -311,7 +294,7 @@ void tst_Stream::collidingChannelsGetTheirOwnStreams()
 void tst_Stream::hugeDeviceIdIsCutInLog()
 {
     Connection c;
-    QVERIFY(attach(&c));
+    QVERIFY(oru_test::connectStreamLogged(&c));
     oru_test::LogCursor cursor;
     const QString devId(100000, QLatin1Char('d'));
     QVERIFY(open(&c, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0)) != 0);
@@ -327,7 +310,7 @@ void tst_Stream::playbackByFile()
     QSignalSpy file(&DgwSignals::instance(), &DgwSignals::signalPlaybackByFileReq);
     QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
     Connection a, b;
-    QVERIFY(attach(&a) && attach(&b));
+    QVERIFY(oru_test::connectStreamLogged(&a) && oru_test::connectStreamLogged(&b));
     oru_test::LogCursor cursor;
     const QByteArray request =
         fileReq(QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000);
@@ -375,7 +358,7 @@ void tst_Stream::playbackByTime()
     QFETCH(QDateTime, expected);
     QSignalSpy time(&DgwSignals::instance(), &DgwSignals::signalPlaybackByTimeReq);
     Connection a;
-    QVERIFY(attach(&a));
+    QVERIFY(oru_test::connectStreamLogged(&a));
     oru_test::LogCursor cursor;
     a.sendFrame(MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("dvr"), 0, start, 77));
     a.sendFrame(MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("dvr"), 0, start, 77));
@@ -490,7 +473,7 @@ void tst_Stream::controlRequests()
     QFETCH(QVariant, value);
     QFETCH(QString, line);
     Connection c;
-    QVERIFY(attach(&c));
+    QVERIFY(oru_test::connectStreamLogged(&c));
     StreamId id = 0;
     if (attached) {
         id = open(&c, MessageType::PlaybackByFileReq, fileReq(QStringLiteral("ctl"), 1, QStringLiteral("f"), 0, 0));
@@ -538,7 +521,7 @@ void tst_Stream::parseFailure()
     QFETCH(QByteArray, payload);
     QFETCH(QString, text);
     Connection c;
-    QVERIFY(attach(&c));
+    QVERIFY(oru_test::connectStreamLogged(&c));
     {
         AllSignals all;
         oru_test::LogCursor cursor;
@@ -587,7 +570,7 @@ void tst_Stream::framing()
     QFETCH(QStringList, seen);
     QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
     Connection c;
-    QVERIFY(attach(&c));
+    QVERIFY(oru_test::connectStreamLogged(&c));
     for (int i = 0; i < pieces.size(); ++i) {
         c.sendRaw(pieces.at(i));
         QTest::qWait(100);
@@ -609,7 +592,7 @@ void tst_Stream::otherCodesAreSilent()
 {
     QFETCH(int, code);
     Connection c;
-    QVERIFY(attach(&c));
+    QVERIFY(oru_test::connectStreamLogged(&c));
     AllSignals all;
     oru_test::LogCursor cursor;
     // A payload that would open a stream under the right code.
@@ -629,9 +612,9 @@ void tst_Stream::lastSocketLeavingStopsStream()
 {
     QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
     const QByteArray request = liveReq(QStringLiteral("leaving"), 9, 0);
-    const StreamId id = expectedLiveId(QStringLiteral("leaving"), 9, 0);
+    const StreamId id = 3784661606u;
     auto a = std::make_unique<Connection>(), b = std::make_unique<Connection>();
-    QVERIFY(attach(a.get()) && attach(b.get()));
+    QVERIFY(oru_test::connectStreamLogged(a.get()) && oru_test::connectStreamLogged(b.get()));
     QCOMPARE(open(a.get(), MessageType::LiveVideoConnReq, request), id);
     QCOMPARE(open(b.get(), MessageType::LiveVideoConnReq, request), id);
 
@@ -652,7 +635,7 @@ void tst_Stream::lastSocketLeavingStopsStream()
 
     // The same request later starts the stream afresh, under the same id.
     Connection again;
-    QVERIFY(attach(&again));
+    QVERIFY(oru_test::connectStreamLogged(&again));
     QCOMPARE(open(&again, MessageType::LiveVideoConnReq, request), id);
     oru_sdk::write_stream_data(id, "again");
     QVERIFY(receivesOnly(&again, "again"));
@@ -664,7 +647,7 @@ void tst_Stream::socketWithoutStreamLeavesQuietly()
 {
     AllSignals all;
     Connection c;
-    QVERIFY(attach(&c));
+    QVERIFY(oru_test::connectStreamLogged(&c));
     c.sendFrame(MessageType::PlaybackSpeedSetReq);
     QTRY_COMPARE(all.count(), 1);
     c.disconnectFromServer();
@@ -690,10 +673,10 @@ void tst_Stream::socketWithTwoStreamsLeavesBoth()
     QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
     auto s = std::make_unique<Connection>();
     Connection watcher;
-    QVERIFY(attach(s.get()));
+    QVERIFY(oru_test::connectStreamLogged(s.get()));
     const StreamId live = open(s.get(), MessageType::LiveVideoConnReq, liveReq(dev, 1, 1));
     if (shared) {
-        QVERIFY(attach(&watcher));
+        QVERIFY(oru_test::connectStreamLogged(&watcher));
         QCOMPARE(open(&watcher, MessageType::LiveVideoConnReq, liveReq(dev, 1, 1)), live);
     }
     const StreamId playback = open(s.get(), MessageType::PlaybackByFileReq, fileReq(dev, 1, QStringLiteral("f"), 0, 0));
@@ -734,7 +717,7 @@ namespace {
 // A playback stream on a fresh socket; pushes are checked on what arrives.
 StreamId openPlayback(Connection *c)
 {
-    if (!attach(c))
+    if (!oru_test::connectStreamLogged(c))
         return 0;
     return open(c, MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("push"), 2, QString(), 0));
 }
@@ -964,7 +947,7 @@ void tst_Stream::listenerSurvivesAcceptFailure()
 {
 #ifdef Q_OS_UNIX
     Connection watcher;
-    QVERIFY(attach(&watcher));
+    QVERIFY(oru_test::connectStreamLogged(&watcher));
     const StreamId id = open(&watcher, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("accept"), 1, 0));
 
     // Leave room for exactly one more descriptor: the client's socket gets it,
@@ -988,11 +971,11 @@ void tst_Stream::listenerSurvivesAcceptFailure()
     // Listening again on the same name, within moments.
     const auto accepting = [] {
         Connection probe;
-        return attach(&probe);
+        return oru_test::connectStreamLogged(&probe);
     };
     QTRY_VERIFY_WITH_TIMEOUT(accepting(), 3000);
     Connection late;
-    QVERIFY(attach(&late));
+    QVERIFY(oru_test::connectStreamLogged(&late));
     QCOMPARE(open(&late, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("accept"), 1, 0)), id);
     oru_sdk::write_stream_data(id, "still here");
     QVERIFY(receivesOnly(&watcher, "still here"));
@@ -1017,7 +1000,7 @@ void tst_Stream::viewerLeavesWhileHostWaits()
     QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
     auto leaver = std::make_unique<Connection>();
     Connection other, newcomers[3];
-    QVERIFY(attach(leaver.get()) && attach(&other));
+    QVERIFY(oru_test::connectStreamLogged(leaver.get()) && oru_test::connectStreamLogged(&other));
     bool waited = false;
     const auto wait = connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, this, [&] {
         if (std::exchange(waited, true))
@@ -1027,13 +1010,13 @@ void tst_Stream::viewerLeavesWhileHostWaits()
         oru_test::SocketDeletions deletions;
         QVERIFY(oru_test::waitInLocalLoop(eventLoop, [&] { return gone.count() == 1; }));
         for (auto &c : newcomers)
-            QVERIFY(attach(&c));
+            QVERIFY(oru_test::connectStreamLogged(&c));
         QCOMPARE(deletions.count, 0);
     });
     leaver->sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-leaver"), 1, 0));
     QTRY_COMPARE(gone.count(), 1);
     disconnect(wait);
-    const StreamId otherId = expectedLiveId(QStringLiteral("waiting-other"), 1, 0);
+    const StreamId otherId = 4001371126u;
     for (int i = 0; i < 5; ++i) {
         QCOMPARE(open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-other"), 1, 0)), otherId);
         oru_sdk::write_stream_data(otherId, QByteArray::number(i));
@@ -1049,7 +1032,7 @@ void tst_Stream::mainClientExitClosesStreamListener()
     QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
     Connection control, stream;
     QVERIFY(oru_test::connectControl(&control, true));
-    QVERIFY(attach(&stream));
+    QVERIFY(oru_test::connectStreamLogged(&stream));
     const StreamId id = open(&stream, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("exit"), 1, 0));
     QVERIFY(id != 0);
 

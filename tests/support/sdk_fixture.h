@@ -45,9 +45,12 @@ private:
 bool connectControl(oru_client::Connection *connection, bool hello = false);
 bool connectStream(oru_client::Connection *connection);
 
-// Connects without hello and waits until the server has logged the connection,
-// so that its line does not land in the caller's next log check.
+// Connects and waits until the server has logged the connection, so that its
+// line does not land in the caller's next log check. connectNamed returns the
+// server's name for the socket (the descriptor it accepted), "" on failure.
+QString connectNamed(oru_client::Connection *connection, bool hello = false);
 bool connectControlLogged(oru_client::Connection *connection);
+bool connectStreamLogged(oru_client::Connection *connection);
 // Disconnects and waits until the server has logged it, for the same reason.
 bool disconnectLogged(oru_client::Connection *connection);
 
