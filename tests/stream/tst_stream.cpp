@@ -83,6 +83,15 @@ StreamId open(Connection *c, MessageType type, const QByteArray &payload)
     return 0;
 }
 
+// Sends a playback control and waits for its signal: the server has then read
+// everything `c` sent before it. The stream id it came with, or -1.
+qint64 barrier(Connection *c)
+{
+    QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
+    c->sendFrame(MessageType::PlaybackCtrlReq);
+    return QTest::qWaitFor([&] { return ctrl.count() == 1; }) ? ctrl.at(0).at(0).toLongLong() : -1;
+}
+
 QList<StreamId> ids(const QSignalSpy &spy)
 {
     QList<StreamId> out;
@@ -396,10 +405,12 @@ void tst_Stream::emptyDataIsOneByteBlock()
     raw.write(oru_sdk::encodeFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("raw"), 1, 1)));
     raw.flush();
     QTRY_COMPARE(live.count(), 1);
+    // A second block behind it shows that nothing else came in between.
     oru_sdk::write_stream_data(live.at(0).at(0).toUInt(), data);
-    QTRY_COMPARE(raw.bytesAvailable(), qint64(frame.size()));
-    QTest::qWait(50);
-    QCOMPARE(raw.readAll(), frame);
+    oru_sdk::write_stream_data(live.at(0).at(0).toUInt(), "end");
+    const QByteArray end = QByteArray::fromHex("0000000000000004 66 00000003 656e64");
+    QTRY_COMPARE(raw.bytesAvailable(), qint64(frame.size() + end.size()));
+    QCOMPARE(raw.readAll(), frame + end);
 }
 
 void tst_Stream::controlRequests_data()
@@ -522,20 +533,14 @@ void tst_Stream::parseFailure()
     QFETCH(QString, text);
     Connection c;
     QVERIFY(oru_test::connectStreamLogged(&c));
-    {
-        AllSignals all;
-        oru_test::LogCursor cursor;
-        c.sendFrame(type, payload);
-        QTRY_VERIFY(!cursor.lines().isEmpty());
-        QTest::qWait(50);
-        QCOMPARE(cursor.levelLines(), QStringList(QStringLiteral("error ") + text));
-        QCOMPARE(all.count(), 0);
-    }
+    AllSignals all;
+    oru_test::LogCursor cursor;
+    c.sendFrame(type, payload);
     // Nothing was attached: the socket still has no stream of its own.
-    QSignalSpy skip(&DgwSignals::instance(), &DgwSignals::signalSkipByOffsetTimeReq);
-    c.sendFrame(MessageType::SkipByOffsetTimeReq);
-    QTRY_COMPARE(skip.count(), 1);
-    QCOMPARE(skip.at(0).at(0).toUInt(), 0u);
+    QCOMPARE(barrier(&c), 0);
+    QCOMPARE(cursor.levelLines().value(0), QStringLiteral("error ") + text);
+    QCOMPARE(cursor.levelLines().size(), 2); // and the control's own line
+    QCOMPARE(all.count(), 1);
     QVERIFY(c.isConnected());
 }
 
@@ -573,11 +578,14 @@ void tst_Stream::framing()
     QVERIFY(oru_test::connectStreamLogged(&c));
     for (int i = 0; i < pieces.size(); ++i) {
         c.sendRaw(pieces.at(i));
-        QTest::qWait(100);
-        QStringList values;
-        for (const QList<QVariant> &args : qAsConst(ctrl))
-            values.append(QString::number(int(args.at(1).value<PlaybackCtrl>())));
-        QCOMPARE(values.join(QLatin1Char(',')), seen.at(i));
+        // Values that came too early show up in a later piece's list.
+        const auto values = [&] {
+            QStringList out;
+            for (const QList<QVariant> &args : qAsConst(ctrl))
+                out.append(QString::number(int(args.at(1).value<PlaybackCtrl>())));
+            return out.join(QLatin1Char(','));
+        };
+        QTRY_COMPARE(values(), seen.at(i));
     }
 }
 
@@ -597,14 +605,10 @@ void tst_Stream::otherCodesAreSilent()
     oru_test::LogCursor cursor;
     // A payload that would open a stream under the right code.
     c.sendFrame(MessageType(code), liveReq(QStringLiteral("silent"), 1, 1));
-    QTest::qWait(150);
-    QCOMPARE(cursor.lines(), QStringList());
-    QCOMPARE(all.count(), 0);
     // The channel goes on reading, and the socket still has no stream.
-    QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
-    c.sendFrame(MessageType::PlaybackCtrlReq);
-    QTRY_COMPARE(ctrl.count(), 1);
-    QCOMPARE(ctrl.at(0).at(0).toUInt(), 0u);
+    QCOMPARE(barrier(&c), 0);
+    QCOMPARE(cursor.lines().size(), 1); // the control's own line
+    QCOMPARE(all.count(), 1);
     QCOMPARE(c.collectFrames(0).size(), 0);
 }
 
