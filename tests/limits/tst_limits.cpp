@@ -143,8 +143,7 @@ void tst_Limits::earlySocketsReleased()
     ORU_REQUIRE_OWN_PROCESS();
     oru_test::SocketDeletions deletions;
     Connection control, stream;
-    QVERIFY(oru_test::connectControlLogged(&control) && oru_test::connectStream(&stream));
-    QTest::qWait(50);
+    QVERIFY(oru_test::connectControlLogged(&control) && oru_test::connectStreamLogged(&stream));
     oru_test::LogCursor cursor;
     QVERIFY(oru_test::disconnectLogged(&control));
     stream.disconnectFromServer();

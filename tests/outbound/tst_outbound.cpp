@@ -775,8 +775,7 @@ bool tst_Outbound::ensureClients()
     if (oru_test::connectNamed(mainClient.get(), true).isEmpty() || !oru_test::connectControlLogged(asker.get())
         || !oru_test::connectControlLogged(bystander.get()))
         return false;
-    QTest::qWait(50); // let the hello be read
-    return true;
+    return oru_test::controlBarrier(mainClient.get()); // the hello has been read
 }
 
 tst_Outbound::Received tst_Outbound::collect()

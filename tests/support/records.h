@@ -70,12 +70,13 @@ auto describe(const T &record) -> decltype(oru_sdk::tied(record), QString())
 #define ORU_RECORDS(X)                                                                                                 \
     X(InitDgwCondition)                                                                                                \
     X(SearchDevsConfig)                                                                                                \
-    X(ActivateCondition) X(GetDevSecretQuestionsCondition) X(ResetDevPwdCondition) X(GetDevPlatformCondition)          \
-        X(SetDevPlatformCondition) X(SetDevPlatform_tavCondition) X(ImportDevCertCondition) X(SetDevNetCondition)      \
-            X(RecsSearchCondition) X(GetRtspUrlCondition) X(PTZCtrlCondition) X(ChannelCondition)                      \
-                X(PresetOperCondition) X(PatrolOperCondition) X(PatrolPresetOperCondition) X(PatrolPresetEntry)        \
-                    X(SetPatrolPresetsCondition) X(SetOSDCondition) X(ModifyDevNameCondition) X(DevUpgradeCondtition)  \
-                        X(ModifyDevAccountCondition) X(ModifyFaceCondition) X(GetFacesCondition) X(DelFaceCondition)   \
+    X(ActivateCondition)                                                                                               \
+    X(GetDevSecretQuestionsCondition) X(ResetDevPwdCondition) X(GetDevPlatformCondition) X(SetDevPlatformCondition)    \
+        X(SetDevPlatform_tavCondition) X(ImportDevCertCondition) X(SetDevNetCondition) X(RecsSearchCondition)          \
+            X(GetRtspUrlCondition) X(PTZCtrlCondition) X(ChannelCondition) X(PresetOperCondition)                      \
+                X(PatrolOperCondition) X(PatrolPresetOperCondition) X(PatrolPresetEntry) X(SetPatrolPresetsCondition)  \
+                    X(SetOSDCondition) X(ModifyDevNameCondition) X(DevUpgradeCondtition) X(ModifyDevAccountCondition)  \
+                        X(ModifyFaceCondition) X(GetFacesCondition) X(DelFaceCondition)                                \
                             X(GetFaceDetectRecordsCondition) X(TalkOperCondition) X(SpeakOperCondition)                \
                                 X(UploadFileCondition) X(DownloadFileCondition) X(LiveVideoConnCondition)              \
                                     X(PlaybackByFileCondition) X(PlaybackByTimeCondition) X(Response) X(DevInfo)       \

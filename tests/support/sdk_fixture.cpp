@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QLocalSocket>
 #include <QRegularExpression>
+#include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
 
@@ -121,6 +122,13 @@ bool connectStreamLogged(oru_client::Connection *connection)
     LogCursor cursor;
     return connectStream(connection)
         && !acceptedName(cursor, QLatin1String("new connection to stream server: ")).isEmpty();
+}
+
+bool controlBarrier(oru_client::Connection *connection)
+{
+    QSignalSpy search(&oru_sdk::DgwSignals::instance(), &oru_sdk::DgwSignals::signalSearchDevsCmd);
+    connection->sendFrame(oru_sdk::MessageType::SearchDevsCmd);
+    return QTest::qWaitFor([&] { return search.count() == 1; });
 }
 
 bool disconnectLogged(oru_client::Connection *connection)

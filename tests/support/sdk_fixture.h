@@ -51,6 +51,9 @@ bool connectStream(oru_client::Connection *connection);
 QString connectNamed(oru_client::Connection *connection, bool hello = false);
 bool connectControlLogged(oru_client::Connection *connection);
 bool connectStreamLogged(oru_client::Connection *connection);
+// Sends a device search on `connection` and waits for its signal: the server
+// has then read everything sent before it. Logs "client search devs cmd".
+bool controlBarrier(oru_client::Connection *connection);
 // Disconnects and waits until the server has logged it, for the same reason.
 bool disconnectLogged(oru_client::Connection *connection);
 
