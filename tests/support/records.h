@@ -66,25 +66,22 @@ auto describe(const T &record) -> decltype(oru_sdk::tied(record), QString())
 
 } // namespace oru_test
 
-// Found by QCOMPARE through argument-dependent lookup.
-#define ORU_RECORDS(X)                                                                                                 \
-    X(InitDgwCondition)                                                                                                \
-    X(SearchDevsConfig)                                                                                                \
-    X(ActivateCondition)                                                                                               \
-    X(GetDevSecretQuestionsCondition) X(ResetDevPwdCondition) X(GetDevPlatformCondition) X(SetDevPlatformCondition)    \
-        X(SetDevPlatform_tavCondition) X(ImportDevCertCondition) X(SetDevNetCondition) X(RecsSearchCondition)          \
-            X(GetRtspUrlCondition) X(PTZCtrlCondition) X(ChannelCondition) X(PresetOperCondition)                      \
-                X(PatrolOperCondition) X(PatrolPresetOperCondition) X(PatrolPresetEntry) X(SetPatrolPresetsCondition)  \
-                    X(SetOSDCondition) X(ModifyDevNameCondition) X(DevUpgradeCondtition) X(ModifyDevAccountCondition)  \
-                        X(ModifyFaceCondition) X(GetFacesCondition) X(DelFaceCondition)                                \
-                            X(GetFaceDetectRecordsCondition) X(TalkOperCondition) X(SpeakOperCondition)                \
-                                X(UploadFileCondition) X(DownloadFileCondition) X(LiveVideoConnCondition)              \
-                                    X(PlaybackByFileCondition) X(PlaybackByTimeCondition) X(Response) X(DevInfo)       \
-                                        X(AiAbilityInfo) X(DevInfoFromDgw) X(DevChannelInfo) X(DevNetInfo)             \
-                                            X(DevPlatformInfo) X(DevPlatform_tavInfo) X(PresetInfo)                    \
-                                                X(PatrolPresetInfo) X(PatrolInfo) X(VideoRecInfo) X(FaceInfo)          \
-                                                    X(FaceDetectRecordInfo) X(FaceCountInfo) X(AlarmInfo)              \
-                                                        X(DevTempUserCode) X(DevUpgradeInfo) X(FileTransferProgress)
+// One toString per record, found by QCOMPARE through argument-dependent lookup.
+// clang-format off
+#define ORU_RECORDS(X) \
+    X(InitDgwCondition) X(SearchDevsConfig) X(ActivateCondition) X(GetDevSecretQuestionsCondition) \
+    X(ResetDevPwdCondition) X(GetDevPlatformCondition) X(SetDevPlatformCondition) X(SetDevPlatform_tavCondition) \
+    X(ImportDevCertCondition) X(SetDevNetCondition) X(RecsSearchCondition) X(GetRtspUrlCondition) \
+    X(PTZCtrlCondition) X(ChannelCondition) X(PresetOperCondition) X(PatrolOperCondition) \
+    X(PatrolPresetOperCondition) X(PatrolPresetEntry) X(SetPatrolPresetsCondition) X(SetOSDCondition) \
+    X(ModifyDevNameCondition) X(DevUpgradeCondtition) X(ModifyDevAccountCondition) X(ModifyFaceCondition) \
+    X(GetFacesCondition) X(DelFaceCondition) X(GetFaceDetectRecordsCondition) X(TalkOperCondition) \
+    X(SpeakOperCondition) X(UploadFileCondition) X(DownloadFileCondition) X(LiveVideoConnCondition) \
+    X(PlaybackByFileCondition) X(PlaybackByTimeCondition) X(Response) X(DevInfo) X(AiAbilityInfo) \
+    X(DevInfoFromDgw) X(DevChannelInfo) X(DevNetInfo) X(DevPlatformInfo) X(DevPlatform_tavInfo) X(PresetInfo) \
+    X(PatrolPresetInfo) X(PatrolInfo) X(VideoRecInfo) X(FaceInfo) X(FaceDetectRecordInfo) X(FaceCountInfo) \
+    X(AlarmInfo) X(DevTempUserCode) X(DevUpgradeInfo) X(FileTransferProgress)
+// clang-format on
 namespace oru_sdk {
 #define ORU_RECORD_TO_STRING(R)                                                                                        \
     inline char *toString(const R &r) { return QTest::toString(oru_test::describe(r)); }
