@@ -7,6 +7,8 @@
 #include <QtEndian>
 #include <QtTest>
 
+#include <functional>
+
 #include <memory>
 #include <optional>
 #include <thread>
@@ -127,15 +129,6 @@ bool receivesOnly(Connection *c, const QByteArray &payload)
     return frames.size() == 1 && frames.first().type == MessageType::StreamData && frames.first().payload == payload;
 }
 
-// The next frame `c` receives, of type `type`, decoded as M.
-template <typename M>
-bool nextFrameAs(Connection *c, MessageType type, M *m)
-{
-    Frame frame;
-    return c->waitForFrame(&frame) && frame.type == type
-        && m->ParseFromArray(frame.payload.constData(), frame.payload.size());
-}
-
 // A live stream opened on two fresh sockets; its id, or 0.
 StreamId openShared(Connection *a, Connection *b, const QString &devId)
 {
@@ -179,12 +172,8 @@ private slots:
     void socketWithoutStreamLeavesQuietly();
     void socketWithTwoStreamsLeavesBoth_data();
     void socketWithTwoStreamsLeavesBoth();
-    void fileProgress_data();
-    void fileProgress();
-    void timeProgress_data();
-    void timeProgress();
-    void streamEvent_data();
-    void streamEvent();
+    void playbackPushes_data();
+    void playbackPushes();
     void pushesToUnwatchedStreamGoNowhere();
     void writesFromAnotherThreadKeepOrder();
     void largeChunksArriveIntact_data();
@@ -727,77 +716,65 @@ StreamId openPlayback(Connection *c)
 }
 } // namespace
 
-void tst_Stream::fileProgress_data()
+namespace {
+struct Push {
+    std::function<void(StreamId)> call;
+};
+} // namespace
+Q_DECLARE_METATYPE(Push)
+
+void tst_Stream::playbackPushes_data()
 {
-    QTest::addColumn<uint>("offset");
-    QTest::addColumn<uint>("duration");
-    QTest::newRow("small") << 5u << 60u;
-    QTest::newRow("above 2^31") << 2147483648u << 3000000000u;
-    QTest::newRow("max") << 4294967295u << 4294967295u;
-    QTest::newRow("zero") << 0u << 0u;
+    QTest::addColumn<Push>("push");
+    QTest::addColumn<MessageType>("type");
+    QTest::addColumn<QByteArray>("payload");
+    QTest::addColumn<QString>("line"); // %1: the stream id
+    const QString none;
+    for (auto [offset, duration] :
+         {std::pair{5u, 60u}, {2147483648u, 3000000000u}, {4294967295u, 4294967295u}, {0u, 0u}}) {
+        pb::PlaybackPosProgressPush m;
+        m.set_offset_time(offset);
+        m.set_duration(duration);
+        QTest::addRow("file progress %u of %u", offset, duration)
+            << Push{[=](StreamId id) { oru_sdk::push_playback_by_file_progress_msg(id, offset, duration); }}
+            << MessageType::PushPlaybackByFileProgressMsg << bytes(m) << none;
+    }
+    const QDateTime plain(QDate(2038, 1, 19), QTime(3, 14, 8, 999)), early(QDate(1999, 12, 31), QTime(0, 0, 0, 1));
+    for (auto [time, text] :
+         {std::pair{plain, "2038-01-19 03:14:08.999"}, {early, "1999-12-31 00:00:00.001"}, {QDateTime(), ""}}) {
+        pb::PlaybackTimeProgressPush m;
+        m.set_cur_time(text);
+        QTest::addRow("time progress '%s'", text)
+            << Push{[time = time](StreamId id) { oru_sdk::push_playback_by_time_progress_msg(id, time); }}
+            << MessageType::PushPlaybackByTimeProgressMsg << bytes(m) << none;
+    }
+    for (int event : {0, 1, 2, 42, -5}) {
+        pb::StreamEventPush m;
+        m.set_event(event);
+        QTest::addRow("event %d", event)
+            << Push{[=](StreamId id) { oru_sdk::push_stream_event_msg(id, StreamEvent(event)); }}
+            << MessageType::PushStreamEventMsg << bytes(m)
+            << QStringLiteral("info server push stream event to client, stream id:%1, event:") + QString::number(event);
+    }
 }
 
-void tst_Stream::fileProgress()
+void tst_Stream::playbackPushes()
 {
-    QFETCH(uint, offset);
-    QFETCH(uint, duration);
+    QFETCH(Push, push);
+    QFETCH(MessageType, type);
+    QFETCH(QByteArray, payload);
+    QFETCH(QString, line);
     Connection c;
     const StreamId id = openPlayback(&c);
     QVERIFY(id != 0);
     oru_test::LogCursor cursor;
-    oru_sdk::push_playback_by_file_progress_msg(id, offset, duration);
-    pb::PlaybackPosProgressPush push;
-    QVERIFY(nextFrameAs(&c, MessageType::PushPlaybackByFileProgressMsg, &push));
-    QCOMPARE((QList<uint>{push.offset_time(), push.duration()}), (QList<uint>{offset, duration}));
+    push.call(id);
+    Frame frame;
+    QVERIFY(c.waitForFrame(&frame));
+    QCOMPARE(int(frame.type), int(type));
+    QCOMPARE(frame.payload.toHex(' '), payload.toHex(' '));
     QCOMPARE(c.collectFrames(50).size(), 0);
-    QCOMPARE(cursor.lines(), QStringList());
-}
-
-void tst_Stream::timeProgress_data()
-{
-    QTest::addColumn<QDateTime>("time");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("plain") << QDateTime(QDate(2038, 1, 19), QTime(3, 14, 8, 999)) << "2038-01-19 03:14:08.999";
-    QTest::newRow("early") << QDateTime(QDate(1999, 12, 31), QTime(0, 0, 0, 1)) << "1999-12-31 00:00:00.001";
-    QTest::newRow("invalid") << QDateTime() << "";
-}
-
-void tst_Stream::timeProgress()
-{
-    QFETCH(QDateTime, time);
-    QFETCH(QString, text);
-    Connection c;
-    const StreamId id = openPlayback(&c);
-    QVERIFY(id != 0);
-    oru_test::LogCursor cursor;
-    oru_sdk::push_playback_by_time_progress_msg(id, time);
-    pb::PlaybackTimeProgressPush push;
-    QVERIFY(nextFrameAs(&c, MessageType::PushPlaybackByTimeProgressMsg, &push));
-    QCOMPARE(QString::fromStdString(push.cur_time()), text);
-    QCOMPARE(cursor.lines(), QStringList());
-}
-
-void tst_Stream::streamEvent_data()
-{
-    QTest::addColumn<int>("event");
-    for (int event : {0, 1, 2, 42, -5})
-        QTest::newRow(qPrintable(QString::number(event))) << event;
-}
-
-void tst_Stream::streamEvent()
-{
-    QFETCH(int, event);
-    Connection c;
-    const StreamId id = openPlayback(&c);
-    QVERIFY(id != 0);
-    oru_test::LogCursor cursor;
-    oru_sdk::push_stream_event_msg(id, StreamEvent(event));
-    pb::StreamEventPush push;
-    QVERIFY(nextFrameAs(&c, MessageType::PushStreamEventMsg, &push));
-    QCOMPARE(push.event(), event);
-    QCOMPARE(cursor.levelLines(),
-             QStringList(
-                 QStringLiteral("info server push stream event to client, stream id:%1, event:%2").arg(id).arg(event)));
+    QCOMPARE(cursor.levelLines(), line.isEmpty() ? QStringList() : QStringList(line.arg(id)));
 }
 
 void tst_Stream::pushesToUnwatchedStreamGoNowhere()
