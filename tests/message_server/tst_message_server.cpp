@@ -16,13 +16,6 @@ using oru_sdk::MessageType;
 
 namespace {
 
-QByteArray devNetRequest(const QString &id)
-{
-    oru_sdk_proto::DevNetGetReq m;
-    m.set_request_id(id.toStdString());
-    return QByteArray::fromStdString(m.SerializeAsString());
-}
-
 bool callExportsAtExit = false;
 [[maybe_unused]] const int exitHook = std::atexit([] {
     if (!callExportsAtExit)
@@ -263,7 +256,8 @@ void tst_MessageServer::answerBeforeExitFrameIsSent()
         answeredFirst = main.localSocket()->waitForReadyRead(1000);
     });
     main.sendRaw(oru_sdk::encodeFrame(MessageType::MainClientHello, {})
-                 + oru_sdk::encodeFrame(MessageType::GetDevNetReq, devNetRequest(QStringLiteral("last words")))
+                 + oru_sdk::encodeFrame(MessageType::GetDevNetReq,
+                                        oru_test::requestWithId<oru_sdk_proto::DevNetGetReq>("last words"))
                  + oru_sdk::encodeFrame(MessageType::MainClientExit, {}));
     QTRY_COMPARE(exits.count(), 1);
     QVERIFY(answeredFirst);
@@ -356,11 +350,12 @@ void tst_MessageServer::clientLeavesWhileHostWaits()
         }
         oru_sdk::get_dev_net_res({id, 0, QString()}, {});
     });
-    asker->sendFrame(MessageType::GetDevNetReq, devNetRequest(QStringLiteral("waiting")));
+    asker->sendFrame(MessageType::GetDevNetReq, oru_test::requestWithId<oru_sdk_proto::DevNetGetReq>("waiting"));
     QTRY_VERIFY(waited);
     for (int i = 0; i < 5; ++i) {
         const QString id = QString::number(i);
-        bystander->sendFrame(MessageType::GetDevNetReq, devNetRequest(id));
+        bystander->sendFrame(MessageType::GetDevNetReq,
+                             oru_test::requestWithId<oru_sdk_proto::DevNetGetReq>(id.toStdString()));
         oru_client::Frame frame;
         QVERIFY(bystander->waitForFrame(&frame));
         QCOMPARE(frame.type, MessageType::GetDevNetRes);

@@ -60,14 +60,7 @@ QByteArrayList F(const A &...a)
     return {f(a)...};
 }
 
-// Every request message carries its id in field 1; only the id matters here.
-template <class M>
-QByteArray requestWithId(const std::string &id)
-{
-    M m;
-    m.set_request_id(id);
-    return b(m.SerializeAsString());
-}
+using oru_test::requestWithId;
 
 template <class M>
 M channelRequest(const std::string &id, const std::string &devId, unsigned channel)

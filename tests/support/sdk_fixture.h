@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 
 #include <functional>
+#include <string>
 
 namespace oru_test {
 
@@ -40,6 +41,15 @@ public:
 private:
     int start;
 };
+
+// A request of type M carrying only its request id, serialised.
+template <class M>
+QByteArray requestWithId(const std::string &id)
+{
+    M m;
+    m.set_request_id(id);
+    return QByteArray::fromStdString(m.SerializeAsString());
+}
 
 // A control connection that said hello or not, ready to use.
 bool connectControl(oru_client::Connection *connection, bool hello = false);
