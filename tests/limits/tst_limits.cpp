@@ -14,13 +14,6 @@ using oru_sdk::MessageType;
 
 namespace {
 
-QByteArray devNetRequest(const QString &id)
-{
-    oru_sdk_proto::DevNetGetReq m;
-    m.set_request_id(id.toStdString());
-    return QByteArray::fromStdString(m.SerializeAsString());
-}
-
 // A header announcing 2^62 bytes, then some of them.
 QByteArray hugeFrame() { return QByteArray::fromHex("40000000000000000a") + QByteArray(200000, 'x'); }
 
@@ -100,7 +93,8 @@ void tst_Limits::pendingRequestsBounded()
     const auto ask = [](Connection *c, const QStringList &ids) {
         QSignalSpy asked(&DgwSignals::instance(), &DgwSignals::signalGetDevNetReq);
         for (const QString &id : ids)
-            c->sendFrame(MessageType::GetDevNetReq, devNetRequest(id));
+            c->sendFrame(MessageType::GetDevNetReq,
+                         oru_test::requestWithId<oru_sdk_proto::DevNetGetReq>(id.toStdString()));
         return QTest::qWaitFor([&] { return asked.count() == ids.size(); });
     };
     const auto answered = [](Connection *c) {
@@ -143,8 +137,7 @@ void tst_Limits::earlySocketsReleased()
     ORU_REQUIRE_OWN_PROCESS();
     oru_test::SocketDeletions deletions;
     Connection control, stream;
-    QVERIFY(oru_test::connectControlLogged(&control) && oru_test::connectStream(&stream));
-    QTest::qWait(50);
+    QVERIFY(oru_test::connectControlLogged(&control) && oru_test::connectStreamLogged(&stream));
     oru_test::LogCursor cursor;
     QVERIFY(oru_test::disconnectLogged(&control));
     stream.disconnectFromServer();

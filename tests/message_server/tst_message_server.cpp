@@ -16,31 +16,6 @@ using oru_sdk::MessageType;
 
 namespace {
 
-// The server's own name for a client socket is the descriptor it accepted;
-// the log announces it.
-QString connectNamed(Connection *connection, bool hello)
-{
-    oru_test::LogCursor cursor;
-    if (!oru_test::connectControl(connection, hello))
-        return QString();
-    QString name;
-    const bool seen = QTest::qWaitFor([&] {
-        for (const QString &line : cursor.lines()) {
-            if (line.startsWith(QLatin1String("new connection to message server: ")))
-                name = line.section(QLatin1Char(' '), -1);
-        }
-        return !name.isEmpty();
-    });
-    return seen ? name : QString();
-}
-
-QByteArray devNetRequest(const QString &id)
-{
-    oru_sdk_proto::DevNetGetReq m;
-    m.set_request_id(id.toStdString());
-    return QByteArray::fromStdString(m.SerializeAsString());
-}
-
 bool callExportsAtExit = false;
 [[maybe_unused]] const int exitHook = std::atexit([] {
     if (!callExportsAtExit)
@@ -129,7 +104,7 @@ void tst_MessageServer::liveNamesAreLeftAlone()
     }
     const auto reachable = [] {
         Connection control, stream;
-        return connectNamed(&control, false) != QString() && oru_test::connectStream(&stream);
+        return oru_test::connectNamed(&control, false) != QString() && oru_test::connectStream(&stream);
     };
     QVERIFY(reachable());
     second.terminate();
@@ -175,13 +150,14 @@ void tst_MessageServer::exitBeforeHelloDoesNothing()
 void tst_MessageServer::frameFromUnknownTypeIsIgnored()
 {
     Connection client;
-    QVERIFY(oru_test::connectControl(&client));
-    QTest::qWait(50);
+    QVERIFY(oru_test::connectControlLogged(&client));
     oru_test::LogCursor cursor;
     for (int type : {0, 2, 18, 55, 102, 104, 114, 127, -1, -128})
         client.sendFrame(MessageType(type), "payload");
-    QTest::qWait(200);
-    QCOMPARE(cursor.lines(), QStringList());
+    QVERIFY(oru_test::controlBarrier(&client));
+    // Earlier tests' sockets may still be coming and going.
+    const QRegularExpression notLifecycle(QStringLiteral("^(?!new connection to|message socket disconnected)"));
+    QCOMPARE(cursor.lines().filter(notLifecycle), QStringList(QStringLiteral("client search devs cmd")));
     QVERIFY(client.isConnected());
 }
 
@@ -190,20 +166,18 @@ void tst_MessageServer::exitByDisconnect()
     ORU_REQUIRE_OWN_PROCESS();
     QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
     Connection bystander, main;
-    QVERIFY(!connectNamed(&bystander, false).isEmpty());
-    const QString name = connectNamed(&main, true);
-    QVERIFY(!name.isEmpty());
-    QTest::qWait(100);
+    QVERIFY(!oru_test::connectNamed(&bystander, false).isEmpty());
+    const QString name = oru_test::connectNamed(&main, true);
+    QVERIFY(!name.isEmpty() && oru_test::controlBarrier(&main));
 
     oru_test::LogCursor cursor;
     main.disconnectFromServer();
-    QTRY_COMPARE(exits.count(), 1);
-    QTest::qWait(100);
-    QCOMPARE(cursor.lines(),
-             (QStringList{QStringLiteral("message socket disconnected"), QStringLiteral("main client socket exist now"),
-                          QStringLiteral("start emit main client exit signal"),
-                          QStringLiteral("end emit main client exit signal"),
-                          QStringLiteral("socket disconnect from server: ") + name}));
+    QTRY_COMPARE(
+        cursor.lines(),
+        (QStringList{QStringLiteral("message socket disconnected"), QStringLiteral("main client socket exist now"),
+                     QStringLiteral("start emit main client exit signal"),
+                     QStringLiteral("end emit main client exit signal"),
+                     QStringLiteral("socket disconnect from server: ") + name}));
     QVERIFY(refusesConnections(oru_test::startSdk().messageServer));
     QVERIFY(refusesConnections(oru_test::startSdk().streamServer));
 
@@ -219,17 +193,15 @@ void tst_MessageServer::exitByFrame()
     ORU_REQUIRE_OWN_PROCESS();
     QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
     Connection main;
-    const QString name = connectNamed(&main, true);
-    QVERIFY(!name.isEmpty());
-    QTest::qWait(100);
+    const QString name = oru_test::connectNamed(&main, true);
+    QVERIFY(!name.isEmpty() && oru_test::controlBarrier(&main));
 
     oru_test::LogCursor cursor;
     main.sendFrame(MessageType::MainClientExit);
     QTRY_COMPARE(exits.count(), 1);
     // The library lets go of the socket; its late disconnect finds no main client.
     QVERIFY(main.waitForDisconnected());
-    QTest::qWait(100);
-    QCOMPARE(
+    QTRY_COMPARE(
         cursor.lines(),
         (QStringList{QStringLiteral("main client exit message"), QStringLiteral("start emit main client exit signal"),
                      QStringLiteral("end emit main client exit signal"),
@@ -245,10 +217,9 @@ void tst_MessageServer::secondHelloMovesRole()
     ORU_REQUIRE_OWN_PROCESS();
     QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
     Connection first, second;
-    const QString firstName = connectNamed(&first, true);
+    const QString firstName = oru_test::connectNamed(&first, true);
     QVERIFY(!firstName.isEmpty());
-    QVERIFY(!connectNamed(&second, true).isEmpty());
-    QTest::qWait(100);
+    QVERIFY(!oru_test::connectNamed(&second, true).isEmpty() && oru_test::controlBarrier(&second));
 
     oru_test::LogCursor cursor;
     first.disconnectFromServer();
@@ -264,8 +235,7 @@ void tst_MessageServer::secondHelloMovesRole()
     QTRY_COMPARE(exits.count(), 1);
     QVERIFY(refusesConnections(oru_test::startSdk().messageServer));
     // A frame to a forgotten socket name goes nowhere, and nothing breaks.
-    late.sendFrame(MessageType::SearchDevsCmd);
-    QTest::qWait(100);
+    QVERIFY(oru_test::controlBarrier(&late));
     QVERIFY(late.isConnected());
 }
 
@@ -286,7 +256,8 @@ void tst_MessageServer::answerBeforeExitFrameIsSent()
         answeredFirst = main.localSocket()->waitForReadyRead(1000);
     });
     main.sendRaw(oru_sdk::encodeFrame(MessageType::MainClientHello, {})
-                 + oru_sdk::encodeFrame(MessageType::GetDevNetReq, devNetRequest(QStringLiteral("last words")))
+                 + oru_sdk::encodeFrame(MessageType::GetDevNetReq,
+                                        oru_test::requestWithId<oru_sdk_proto::DevNetGetReq>("last words"))
                  + oru_sdk::encodeFrame(MessageType::MainClientExit, {}));
     QTRY_COMPARE(exits.count(), 1);
     QVERIFY(answeredFirst);
@@ -329,7 +300,7 @@ void tst_MessageServer::exitSignalCanComeTwice()
     ORU_REQUIRE_OWN_PROCESS();
     QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
     Connection main, late;
-    QVERIFY(!connectNamed(&main, true).isEmpty() && !connectNamed(&late, false).isEmpty());
+    QVERIFY(!oru_test::connectNamed(&main, true).isEmpty() && !oru_test::connectNamed(&late, false).isEmpty());
     main.disconnectFromServer();
     QTRY_COMPARE(exits.count(), 1);
     late.sendFrame(MessageType::MainClientHello);
@@ -357,12 +328,12 @@ void tst_MessageServer::clientLeavesWhileHostWaits()
     if (!mainClient) {
         mainClient = std::make_unique<Connection>();
         bystander = std::make_unique<Connection>();
-        mainName = connectNamed(mainClient.get(), true);
-        QVERIFY(!mainName.isEmpty() && !connectNamed(bystander.get(), false).isEmpty());
+        mainName = oru_test::connectNamed(mainClient.get(), true);
+        QVERIFY(!mainName.isEmpty() && !oru_test::connectNamed(bystander.get(), false).isEmpty());
     }
     Connection control;
     Connection *asker = mainLeaves ? mainClient.get() : &control;
-    const QString name = mainLeaves ? mainName : connectNamed(&control, false);
+    const QString name = mainLeaves ? mainName : oru_test::connectNamed(&control, false);
     QVERIFY(!name.isEmpty());
 
     oru_test::LogCursor cursor;
@@ -379,11 +350,12 @@ void tst_MessageServer::clientLeavesWhileHostWaits()
         }
         oru_sdk::get_dev_net_res({id, 0, QString()}, {});
     });
-    asker->sendFrame(MessageType::GetDevNetReq, devNetRequest(QStringLiteral("waiting")));
+    asker->sendFrame(MessageType::GetDevNetReq, oru_test::requestWithId<oru_sdk_proto::DevNetGetReq>("waiting"));
     QTRY_VERIFY(waited);
     for (int i = 0; i < 5; ++i) {
         const QString id = QString::number(i);
-        bystander->sendFrame(MessageType::GetDevNetReq, devNetRequest(id));
+        bystander->sendFrame(MessageType::GetDevNetReq,
+                             oru_test::requestWithId<oru_sdk_proto::DevNetGetReq>(id.toStdString()));
         oru_client::Frame frame;
         QVERIFY(bystander->waitForFrame(&frame));
         QCOMPARE(frame.type, MessageType::GetDevNetRes);

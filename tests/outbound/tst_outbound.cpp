@@ -60,14 +60,7 @@ QByteArrayList F(const A &...a)
     return {f(a)...};
 }
 
-// Every request message carries its id in field 1; only the id matters here.
-template <class M>
-QByteArray requestWithId(const std::string &id)
-{
-    M m;
-    m.set_request_id(id);
-    return b(m.SerializeAsString());
-}
+using oru_test::requestWithId;
 
 template <class M>
 M channelRequest(const std::string &id, const std::string &devId, unsigned channel)
@@ -95,24 +88,6 @@ std::unique_ptr<QSignalSpy> spyOn(const char *name)
             return std::make_unique<QSignalSpy>(&DgwSignals::instance(), ("2" + method.methodSignature()).constData());
     }
     return nullptr;
-}
-
-bool connectAccepted(Connection *connection, bool hello, QString *name = nullptr)
-{
-    oru_test::LogCursor cursor;
-    if (!oru_test::connectControl(connection, hello))
-        return false;
-    QString accepted;
-    const bool seen = QTest::qWaitFor([&] {
-        for (const QString &line : cursor.lines()) {
-            if (line.startsWith(QLatin1String("new connection to message server: ")))
-                accepted = line.section(QLatin1Char(' '), -1);
-        }
-        return !accepted.isEmpty();
-    });
-    if (name)
-        *name = accepted;
-    return seen;
 }
 
 #define PARSED(Type, var)                                                                                              \
@@ -790,11 +765,10 @@ bool tst_Outbound::ensureClients()
     mainClient = std::make_unique<Connection>();
     asker = std::make_unique<Connection>();
     bystander = std::make_unique<Connection>();
-    if (!connectAccepted(mainClient.get(), true) || !connectAccepted(asker.get(), false)
-        || !connectAccepted(bystander.get(), false))
+    if (oru_test::connectNamed(mainClient.get(), true).isEmpty() || !oru_test::connectControlLogged(asker.get())
+        || !oru_test::connectControlLogged(bystander.get()))
         return false;
-    QTest::qWait(50); // let the hello be read
-    return true;
+    return oru_test::controlBarrier(mainClient.get()); // the hello has been read
 }
 
 tst_Outbound::Received tst_Outbound::collect()
@@ -977,8 +951,8 @@ void tst_Outbound::answerToDepartedRequester()
 {
     QVERIFY(ensureClients());
     Connection leaver, newcomer;
-    QString name;
-    QVERIFY(connectAccepted(&leaver, false, &name));
+    const QString name = oru_test::connectNamed(&leaver);
+    QVERIFY(!name.isEmpty());
     QCOMPARE(ask("gone", &leaver), QByteArray());
     oru_test::LogCursor left;
     leaver.disconnectFromServer();
@@ -986,7 +960,7 @@ void tst_Outbound::answerToDepartedRequester()
 
     // A newcomer usually gets the leaver's descriptor, hence its name: the
     // answer must still not reach it.
-    QVERIFY(connectAccepted(&newcomer, false));
+    QVERIFY(oru_test::connectControlLogged(&newcomer));
 
     // Dropped, yet the entry goes and the line is written; a repeat then finds nothing.
     oru_test::LogCursor cursor;

@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QLocalSocket>
 #include <QRegularExpression>
+#include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
 
@@ -91,12 +92,43 @@ bool connectControl(oru_client::Connection *connection, bool hello)
 
 bool connectStream(oru_client::Connection *connection) { return connection->connectToServer(startSdk().streamServer); }
 
-bool connectControlLogged(oru_client::Connection *connection)
+namespace {
+// The server's own name for an accepted socket, from its log line ("" if none came).
+QString acceptedName(const LogCursor &cursor, QLatin1String prefix)
+{
+    QString name;
+    const bool seen = QTest::qWaitFor([&] {
+        for (const QString &line : cursor.lines()) {
+            if (line.startsWith(prefix))
+                name = line.mid(prefix.size());
+        }
+        return !name.isEmpty();
+    });
+    return seen ? name : QString();
+}
+} // namespace
+
+QString connectNamed(oru_client::Connection *connection, bool hello)
 {
     LogCursor cursor;
-    return connectControl(connection) && QTest::qWaitFor([&] {
-               return !cursor.lines().filter(QStringLiteral("new connection to message server: ")).isEmpty();
-           });
+    return connectControl(connection, hello) ? acceptedName(cursor, QLatin1String("new connection to message server: "))
+                                             : QString();
+}
+
+bool connectControlLogged(oru_client::Connection *connection) { return !connectNamed(connection).isEmpty(); }
+
+bool connectStreamLogged(oru_client::Connection *connection)
+{
+    LogCursor cursor;
+    return connectStream(connection)
+        && !acceptedName(cursor, QLatin1String("new connection to stream server: ")).isEmpty();
+}
+
+bool controlBarrier(oru_client::Connection *connection)
+{
+    QSignalSpy search(&oru_sdk::DgwSignals::instance(), &oru_sdk::DgwSignals::signalSearchDevsCmd);
+    connection->sendFrame(oru_sdk::MessageType::SearchDevsCmd);
+    return QTest::qWaitFor([&] { return search.count() == 1; });
 }
 
 bool disconnectLogged(oru_client::Connection *connection)

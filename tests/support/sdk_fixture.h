@@ -2,12 +2,14 @@
 
 #include "connection.h"
 #include "frame_codec.h"
+#include "records.h"
 
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 
 #include <functional>
+#include <string>
 
 namespace oru_test {
 
@@ -40,13 +42,28 @@ private:
     int start;
 };
 
+// A request of type M carrying only its request id, serialised.
+template <class M>
+QByteArray requestWithId(const std::string &id)
+{
+    M m;
+    m.set_request_id(id);
+    return QByteArray::fromStdString(m.SerializeAsString());
+}
+
 // A control connection that said hello or not, ready to use.
 bool connectControl(oru_client::Connection *connection, bool hello = false);
 bool connectStream(oru_client::Connection *connection);
 
-// Connects without hello and waits until the server has logged the connection,
-// so that its line does not land in the caller's next log check.
+// Connects and waits until the server has logged the connection, so that its
+// line does not land in the caller's next log check. connectNamed returns the
+// server's name for the socket (the descriptor it accepted), "" on failure.
+QString connectNamed(oru_client::Connection *connection, bool hello = false);
 bool connectControlLogged(oru_client::Connection *connection);
+bool connectStreamLogged(oru_client::Connection *connection);
+// Sends a device search on `connection` and waits for its signal: the server
+// has then read everything sent before it. Logs "client search devs cmd".
+bool controlBarrier(oru_client::Connection *connection);
 // Disconnects and waits until the server has logged it, for the same reason.
 bool disconnectLogged(oru_client::Connection *connection);
 

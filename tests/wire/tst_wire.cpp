@@ -7,7 +7,6 @@
 
 #include <QtTest>
 
-#include <cmath>
 #include <string>
 
 using namespace oru_sdk_proto;
@@ -68,9 +67,6 @@ Parser parserFor()
     }};
 }
 
-std::string lastLog;
-void captureLog(google::protobuf::LogLevel, const char *, int, const std::string &msg) { lastLog = msg; }
-
 } // namespace
 
 Q_DECLARE_METATYPE(Parser)
@@ -92,22 +88,14 @@ private slots:
     // packed repeated scalar
     void packedStatus_data();
     void packedStatus();
-    // maps
-    void mapLaterEntryWins();
-    void mapEntryFieldOrderFree();
     // patrol nesting
     void patrolNesting();
     void nestedPresetInfoUsedForField4();
     // numbers
     void unsignedAbove2p31();
-    void doubleField();
-    void negativeZeroDouble();
-    // UTF-8, unknown fields, malformed input
+    // UTF-8 in string fields only
     void parseOutcome_data();
     void parseOutcome();
-    void invalidUtf8StillWritten();
-    void unknownFieldsKept_data();
-    void unknownFieldsKept();
 };
 
 // ---- names ----
@@ -503,32 +491,6 @@ void TstWire::packedStatus()
         QCOMPARE(ser(out).toHex(' '), hex("0A 01 64 12 03 01 00 02").toHex(' '));
 }
 
-// ---- maps ----
-
-void TstWire::mapLaterEntryWins()
-{
-    // Key 7 twice: the second value ("b") replaces the first.
-    DevInfoFromDgw d;
-    QVERIFY(parse(d, hex("6A 07 08 07 12 03 1A 01 61  6A 07 08 07 12 03 1A 01 62")));
-    QCOMPARE(d.ability_details().size(), size_t(1));
-    QCOMPARE(d.ability_details().at(7).name(), std::string("b"));
-
-    DevChannInfo c;
-    QVERIFY(parse(c, hex("62 07 08 07 12 03 1A 01 61  62 07 08 07 12 03 1A 01 62")));
-    QCOMPARE(c.ability_details().size(), size_t(1));
-    QCOMPARE(c.ability_details().at(7).name(), std::string("b"));
-}
-
-void TstWire::mapEntryFieldOrderFree()
-{
-    // Value before key, and an entry without its key (key 0), are both valid entries.
-    DevInfoFromDgw d;
-    QVERIFY(parse(d, hex("6A 07 12 03 1A 01 61 08 07  6A 05 12 03 20 90 03")));
-    QCOMPARE(d.ability_details().size(), size_t(2));
-    QCOMPARE(d.ability_details().at(7).name(), std::string("a"));
-    QCOMPARE(d.ability_details().at(0).param_4(), 400);
-}
-
 // ---- patrol nesting ----
 
 void TstWire::patrolNesting()
@@ -595,52 +557,7 @@ void TstWire::unsignedAbove2p31()
     QCOMPARE(empty.offset_time(), 0u);
 }
 
-void TstWire::doubleField()
-{
-    FaceDetectRecordInfo m;
-    m.set_param_9(0.0);
-    QVERIFY(ser(m).isEmpty());
-
-    m.set_param_9(36.5); // 0x4042400000000000, little-endian after tag 0x49
-    QCOMPARE(ser(m).toHex(' '), hex("49 00 00 00 00 00 40 42 40").toHex(' '));
-
-    // An explicit +0.0 on the wire reads as 0.0 and is not written back.
-    FaceDetectRecordInfo back;
-    QVERIFY(parse(back, hex("49 00 00 00 00 00 00 00 00")));
-    QCOMPARE(back.param_9(), 0.0);
-    QVERIFY(ser(back).isEmpty());
-}
-
-void TstWire::negativeZeroDouble()
-{
-    // -0.0 must not reach the wire. The conversion layer maps it to +0.0 before
-    // setting the field; this is the result of that mapping.
-    const double incoming = -0.0;
-    const double normalised = incoming == 0.0 ? 0.0 : incoming;
-    FaceDetectRecordInfo m;
-    m.set_param_9(normalised);
-    QVERIFY(!std::signbit(m.param_9()));
-    QVERIFY(ser(m).isEmpty());
-
-    // What the runtime does with a raw -0.0: protobuf 3.21 tests the bit pattern
-    // and writes it. Recorded, not required, hence the conversion layer above.
-    FaceDetectRecordInfo raw;
-    raw.set_param_9(-0.0);
-    const QByteArray bytes = ser(raw);
-    if (bytes.isEmpty()) {
-        qInfo("runtime skips -0.0 itself");
-    } else {
-        qInfo("runtime writes -0.0: %s", bytes.toHex(' ').constData());
-        QCOMPARE(bytes.toHex(' '), hex("49 00 00 00 00 00 00 00 80").toHex(' '));
-    }
-
-    // A -0.0 from a peer still compares equal to 0.0 on reading.
-    FaceDetectRecordInfo back;
-    QVERIFY(parse(back, hex("49 00 00 00 00 00 00 00 80")));
-    QCOMPARE(back.param_9() == 0.0, true);
-}
-
-// ---- UTF-8 and malformed input ----
+// ---- UTF-8 ----
 
 void TstWire::parseOutcome_data()
 {
@@ -650,35 +567,12 @@ void TstWire::parseOutcome_data()
 
     // UTF-8 is checked in string fields only.
     QTest::newRow("DevInfo.name lone FF") << parserFor<DevInfo>() << hex("12 01 FF") << false;
-    QTest::newRow("DevInfo.name valid e-acute") << parserFor<DevInfo>() << hex("12 02 C3 A9") << true;
     QTest::newRow("FaceInfo.face_url jpeg bytes") << parserFor<FaceInfo>() << hex("2A 03 FF D8 FF") << false;
     QTest::newRow("FaceInfo.data_8 jpeg bytes") << parserFor<FaceInfo>() << hex("42 03 FF D8 FF") << true;
-    QTest::newRow("DevList overlong NUL") << parserFor<DevList>() << hex("0A 02 C0 80") << false;
     QTest::newRow("FaceInfo.organizations FF") << parserFor<FaceInfo>() << hex("5A 01 FF") << false;
     QTest::newRow("map value name FF") << parserFor<DevInfoFromDgw>() << hex("6A 07 08 01 12 03 1A 01 FF") << false;
     QTest::newRow("AlarmInfo.data_6 FF") << parserFor<AlarmInfo>() << hex("32 01 FF") << true;
     QTest::newRow("TlvInfo.tlv_data FF") << parserFor<TlvInfo>() << hex("12 02 FF FE") << true;
-
-    // Tag 0 and end-group stop the message; as a whole-string parse that fails.
-    QTest::newRow("tag 0") << parserFor<ChannelId>() << hex("00") << false;
-    QTest::newRow("tag 0 after a field") << parserFor<ChannelId>() << hex("0A 01 64 00") << false;
-    QTest::newRow("tag 0 in nested message") << parserFor<Response>() << hex("0A 01 00") << false;
-    QTest::newRow("end-group known number") << parserFor<ChannelId>() << hex("0C") << false;
-    QTest::newRow("end-group unknown number") << parserFor<ChannelId>() << hex("10 01 4C") << false;
-    QTest::newRow("end-group in nested message") << parserFor<Response>() << hex("0A 01 0C") << false;
-
-    // Truncation and malformed varints.
-    QTest::newRow("length beyond input") << parserFor<ChannelId>() << hex("0A 05 64") << false;
-    QTest::newRow("huge length") << parserFor<ChannelId>() << hex("0A FF FF FF FF 0F 64") << false;
-    QTest::newRow("tag without value") << parserFor<ChannelId>() << hex("10") << false;
-    QTest::newRow("varint cut short") << parserFor<ChannelId>() << hex("10 80") << false;
-    QTest::newRow("tag varint cut short") << parserFor<ChannelId>() << hex("80") << false;
-    QTest::newRow("varint of 11 bytes") << parserFor<ChannelId>() << hex("10 FF FF FF FF FF FF FF FF FF FF 01")
-                                        << false;
-    QTest::newRow("double cut short") << parserFor<FaceDetectRecordInfo>() << hex("49 00 00 00") << false;
-    QTest::newRow("packed run cut short") << parserFor<ChannelsStatusPush>() << hex("12 02 01") << false;
-    QTest::newRow("nested length beyond parent") << parserFor<Response>() << hex("0A 02 12 05 61 62") << false;
-    QTest::newRow("empty input") << parserFor<ChannelId>() << QByteArray() << true;
 }
 
 void TstWire::parseOutcome()
@@ -686,62 +580,8 @@ void TstWire::parseOutcome()
     QFETCH(Parser, parser);
     QFETCH(QByteArray, input);
     QFETCH(bool, ok);
-    // The runtime logs each UTF-8 rejection; keep the test output readable.
-    google::protobuf::LogHandler *old = google::protobuf::SetLogHandler(&captureLog);
-    const bool parsed = parser.fn(input);
-    google::protobuf::SetLogHandler(old);
-    QCOMPARE(parsed, ok);
-}
-
-void TstWire::invalidUtf8StillWritten()
-{
-    // Serialising reports the bad field by full name but writes the bytes anyway.
-    lastLog.clear();
-    google::protobuf::LogHandler *old = google::protobuf::SetLogHandler(&captureLog);
-    DevInfo m;
-    m.set_sn("\xFF");
-    const QByteArray bytes = ser(m);
-    google::protobuf::SetLogHandler(old);
-    QCOMPARE(bytes.toHex(' '), hex("1A 01 FF").toHex(' '));
-    QVERIFY2(lastLog.find("oru_sdk_proto.DevInfo.sn") != std::string::npos, lastLog.c_str());
-}
-
-// ---- unknown fields ----
-
-void TstWire::unknownFieldsKept_data()
-{
-    QTest::addColumn<QByteArray>("input");
-    QTest::addColumn<QByteArray>("output");
-    QTest::addColumn<QString>("devId");
-    QTest::addColumn<uint>("channel");
-
-    QTest::newRow("unknown varint between known")
-        << hex("0A 01 64  48 05  10 02") << hex("0A 01 64 10 02  48 05") << QStringLiteral("d") << 2u;
-    QTest::newRow("unknown fixed32, fixed64, bytes")
-        << hex("5D 01 02 03 04  61 01 02 03 04 05 06 07 08  6A 01 7A  0A 01 64")
-        << hex("0A 01 64  5D 01 02 03 04  61 01 02 03 04 05 06 07 08  6A 01 7A") << QStringLiteral("d") << 0u;
-    QTest::newRow("known number, other wire type")
-        << hex("12 01 41  0A 01 64") << hex("0A 01 64  12 01 41") << QStringLiteral("d") << 0u;
-    QTest::newRow("string number sent as varint") << hex("08 07  10 03") << hex("10 03  08 07") << QString() << 3u;
-    QTest::newRow("unknown group kept whole")
-        << hex("4B 08 01 4C  10 01") << hex("10 01  4B 08 01 4C") << QString() << 1u;
-}
-
-void TstWire::unknownFieldsKept()
-{
-    QFETCH(QByteArray, input);
-    QFETCH(QByteArray, output);
-    QFETCH(QString, devId);
-    QFETCH(uint, channel);
-    ChannelId m;
-    QVERIFY(parse(m, input));
-    QCOMPARE(QString::fromStdString(m.dev_id()), devId);
-    QCOMPARE(m.channel(), channel);
-    QCOMPARE(ser(m).toHex(' '), output.toHex(' '));
-
-    // Unknown data survives a copy too.
-    ChannelId copy(m);
-    QCOMPARE(ser(copy).toHex(' '), output.toHex(' '));
+    const google::protobuf::LogSilencer quiet; // the runtime logs each UTF-8 rejection
+    QCOMPARE(parser.fn(input), ok);
 }
 
 QTEST_APPLESS_MAIN(TstWire)

@@ -13,6 +13,8 @@
 #include <QStringList>
 
 #include <tuple>
+#include <type_traits>
+#include <utility>
 
 namespace oru_sdk {
 
@@ -792,10 +794,35 @@ inline auto tied(const DevTempUserCode &r) { return std::tie(r.sn, r.code); }
 inline auto tied(const DevUpgradeInfo &r) { return std::tie(r.param3, r.newVersionName, r.param5, r.phase, r.param7); }
 inline auto tied(const FileTransferProgress &r) { return std::tie(r.requestId, r.param2, r.param3); }
 
+namespace detail {
+// Converts to any member type: T{AnyMember{}...} compiles for up to as many
+// values as the aggregate T has members, which counts them.
+struct AnyMember {
+    template <class M>
+    operator M() const;
+};
+template <class T, class Indexes, class = void>
+struct BracesWith : std::false_type {
+};
+template <class T, std::size_t... I>
+struct BracesWith<T, std::index_sequence<I...>, std::void_t<decltype(T{(void(I), AnyMember{})...})>> : std::true_type {
+};
+template <class T, std::size_t N = 0>
+constexpr std::size_t memberCount()
+{
+    if constexpr (BracesWith<T, std::make_index_sequence<N + 1>>::value)
+        return memberCount<T, N + 1>();
+    else
+        return N;
+}
+} // namespace detail
+
 /// Member-wise equality of any record above.
 template <class T>
 inline auto operator==(const T &a, const T &b) -> decltype(tied(a) == tied(b))
 {
+    // A member left out of tied() would make == blind to it.
+    static_assert(detail::memberCount<T>() == std::tuple_size_v<decltype(tied(a))>, "tied() must name every member");
     return tied(a) == tied(b);
 }
 template <class T>
