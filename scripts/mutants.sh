@@ -203,8 +203,11 @@ mkdir -p "$BUILD"
 LOG=$BUILD/mutants-log
 mkdir -p "$LOG"
 build() { nice -n 5 cmake --build "$BUILD" -j2 >"$1" 2>&1; }
-suite() {
-    (cd "$BUILD" && nice -n 5 ctest -j2 --stop-on-failure --timeout 120 -E "$CTEST_EXCLUDE") >"$1" 2>&1
+suite() { # the Qt Test output of a failing run is kept beside ctest's summary
+    local rc=0
+    (cd "$BUILD" && nice -n 5 ctest -j2 --stop-on-failure --timeout 120 -E "$CTEST_EXCLUDE") >"$1" 2>&1 || rc=$?
+    cp "$BUILD/Testing/Temporary/LastTest.log" "${1%.txt}-full.log" 2>/dev/null || true
+    return $rc
 }
 
 if [ ! -f "$BUILD/CMakeCache.txt" ]; then
