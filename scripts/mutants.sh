@@ -66,7 +66,7 @@ W04 @@ oru_sdk/wire_convert.cpp @@ kDateTimeFormat = QStringLiteral("yyyy-MM-dd 
 W05 @@ oru_sdk/wire_convert.cpp @@ r->second = static_cast<int>(m.channel()); @@ r->second = static_cast<int>(m.channel()) + 1; @@ conversion: channel index off by one @@
 H01 @@ oru_sdk/message_hamal.cpp @@ server->sendMessage(asker, type, serializeMessage(message)); @@ server->sendMessage(-1, type, serializeMessage(message)); @@ routing: answers go to every connection, not the asker @@
 H02 @@ oru_sdk/message_hamal.cpp @@ server->sendMessage(-1, type, serializeMessage(message)); @@ server->sendMessage(0, type, serializeMessage(message)); @@ routing: pushes go to one descriptor, not broadcast @@
-H04 @@ oru_sdk/message_hamal.cpp @@ emit(dgw().*signal)(QString::fromUtf8(payload.constData())); @@ emit(dgw().*signal)(QString::fromUtf8(payload)); @@ plain-text requests: no cut at the first zero byte @@
+H04 @@ oru_sdk/message_hamal.cpp @@ emit(dgw().*signal)(QString::fromUtf8(payload.constData())); @@ emit(dgw().*signal)(QString::fromUtf8(payload.constData(), payload.size())); @@ plain-text requests: no cut at the first zero byte @@
 H05 @@ oru_sdk/message_hamal.cpp @@             logError(failureText);\n            return; @@             logError(failureText); @@ validation skipped: an unparsable request is still emitted @@
 H06 @@ oru_sdk/message_hamal.cpp @@ "parse [client ptz req] failure" @@ "parse [client ptz request] failure" @@ log text: one failure line changed @@
 H08 @@ oru_sdk/message_hamal.cpp @@ m.set_alarm_id(utf8(QUuid::createUuid().toString())); @@ m.set_alarm_id(std::string()); @@ default: an alarm without id goes out without one @@
