@@ -263,7 +263,7 @@ for line in "${ROWS[@]}"; do
     esac
     failed=
     if [ "$result" = caught ]; then
-        failed=$(grep -o '[0-9]* - [A-Za-z0-9_]* (Failed\|[0-9]* - [A-Za-z0-9_]* (Timeout\|[0-9]* - [A-Za-z0-9_]* (SEGFAULT\|[0-9]* - [A-Za-z0-9_]* (Subprocess aborted' "$LOG/$ID-test.txt" | sed 's/^[0-9]* - \([A-Za-z0-9_]*\).*/\1/' | sort -u | tr '\n' ' ' || true)
+        failed=$(grep -o '[0-9]* - [A-Za-z0-9_.]* (Failed\|[0-9]* - [A-Za-z0-9_.]* (Timeout\|[0-9]* - [A-Za-z0-9_.]* (SEGFAULT\|[0-9]* - [A-Za-z0-9_.]* (Subprocess aborted' "$LOG/$ID-test.txt" | sed 's/^[0-9]* - \([A-Za-z0-9_.]*\).*/\1/' | sort -u | tr '\n' ' ' || true)
     fi
     printf '%-4s | %-15s | %-36s | %s%s%s\n' "$ID" "$result" "$FILE" "$DESC" \
         "${failed:+ [by: ${failed% }]}" "${REASON:+ -- accepted: $REASON}" | tee -a "$TABLE"
