@@ -64,11 +64,11 @@ W02 @@ oru_sdk/wire_convert.cpp @@ r->ak = text(m.ak()); @@ r->ak = text(m.sk())
 W03 @@ oru_sdk/wire_convert.cpp @@ double wireDouble(double d) { return d == 0.0 ? 0.0 : d; } @@ double wireDouble(double d) { return d; } @@ conversion: -0.0 no longer normalised @@
 W04 @@ oru_sdk/wire_convert.cpp @@ kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz") @@ kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss") @@ conversion: milliseconds lost from date-times @@
 W05 @@ oru_sdk/wire_convert.cpp @@ r->second = static_cast<int>(m.channel()); @@ r->second = static_cast<int>(m.channel()) + 1; @@ conversion: channel index off by one @@
-H01 @@ oru_sdk/message_hamal.cpp @@ server->sendMessage(asker, type, serializeMessage(message)); @@ server->sendMessage(-1, type, serializeMessage(message)); @@ routing: answers go to every connection, not the asker @@
-H02 @@ oru_sdk/message_hamal.cpp @@ server->sendMessage(-1, type, serializeMessage(message)); @@ server->sendMessage(0, type, serializeMessage(message)); @@ routing: pushes go to one descriptor, not broadcast @@
-H04 @@ oru_sdk/message_hamal.cpp @@ emit(dgw().*signal)(QString::fromUtf8(payload.constData())); @@ emit(dgw().*signal)(QString::fromUtf8(payload.constData(), payload.size())); @@ plain-text requests: no cut at the first zero byte @@
-H05 @@ oru_sdk/message_hamal.cpp @@             logError(failureText);\n            return; @@             logError(failureText); @@ validation skipped: an unparsable request is still emitted @@
-H06 @@ oru_sdk/message_hamal.cpp @@ "parse [client ptz req] failure" @@ "parse [client ptz request] failure" @@ log text: one failure line changed @@
+H01 @@ oru_sdk/message_hamal.cpp @@                     if (!pendingRequests.take(routingId(firstOf(args...)), &target)) @@                     qintptr asker = 0;\n                    if (!pendingRequests.take(routingId(firstOf(args...)), &asker)) @@ routing: answers go to every connection, not the asker @@
+H02 @@ oru_sdk/message_hamal.cpp @@ qintptr target = kAllSockets; @@ qintptr target = 0; @@ routing: pushes go to one descriptor, not broadcast @@
+H04 @@ oru_protocol/plain_text.h @@ { return textUpToZero(payload.constData()); } @@ { return QString::fromUtf8(payload.constData(), payload.size()); } @@ plain-text requests: no cut at the first zero byte @@
+H05 @@ oru_sdk/inbound.h @@         logError(failure());\n        return; @@         logError(failure()); @@ validation skipped: an unparsable request is still emitted @@
+H06 @@ oru_protocol/message_type.h @@ "client ptz req" @@ "client ptz request" @@ log text: one request's lines changed (success and its derived failure) @@
 H08 @@ oru_sdk/message_hamal.cpp @@ m.set_alarm_id(utf8(QUuid::createUuid().toString())); @@ m.set_alarm_id(std::string()); @@ default: an alarm without id goes out without one @@
 H09 @@ oru_sdk/message_hamal.cpp @@ pendingRequests.maxPerConnection = Limits::current().maxPendingPerConnection; @@ pendingRequests.maxPerConnection = 0; @@ limit: pending requests per connection unbounded @@
 H10 @@ oru_sdk/message_hamal.cpp @@ emit dgw().signalCommonReq(channel, text(m.request_id()), text(m.req_json())); @@ emit dgw().signalCommonReq(channel, text(m.req_json()), text(m.request_id())); @@ swapped arguments: common request id and json @@
@@ -82,7 +82,7 @@ S06 @@ oru_sdk/message_server.cpp @@ logInfo(QStringLiteral("main client exit me
 S08 @@ oru_sdk/message_server.cpp @@ writes->sendNow(s); @@ @@ answers of the last pass not sent before the exit signal @@
 T01 @@ oru_sdk/stream_worker.cpp @@ if (known != liveIds.cend())\n        return *known; @@ @@ live id sharing: equal live requests no longer share one stream @@
 T02 @@ oru_sdk/stream_worker.cpp @@ hashedText(QStringLiteral("%1%2%3") @@ hashedText(QStringLiteral("%1%3%2") @@ live id formula: channel and stream type swapped @@
-T03 @@ oru_sdk/stream_worker.cpp @@         server->addStreamSocket(id, socket);\n        emit(dgw().*signal)(id, c); @@         emit(dgw().*signal)(id, c);\n        server->addStreamSocket(id, socket); @@ stream opened: the host hears of it before the socket joins @@
+T03 @@ oru_sdk/stream_worker.cpp @@                 server->addStreamSocket(id, socket);\n                emit(dgw().*signal)(id, c); @@                 emit(dgw().*signal)(id, c);\n                server->addStreamSocket(id, socket); @@ stream opened: the host hears of it before the socket joins @@
 T04 @@ oru_sdk/stream_worker.cpp @@ emit dgw().signalPlaybackCtrlReq(id, static_cast<PlaybackCtrl>(m.ctrl())); @@ emit dgw().signalPlaybackCtrlReq(0, static_cast<PlaybackCtrl>(m.ctrl())); @@ playback control: stream id lost @@
 T05 @@ oru_sdk/stream_worker.cpp @@ emit dgw().signalDisconnectStream(streamId); @@ @@ last reader gone: the host is not told @@
 T06 @@ oru_sdk/stream_worker.cpp @@ push.set_offset_time(offsetTime);\n    push.set_duration(duration); @@ push.set_offset_time(duration);\n    push.set_duration(offsetTime); @@ swapped fields: playback progress offset and duration @@
