@@ -14,11 +14,8 @@
 #include <QtTest>
 
 #include <atomic>
-#include <condition_variable>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <random>
 #include <thread>
 #include <vector>
@@ -75,59 +72,6 @@ void settle(int ms)
     spin([&] { return done; });
 }
 
-// A host's worker threads: the request slots run on the library's thread and
-// only queue the work; these threads call the answer functions.
-class Workers
-{
-public:
-    explicit Workers(int count)
-    {
-        for (int i = 0; i < count; ++i)
-            threads.emplace_back([this] { run(); });
-    }
-    ~Workers()
-    {
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            stopping = true;
-        }
-        ready.notify_all();
-        for (std::thread &t : threads)
-            t.join();
-    }
-    void post(std::function<void()> job)
-    {
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            jobs.push_back(std::move(job));
-        }
-        ready.notify_one();
-    }
-
-private:
-    void run()
-    {
-        for (;;) {
-            std::function<void()> job;
-            {
-                std::unique_lock<std::mutex> lock(mutex);
-                ready.wait(lock, [this] { return stopping || !jobs.empty(); });
-                if (jobs.empty())
-                    return;
-                job = std::move(jobs.front());
-                jobs.pop_front();
-            }
-            job();
-        }
-    }
-
-    std::mutex mutex;
-    std::condition_variable ready;
-    std::deque<std::function<void()>> jobs;
-    bool stopping = false;
-    std::vector<std::thread> threads;
-};
-
 // Host threads that are joined however the test ends; `stopping` tells them
 // to stop waiting for the test's side (a failed check returns early).
 class HostThreads
@@ -160,16 +104,18 @@ Response ok(const QString &requestId)
     return r;
 }
 
-// Answers presets and common requests from the pool's threads.
-void answerFromPool(QObject *context, Workers *pool)
+// Answers presets and common requests from four threads of `pool`, as a host
+// whose request slots only queue the work.
+void answerFromPool(QObject *context, QThreadPool *pool)
 {
+    pool->setMaxThreadCount(4);
     QObject::connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, context,
                      [pool](const ChannelCondition &c) {
-                         pool->post([id = c.requestId] { get_presets_res(ok(id), {PresetInfo{7, id}}); });
+                         pool->start([id = c.requestId] { get_presets_res(ok(id), {PresetInfo{7, id}}); });
                      });
     QObject::connect(&DgwSignals::instance(), &DgwSignals::signalCommonReq, context,
                      [pool](const ChannelId &, const QString &id, const QString &json) {
-                         pool->post([id, json] { common_res(id, json); });
+                         pool->start([id, json] { common_res(id, json); });
                      });
 }
 
@@ -337,7 +283,7 @@ void tst_Load::manyClientsManyRequests()
     ORU_REQUIRE_OWN_PROCESS();
     const int clients = 32, requests = 2000;
     QObject host;
-    Workers pool(4);
+    QThreadPool pool; // waits for its jobs when it goes
     answerFromPool(&host, &pool);
     Connections connections;
     for (int i = 0; i < clients; ++i) {
@@ -523,7 +469,7 @@ void tst_Load::misbehavingClients()
     ORU_REQUIRE_OWN_PROCESS();
     const int good = 8, requests = 600, batches = 12, frames = 600;
     QObject host;
-    Workers pool(4);
+    QThreadPool pool; // waits for its jobs when it goes
     answerFromPool(&host, &pool);
     StreamId stream = 0;
     connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host, [&](StreamId id) { stream = id; });
