@@ -8,16 +8,10 @@
 #include <QtTest>
 
 #include <functional>
-
 #include <memory>
 #include <optional>
 #include <thread>
 #include <vector>
-
-#ifdef Q_OS_UNIX
-#include <sys/resource.h>
-#include <unistd.h>
-#endif
 
 using oru_client::Connection;
 using oru_client::Frame;
@@ -187,7 +181,6 @@ private slots:
     void largeChunksArriveIntact();
     void reusedHostBuffersArriveAsWritten_data();
     void reusedHostBuffersArriveAsWritten();
-    void listenerSurvivesAcceptFailure();
     void viewerLeavesWhileHostWaits_data();
     void viewerLeavesWhileHostWaits();
 
@@ -889,49 +882,6 @@ void tst_Stream::reusedHostBuffersArriveAsWritten()
             QVERIFY2(frame.payload == expected(i), qPrintable(QString::number(i)));
         }
     }
-}
-
-// Runs last among the shared tests: if it fails, the stream listener stays closed.
-void tst_Stream::listenerSurvivesAcceptFailure()
-{
-#ifdef Q_OS_UNIX
-    Connection watcher;
-    QVERIFY(oru_test::connectStreamLogged(&watcher));
-    const StreamId id = open(&watcher, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("accept"), 1, 0));
-
-    // Leave room for exactly one more descriptor: the client's socket gets it,
-    // the server's accept() fails, and Qt closes the listening server.
-    const int free1 = ::dup(0), free2 = ::dup(0);
-    ::close(free1);
-    ::close(free2);
-    rlimit saved;
-    QCOMPARE(::getrlimit(RLIMIT_NOFILE, &saved), 0);
-    rlimit low = saved;
-    low.rlim_cur = rlim_t(free2);
-    QCOMPARE(::setrlimit(RLIMIT_NOFILE, &low), 0);
-    Connection victim;
-    const bool connected = oru_test::connectStream(&victim);
-    // Its half-made connection dies with the listening socket.
-    const bool dropped = connected && victim.waitForDisconnected(3000);
-    ::setrlimit(RLIMIT_NOFILE, &saved);
-    QVERIFY(connected);
-    QVERIFY(dropped);
-
-    // Listening again on the same name, within moments.
-    const auto accepting = [] {
-        Connection probe;
-        return oru_test::connectStreamLogged(&probe);
-    };
-    QTRY_VERIFY_WITH_TIMEOUT(accepting(), 3000);
-    Connection late;
-    QVERIFY(oru_test::connectStreamLogged(&late));
-    QCOMPARE(open(&late, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("accept"), 1, 0)), id);
-    oru_sdk::write_stream_data(id, "still here");
-    QVERIFY(receivesOnly(&watcher, "still here"));
-    QVERIFY(receivesOnly(&late, "still here"));
-#else
-    QSKIP("needs descriptor limits");
-#endif
 }
 
 void tst_Stream::viewerLeavesWhileHostWaits_data()
