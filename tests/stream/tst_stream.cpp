@@ -693,28 +693,26 @@ void tst_Stream::playbackPushes_data()
     const QString none;
     for (auto [offset, duration] :
          {std::pair{5u, 60u}, {2147483648u, 3000000000u}, {4294967295u, 4294967295u}, {0u, 0u}}) {
-        pb::PlaybackPosProgressPush m;
-        m.set_offset_time(offset);
-        m.set_duration(duration);
+        const QByteArray payload = message<pb::PlaybackPosProgressPush>([=](auto &m) {
+            m.set_offset_time(offset);
+            m.set_duration(duration);
+        });
         QTest::addRow("file progress %u of %u", offset, duration)
             << Push{[=](StreamId id) { oru_sdk::push_playback_by_file_progress_msg(id, offset, duration); }}
-            << MessageType::PushPlaybackByFileProgressMsg << bytes(m) << none;
+            << MessageType::PushPlaybackByFileProgressMsg << payload << none;
     }
     const QDateTime plain(QDate(2038, 1, 19), QTime(3, 14, 8, 999)), early(QDate(1999, 12, 31), QTime(0, 0, 0, 1));
     for (auto [time, text] :
          {std::pair{plain, "2038-01-19 03:14:08.999"}, {early, "1999-12-31 00:00:00.001"}, {QDateTime(), ""}}) {
-        pb::PlaybackTimeProgressPush m;
-        m.set_cur_time(text);
         QTest::addRow("time progress '%s'", text)
             << Push{[time = time](StreamId id) { oru_sdk::push_playback_by_time_progress_msg(id, time); }}
-            << MessageType::PushPlaybackByTimeProgressMsg << bytes(m) << none;
+            << MessageType::PushPlaybackByTimeProgressMsg
+            << message<pb::PlaybackTimeProgressPush>([text = text](auto &m) { m.set_cur_time(text); }) << none;
     }
     for (int event : {0, 1, 2, 42, -5}) {
-        pb::StreamEventPush m;
-        m.set_event(event);
         QTest::addRow("event %d", event)
             << Push{[=](StreamId id) { oru_sdk::push_stream_event_msg(id, StreamEvent(event)); }}
-            << MessageType::PushStreamEventMsg << bytes(m)
+            << MessageType::PushStreamEventMsg << message<pb::StreamEventPush>([=](auto &m) { m.set_event(event); })
             << QStringLiteral("info server push stream event to client, stream id:%1, event:") + QString::number(event);
     }
 }
