@@ -67,24 +67,12 @@ void tst_Frame::encode_data()
     QTest::addColumn<int>("type");
     QTest::addColumn<QByteArray>("payload");
     QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("empty") << 4 << QByteArray("")
-                           << QByteArray::fromHex("0000000000000001"
-                                                  "04"
-                                                  "00000000");
-    QTest::newRow("null payload") << 102 << QByteArray()
-                                  << QByteArray::fromHex("0000000000000001"
-                                                         "66"
-                                                         "ffffffff");
+    // Length (payload + 1 for the type), type, then the payload the QDataStream way.
+    QTest::newRow("empty") << 4 << QByteArray("") << QByteArray::fromHex("0000000000000001 04 00000000");
+    QTest::newRow("null payload") << 102 << QByteArray() << QByteArray::fromHex("0000000000000001 66 ffffffff");
     QTest::newRow("three bytes") << 59 << QByteArray("abc")
-                                 << QByteArray::fromHex("0000000000000004"
-                                                        "3b"
-                                                        "00000003"
-                                                        "616263");
-    QTest::newRow("negative type") << -128 << QByteArray("x")
-                                   << QByteArray::fromHex("0000000000000002"
-                                                          "80"
-                                                          "00000001"
-                                                          "78");
+                                 << QByteArray::fromHex("0000000000000004 3b 00000003 616263");
+    QTest::newRow("negative type") << -128 << QByteArray("x") << QByteArray::fromHex("0000000000000002 80 00000001 78");
 }
 
 void tst_Frame::encode()

@@ -14,11 +14,8 @@
 #include <QtTest>
 
 #include <atomic>
-#include <condition_variable>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <random>
 #include <thread>
 #include <vector>
@@ -75,59 +72,6 @@ void settle(int ms)
     spin([&] { return done; });
 }
 
-// A host's worker threads: the request slots run on the library's thread and
-// only queue the work; these threads call the answer functions.
-class Workers
-{
-public:
-    explicit Workers(int count)
-    {
-        for (int i = 0; i < count; ++i)
-            threads.emplace_back([this] { run(); });
-    }
-    ~Workers()
-    {
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            stopping = true;
-        }
-        ready.notify_all();
-        for (std::thread &t : threads)
-            t.join();
-    }
-    void post(std::function<void()> job)
-    {
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            jobs.push_back(std::move(job));
-        }
-        ready.notify_one();
-    }
-
-private:
-    void run()
-    {
-        for (;;) {
-            std::function<void()> job;
-            {
-                std::unique_lock<std::mutex> lock(mutex);
-                ready.wait(lock, [this] { return stopping || !jobs.empty(); });
-                if (jobs.empty())
-                    return;
-                job = std::move(jobs.front());
-                jobs.pop_front();
-            }
-            job();
-        }
-    }
-
-    std::mutex mutex;
-    std::condition_variable ready;
-    std::deque<std::function<void()>> jobs;
-    bool stopping = false;
-    std::vector<std::thread> threads;
-};
-
 // Host threads that are joined however the test ends; `stopping` tells them
 // to stop waiting for the test's side (a failed check returns early).
 class HostThreads
@@ -160,16 +104,18 @@ Response ok(const QString &requestId)
     return r;
 }
 
-// Answers presets and common requests from the pool's threads.
-void answerFromPool(QObject *context, Workers *pool)
+// Answers presets and common requests from four threads of `pool`, as a host
+// whose request slots only queue the work.
+void answerFromPool(QObject *context, QThreadPool *pool)
 {
+    pool->setMaxThreadCount(4);
     QObject::connect(&DgwSignals::instance(), &DgwSignals::signalGetPresetsReq, context,
                      [pool](const ChannelCondition &c) {
-                         pool->post([id = c.requestId] { get_presets_res(ok(id), {PresetInfo{7, id}}); });
+                         pool->start([id = c.requestId] { get_presets_res(ok(id), {PresetInfo{7, id}}); });
                      });
     QObject::connect(&DgwSignals::instance(), &DgwSignals::signalCommonReq, context,
                      [pool](const ChannelId &, const QString &id, const QString &json) {
-                         pool->post([id, json] { common_res(id, json); });
+                         pool->start([id, json] { common_res(id, json); });
                      });
 }
 
@@ -219,6 +165,18 @@ QString answerProblem(const QList<Frame> &frames, const QString &prefix, int cou
     return QString();
 }
 
+// Part `part` of `parts` of each connection's `requests` requests, one write
+// per connection; connection i's ids start with prefix + i + "-".
+void sendPart(const Connections &connections, const QString &prefix, int requests, int part, int parts)
+{
+    for (size_t i = 0; i < connections.size(); ++i) {
+        QByteArray bytes;
+        for (int j = part * requests / parts; j < (part + 1) * requests / parts; ++j)
+            bytes += request(j, QStringLiteral("%1%2-%3").arg(prefix).arg(i).arg(j));
+        connections[i]->sendRaw(bytes);
+    }
+}
+
 int pending(const Connections &connections)
 {
     int n = 0;
@@ -252,21 +210,28 @@ bool readStream(const QList<Frame> &frames, QMap<int, QList<int>> *bySeq)
     return true;
 }
 
-bool increasing(const QList<int> &seqs)
+// Every writer's sequence numbers increase.
+bool increasing(const QMap<int, QList<int>> &bySeq)
 {
-    for (int i = 1; i < seqs.size(); ++i) {
-        if (seqs[i] <= seqs[i - 1])
-            return false;
+    for (const QList<int> &seqs : bySeq) {
+        for (int i = 1; i < seqs.size(); ++i) {
+            if (seqs[i] <= seqs[i - 1])
+                return false;
+        }
     }
     return true;
 }
 
-QList<int> upTo(int n)
+// Every writer's sequence numbers 0 .. n-1, as readStream collects them.
+QMap<int, QList<int>> complete(int writers, int n)
 {
     QList<int> all;
     for (int i = 0; i < n; ++i)
         all.append(i);
-    return all;
+    QMap<int, QList<int>> bySeq;
+    for (int w = 0; w < writers; ++w)
+        bySeq.insert(w, all);
+    return bySeq;
 }
 
 QByteArray liveRequest()
@@ -337,7 +302,7 @@ void tst_Load::manyClientsManyRequests()
     ORU_REQUIRE_OWN_PROCESS();
     const int clients = 32, requests = 2000;
     QObject host;
-    Workers pool(4);
+    QThreadPool pool; // waits for its jobs when it goes
     answerFromPool(&host, &pool);
     Connections connections;
     for (int i = 0; i < clients; ++i) {
@@ -349,12 +314,7 @@ void tst_Load::manyClientsManyRequests()
     // Every connection writes its requests in a few large writes, in turn.
     const int parts = 4;
     for (int part = 0; part < parts; ++part) {
-        for (int i = 0; i < clients; ++i) {
-            QByteArray bytes;
-            for (int j = part * requests / parts; j < (part + 1) * requests / parts; ++j)
-                bytes += request(j, QStringLiteral("c%1-%2").arg(i).arg(j));
-            connections[size_t(i)]->sendRaw(bytes);
-        }
+        sendPart(connections, QStringLiteral("c"), requests, part, parts);
         QCoreApplication::processEvents();
     }
     QVERIFY2(spin([&] { return pending(connections) >= clients * requests; }, 60000),
@@ -416,9 +376,7 @@ void tst_Load::pushesWhileClientsComeAndGo()
         visitor.disconnectFromServer();
         QMap<int, QList<int>> bySeq;
         const QList<Frame> frames = visitor.collectFrames(0);
-        QVERIFY(check(frames, &bySeq));
-        for (const QList<int> &seqs : qAsConst(bySeq))
-            QVERIFY(increasing(seqs));
+        QVERIFY(check(frames, &bySeq) && increasing(bySeq));
         framesSeen += frames.size();
         ++visitors;
     }
@@ -428,9 +386,7 @@ void tst_Load::pushesWhileClientsComeAndGo()
         settle(100);
         QMap<int, QList<int>> bySeq;
         QVERIFY(check(c->collectFrames(0), &bySeq));
-        QCOMPARE(bySeq.size(), threads);
-        for (const QList<int> &seqs : qAsConst(bySeq))
-            QCOMPARE(seqs, upTo(pushes));
+        QCOMPARE(bySeq, complete(threads, pushes));
     }
     qInfo("%d pushes from %d threads; %d clients came and went (%d frames among them)", threads * pushes, threads,
           int(visitors), framesSeen);
@@ -488,9 +444,7 @@ void tst_Load::streamFanOut()
         leaving->disconnectFromServer();
         QMap<int, QList<int>> bySeq;
         const QList<Frame> got = leaving->collectFrames(0);
-        QVERIFY(readStream(got, &bySeq));
-        for (const QList<int> &seqs : qAsConst(bySeq))
-            QVERIFY(increasing(seqs));
+        QVERIFY(readStream(got, &bySeq) && increasing(bySeq));
         framesSeen += got.size();
         watchers[index].reset(new Connection);
         QVERIFY(join(watchers[index].get()));
@@ -503,11 +457,9 @@ void tst_Load::streamFanOut()
             QVERIFY(spin([&] { return c->pendingFrames() >= writers * frames; }));
         settle(i < stable ? 0 : 20);
         QMap<int, QList<int>> bySeq;
-        QVERIFY(readStream(c->collectFrames(0), &bySeq));
-        for (const QList<int> &seqs : qAsConst(bySeq))
-            QVERIFY(i < stable ? seqs == upTo(frames) : increasing(seqs));
+        QVERIFY(readStream(c->collectFrames(0), &bySeq) && increasing(bySeq));
         if (i < stable)
-            QCOMPARE(bySeq.size(), writers);
+            QCOMPARE(bySeq, complete(writers, frames));
     }
     // The stream never lost its last socket.
     QCOMPARE(stopped, 0);
@@ -523,7 +475,7 @@ void tst_Load::misbehavingClients()
     ORU_REQUIRE_OWN_PROCESS();
     const int good = 8, requests = 600, batches = 12, frames = 600;
     QObject host;
-    Workers pool(4);
+    QThreadPool pool; // waits for its jobs when it goes
     answerFromPool(&host, &pool);
     StreamId stream = 0;
     connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host, [&](StreamId id) { stream = id; });
@@ -568,12 +520,7 @@ void tst_Load::misbehavingClients()
     Connections bad;
     int misbehaved = 0;
     for (int batch = 0; batch < batches; ++batch) {
-        for (int i = 0; i < good; ++i) {
-            QByteArray bytes;
-            for (int j = batch * requests / batches; j < (batch + 1) * requests / batches; ++j)
-                bytes += request(j, QStringLiteral("g%1-%2").arg(i).arg(j));
-            clients[size_t(i)]->sendRaw(bytes);
-        }
+        sendPart(clients, QStringLiteral("g"), requests, batch, batches);
         // New misbehaving clients on both channels; the oldest ones leave,
         // often with a frame half sent.
         for (int k = 0; k < 6; ++k) {
@@ -600,7 +547,7 @@ void tst_Load::misbehavingClients()
     }
     QMap<int, QList<int>> bySeq;
     QVERIFY(readStream(watcher.collectFrames(0), &bySeq));
-    QCOMPARE(bySeq.value(0), upTo(frames));
+    QCOMPARE(bySeq, complete(1, frames));
     QVERIFY(main.isConnected());
     qInfo("%d good clients, %d requests answered, %d stream frames, beside %d misbehaving clients", good,
           good * requests, frames, misbehaved);

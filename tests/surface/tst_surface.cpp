@@ -119,24 +119,19 @@ void tst_Surface::signalObject()
 {
     const QMetaObject &mo = DgwSignals::staticMetaObject;
 
-    QStringList actual, actualNamed;
+    QStringList actual;
     for (int i = mo.methodOffset(); i < mo.methodCount(); ++i) {
         const QMetaMethod m = mo.method(i);
         QCOMPARE(m.methodType(), QMetaMethod::Signal);
         QCOMPARE(m.access(), QMetaMethod::Public);
         QCOMPARE(m.returnType(), int(QMetaType::Void));
-        actual << QString::fromLatin1(m.methodSignature());
         QStringList params;
         for (int p = 0; p < m.parameterCount(); ++p)
             params << QString::fromLatin1(m.parameterTypes().at(p) + ' ' + m.parameterNames().at(p));
-        actualNamed << QString::fromLatin1(m.name()) + '(' + params.join(',') + ')';
+        actual << QString::fromLatin1(m.name()) + '(' + params.join(',') + ')';
     }
     QCOMPARE(kSignals.size(), 60);
-    QCOMPARE(actualNamed, kSignals);
-    QCOMPARE(actual, QStringList(kSignals).replaceInStrings(QRegularExpression(R"( \w+(?=[,)]))"), QString()));
-    // The typed handle and the index agree.
-    QCOMPARE(QMetaMethod::fromSignal(&DgwSignals::signalSkipByOffsetTimeReq).methodIndex() - mo.methodOffset(), 29);
-    QCOMPARE(QMetaMethod::fromSignal(&DgwSignals::signalSaasLogoutCmd).methodIndex() - mo.methodOffset(), 59);
+    QCOMPARE(actual, kSignals);
 }
 
 void tst_Surface::metaTypesRegistered()
