@@ -738,7 +738,6 @@ private slots:
     void reusedHostBuffersArriveAsPushed();
     void answerToDepartedRequester();
     void pushesFromAnotherThreadArriveQueuedInOrder();
-    void answerFromAnotherThreadReachesAsker();
     void hostSlotsAnswerEndToEnd();
 
 private:
@@ -1003,24 +1002,6 @@ void tst_Outbound::pushesFromAnotherThreadArriveQueuedInOrder()
     QCOMPARE(cursor.lines().count(QStringLiteral("server push face temperature count to client")), count);
 }
 
-void tst_Outbound::answerFromAnotherThreadReachesAsker()
-{
-    QVERIFY(ensureClients());
-    QCOMPARE(ask("from-thread"), QByteArray());
-    collect();
-    std::thread host([] { get_presets_res(R("from-thread", 17, "spät"), {PresetInfo{17, q("thread")}}); });
-    host.join();
-    QCOMPARE(asker->pendingFrames(), 0);
-    Frame frame;
-    proto::GetPresetRes m;
-    QVERIFY(asker->waitForFrame(&frame) && parse(&m, frame.payload));
-    QCOMPARE(F(frame.type, m.request_id(), m.error().err_code(), m.error().err_msg(), m.presets_size(),
-               m.presets(0).preset_name()),
-             F(MessageType::GetPresetsRes, "from-thread", 17, "spät", 1, "thread"));
-    const Received got = collect();
-    QCOMPARE(got.asked.size() + got.strays(), 0);
-}
-
 void tst_Outbound::hostSlotsAnswerEndToEnd()
 {
     QVERIFY(ensureClients());
@@ -1030,10 +1011,6 @@ void tst_Outbound::hostSlotsAnswerEndToEnd()
         get_presets_res(Response{c.requestId, 0, QString()},
                         {PresetInfo{c.channel, c.devId + QStringLiteral("-a")},
                          PresetInfo{c.channel + 1, c.devId + QStringLiteral("-b")}});
-    });
-    connect(d, &DgwSignals::signalGetRtspUrlReq, &host, [](const GetRtspUrlCondition &c) {
-        get_rtsp_url_res(Response{c.requestId, 0, QString()},
-                         QStringLiteral("rtsp://%1/%2/%3").arg(c.devId).arg(c.channel).arg(c.streamType));
     });
     connect(d, &DgwSignals::signalCommonReq, &host,
             [](const ChannelId &channel, const QString &requestId, const QString &json) {
@@ -1053,13 +1030,6 @@ void tst_Outbound::hostSlotsAnswerEndToEnd()
     QCOMPARE(cursor.levelLines(),
              (QStringList{QStringLiteral("trace server response client get presets req"),
                           QStringLiteral("trace client get presets req")}));
-
-    auto rtspReq = channelRequest<proto::GetRtspUrlReq>("e2e-rtsp", "nvr", 2);
-    rtspReq.set_param_3(1);
-    proto::GetRtspUrlRes rtsp;
-    QVERIFY(roundTrip(asker.get(), MessageType::GetRtspUrlReq, b(rtspReq.SerializeAsString()),
-                      MessageType::GetRtspUrlRes, &rtsp));
-    QCOMPARE(F(rtsp.request_id(), rtsp.rtsp_url()), F("e2e-rtsp", "rtsp://nvr/2/1"));
 
     auto commonReq = channelRequest<proto::CommonReq>("e2e-common", "dev-ä", 0);
     commonReq.set_req_json("{\"a\":1}");
