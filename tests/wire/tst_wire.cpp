@@ -76,9 +76,6 @@ class TstWire : public QObject
     Q_OBJECT
 
 private slots:
-    // names
-    void typeNames_data();
-    void typeNames();
     // every field of a message, numbers and wire types
     void fullMessages_data();
     void fullMessages();
@@ -89,28 +86,6 @@ private slots:
     void parseOutcome_data();
     void parseOutcome();
 };
-
-// ---- names ----
-
-// Every message name is checked by the compiler where the tests use it; the
-// package and the nested name are what a client in another language sees.
-void TstWire::typeNames_data()
-{
-    QTest::addColumn<QString>("actual");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("package") << QString::fromStdString(Error().GetTypeName()) << QStringLiteral("oru_sdk_proto.Error");
-    QTest::newRow("odd spelling") << QString::fromStdString(DevPlatform_tavGetRes().GetTypeName())
-                                  << QStringLiteral("oru_sdk_proto.DevPlatform_tavGetRes");
-    QTest::newRow("nested PresetInfo") << QString::fromStdString(SetPatrolPresetsReq::PresetInfo().GetTypeName())
-                                       << QStringLiteral("oru_sdk_proto.SetPatrolPresetsReq.PresetInfo");
-}
-
-void TstWire::typeNames()
-{
-    QFETCH(QString, actual);
-    QFETCH(QString, expected);
-    QCOMPARE(actual, expected);
-}
 
 // ---- every field set ----
 
