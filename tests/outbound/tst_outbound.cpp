@@ -92,27 +92,18 @@ bool parse(M *m, const QByteArray &payload)
 
 // ---- Records with a distinct value in every member, and their expected wire form ----
 
+// A text that ends in the record's number, so that every record differs.
+std::function<QString(const char *)> numbered(int k)
+{
+    return [k](const char *text) { return q(text) + QString::number(k); };
+}
+
 DevInfo devInfo(int k)
 {
-    const QString s = QString::number(k);
-    return DevInfo{q("dev-ü-") + s,
-                   q("Kamera Süd ") + s,
-                   q("SN") + s,
-                   4000000000u + unsigned(k),
-                   q("10.1.0.") + s,
-                   8000u + unsigned(k),
-                   q("user") + s,
-                   q("pässwort") + s,
-                   q("V") + s,
-                   q("series") + s,
-                   -11 - k,
-                   12 + k,
-                   3000000000u + unsigned(k),
-                   -14 * k,
-                   true,
-                   16 + k,
-                   -17 - k,
-                   18 * k};
+    const auto t = numbered(k);
+    return DevInfo{t("dev-ü-"),     t("Kamera Süd "), t("SN"), 4000000000u + k, t("10.1.0."), 8000u + k,
+                   t("user"),       t("pässwort"),    t("V"),  t("series"),     -11 - k,      12 + k,
+                   3000000000u + k, -14 * k,          true,    16 + k,          -17 - k,      18 * k};
 }
 
 void checkDevInfo(const proto::DevInfo &m, int k)
@@ -144,20 +135,9 @@ void checkAbilities(const google::protobuf::Map<int32_t, proto::AiAbilityInfo> &
 
 DevChannelInfo channelInfo(int k)
 {
-    const QString s = QString::number(k);
-    return DevChannelInfo{q("nvr-ü-") + s,
-                          k,
-                          q("OSD Tür ") + s,
-                          3000000000u + unsigned(k),
-                          -4 - k,
-                          q("chsn") + s,
-                          q("10.2.0.") + s,
-                          9000u + unsigned(k),
-                          q("chuser") + s,
-                          q("chpw") + s,
-                          -10 - k,
-                          11 + k,
-                          abilities(k)};
+    const auto t = numbered(k);
+    return DevChannelInfo{t("nvr-ü-"), k,           t("OSD Tür "), 3000000000u + k, -4 - k, t("chsn"),   t("10.2.0."),
+                          9000u + k,   t("chuser"), t("chpw"),     -10 - k,         11 + k, abilities(k)};
 }
 
 void checkChannelInfo(const proto::DevChannInfo &m, int k)
@@ -186,18 +166,19 @@ const QByteArray &bigImage()
 
 FaceInfo faceInfo(int k)
 {
-    const QString s = QString::number(k);
+    const auto t = numbered(k);
+    const QDateTime validFrom = at(2024, 1, 2, 3, 4, 5, k), validTo = at(2025, 12, 31, 23, 59, 58, 999);
     return FaceInfo{-k,
-                    q("face-") + s,
-                    q("Jürgen ") + s,
+                    t("face-"),
+                    t("Jürgen "),
                     q("white"),
-                    q("http://faces/ü/") + s,
+                    t("http://faces/ü/"),
                     600 + k,
                     -700 - k,
                     kImage + char(k),
-                    at(2024, 1, 2, 3, 4, 5, k),
-                    at(2025, 12, 31, 23, 59, 58, 999),
-                    {q("Büro"), QString(), q("org") + s}};
+                    validFrom,
+                    validTo,
+                    {q("Büro"), QString(), t("org")}};
 }
 
 void checkFaceInfo(const proto::FaceInfo &m, int k)
@@ -213,19 +194,20 @@ void checkFaceInfo(const proto::FaceInfo &m, int k)
 
 FaceDetectRecordInfo detectRecord(int k, double param9)
 {
-    const QString s = QString::number(k);
-    return FaceDetectRecordInfo{q("det-") + s,
-                                q("Zoë ") + s,
-                                q("Firma ") + s,
-                                q("Abteilung ") + s,
-                                q("Chef ") + s,
+    const auto t = numbered(k);
+    const QByteArray data12 = QByteArray("\0\x01\x02", 3) + char(k);
+    return FaceDetectRecordInfo{t("det-"),
+                                t("Zoë "),
+                                t("Firma "),
+                                t("Abteilung "),
+                                t("Chef "),
                                 at(2023, 4, 5, 6, 7, 8, 90 + k),
-                                4000000000u + unsigned(k),
+                                4000000000u + k,
                                 -8 - k,
                                 param9,
                                 10 + k,
                                 -11 - k,
-                                QByteArray("\0\x01\x02", 3) + char(k),
+                                data12,
                                 QByteArray("\xff\0\xfe", 3)};
 }
 
