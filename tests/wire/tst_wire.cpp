@@ -79,9 +79,6 @@ private slots:
     // every field of a message, numbers and wire types
     void fullMessages_data();
     void fullMessages();
-    // implicit presence and repeated entries
-    void presence_data();
-    void presence();
     // UTF-8 in string fields only
     void parseOutcome_data();
     void parseOutcome();
@@ -395,63 +392,17 @@ void TstWire::fullMessages_data()
     progress.set_offset_time(0x80000001u);
     progress.set_duration(0xFFFFFFFFu);
     addRow("PlaybackPosProgressPush", progress, "08 81 80 80 80 08  10 FF FF FF FF 0F");
-}
 
-void TstWire::fullMessages() { compareRow(); }
-
-// ---- implicit presence ----
-
-void TstWire::presence_data()
-{
-    QTest::addColumn<QByteArray>("actual");
-    QTest::addColumn<QByteArray>("expected");
-    QTest::addColumn<QByteArray>("roundTrip");
-
+    // An error that is set but all-default is still written; one never set is not.
     Response emptyError;
-    emptyError.mutable_error(); // set but all-default: still written
+    emptyError.mutable_error();
     addRow("Response with empty Error", emptyError, "0A 00");
-
     Response noError;
     noError.set_request_id("x");
     addRow("Response without Error", noError, "12 01 78");
-
-    DevStatusPush status;
-    status.set_dev_id("d");
-    status.set_status(0);
-    addRow("DevStatusPush status 0", status, "0A 01 64");
-
-    SkipByPosReq skip;
-    skip.set_offset_time(0);
-    addRow("SkipByPosReq offset 0", skip, "");
-
-    addRow("InitDgwReq all defaults", InitDgwReq(), "");
-
-    SearchVideoRecordingsRes recs;
-    recs.mutable_error()->set_err_code(1);
-    recs.set_request_id("r");
-    recs.set_playback_by_time_enable(false);
-    addRow("SearchVideoRecordingsRes empty", recs, "0A 02 08 01  12 01 72");
-
-    GetFacesRes faces;
-    faces.mutable_error();
-    faces.set_request_id("r");
-    faces.set_total_cnt(9);
-    addRow("GetFacesRes no faces", faces, "0A 00  12 01 72  20 09");
-
-    // Unlike an empty singular bytes field, an empty repeated entry is kept.
-    AlarmInfo alarm;
-    alarm.add_data_6("a");
-    alarm.add_data_6("");
-    alarm.add_data_6("b");
-    alarm.set_data_10("");
-    addRow("AlarmInfo.data_6 with empty entry", alarm, "32 01 61  32 00  32 01 62");
-
-    DevList list;
-    list.add_devs_id("");
-    addRow("DevList empty id", list, "0A 00");
 }
 
-void TstWire::presence() { compareRow(); }
+void TstWire::fullMessages() { compareRow(); }
 
 // ---- UTF-8 ----
 
