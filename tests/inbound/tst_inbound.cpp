@@ -514,22 +514,16 @@ void tst_Inbound::checkRow()
 
 // An empty payload parses as a message of defaults: the record takes the wire's
 // defaults, not its own ("admin", 1, -1), and a request keeps the empty id.
+// Rows: the records with defaults of their own and the hand-written handlers.
 void tst_Inbound::emptyPayload_data()
 {
     const QByteArray none;
     Rows()
-        .add(5, none, &S::signalSetSearchDevsConfigCmd, nullptr, SearchDevsConfig{0, "", "", 0})
-        .add(7, none, &S::signalSetManagedDevsCmd, nullptr, DevInfoList())
         .add(12, none, &S::signalSetDevsTimeCmd, nullptr, QStringList(), QDateTime())
-        .add(14, none, &S::signalRestoreFactory, nullptr, QStringList(), false)
         .add(16, none, &S::signalActivateDevsCmd, nullptr, QStringList(), ActivateCondition{"", "", {}, 0})
-        .add(20, none, &S::signalGetDevNetReq, nullptr, QString(), QString())
         .add(22, none, &S::signalSetDevNetReq, nullptr, SetDevNetCondition{"", "", "", "", "", "", false, 0, 0, 0})
         .add(52, none, &S::signalSearchVideoRecsReq, nullptr,
              RecsSearchCondition{"", "", 0, 0, 0, QDateTime(), QDateTime()})
-        .add(73, none, &S::signalAddFaceReq, nullptr,
-             ModifyFaceCondition{"", "", 0, "", "", 0, 0, 0, "", QDateTime(), QDateTime(), QByteArray(), {}})
-        .add(81, none, &S::signalOpenDevRemoteConfigReq, nullptr, QString(), 0)
         .add(90, none, &S::signalGetDevSecretQuestionsCmd, nullptr, GetDevSecretQuestionsCondition{"", ""})
         .add(92, none, &S::signalResetDevPwdCmd, nullptr, ResetDevPwdCondition{"", "", "", {}})
         .add(100, none, &S::signalCommonReq, nullptr, ChannelId("", 0), QString(), QString())
