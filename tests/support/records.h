@@ -88,3 +88,13 @@ namespace oru_sdk {
 ORU_RECORDS(ORU_RECORD_TO_STRING)
 #undef ORU_RECORD_TO_STRING
 } // namespace oru_sdk
+
+namespace oru_test {
+// Lets QVariant == (and so QSignalSpy arguments) compare records member by member.
+inline void compareRecordsInVariants()
+{
+#define ORU_RECORD_COMPARATOR(R) QMetaType::registerEqualsComparator<oru_sdk::R>();
+    ORU_RECORDS(ORU_RECORD_COMPARATOR)
+#undef ORU_RECORD_COMPARATOR
+}
+} // namespace oru_test
