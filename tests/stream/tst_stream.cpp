@@ -1012,6 +1012,10 @@ void tst_Stream::stalledViewerOverLimit()
     QVERIFY(lines.at(1).endsWith(QStringLiteral("below its queue limit again, %1 frames (%2 bytes) dropped")
                                      .arg(dropped)
                                      .arg(dropped * ((64 << 10) + 13))));
+    // A frame larger than the limit still goes to a viewer that holds nothing.
+    const QByteArray large(3 << 19, 'L');
+    oru_sdk::write_stream_data(id, large);
+    QVERIFY(receivesOnly(&stalled, large));
     QCOMPARE(gone.count(), 0);
 }
 
