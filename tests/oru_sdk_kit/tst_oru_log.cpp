@@ -261,6 +261,19 @@ private slots:
         VERIFY_OK(checkSequence(all, lines - all.size()));
     }
 
+    // A file may grow to exactly the limit: a limit the size of the first ten
+    // lines keeps those ten in the first file.
+    void fileFillsUpToTheLimit()
+    {
+        const QString probe = freshPath();
+        VERIFY_OK(runChild(probe, {"init", "lines=10", "flush"}));
+        const qint64 exact = QFileInfo(probe).size();
+        const QString path = freshPath();
+        VERIFY_OK(runChild(
+            path, {"ORU_LOG_MAX_BYTES=" + QString::number(exact), "ORU_LOG_MAX_FILES=5", "init", "lines=11", "flush"}));
+        QCOMPARE(QFileInfo(logFiles(path).first()).size(), exact);
+    }
+
     void concurrentWritersLoseNothing()
     {
         const QString path = freshPath();
