@@ -94,7 +94,7 @@ R01 @@ oru_sdk/resource_limits.cpp @@ unit = qint64(1) << 10; @@ unit = qint64(1
 R02 @@ oru_sdk/resource_limits.cpp @@ read.policy("ORU_CONTROL_QUEUE_POLICY", Policy::Close) @@ read.policy("ORU_CONTROL_QUEUE_POLICY", Policy::Drop) @@ wrong default: control queue over its limit drops instead of closing @@
 K01 @@ oru_sdk_kit/oru_log.cpp @@ if (v == "error")\n        return LevelError; @@ if (v == "error")\n        return LevelInfo; @@ log level: ORU_LOG_LEVEL=error keeps info lines @@
 K02 @@ oru_sdk_kit/oru_log.cpp @@ before + qint64(end - lineStart) > maxBytes_ @@ before + qint64(end - lineStart) >= maxBytes_ @@ rotation: a file exactly at the limit rotated early @@
-K03 @@ oru_sdk_kit/oru_log.cpp @@ removeFile(numbered(path_, maxFiles_)); @@ removeFile(numbered(path_, maxFiles_ + 1)); @@ rotation: one old file too many kept @@
+K03 @@ oru_sdk_kit/oru_log.cpp @@ removeFile(numbered(path_, maxFiles_)); @@ removeFile(numbered(path_, maxFiles_ + 1)); @@ rotation: one old file too many kept @@ equivalent where rename replaces its target (POSIX std::rename): the oldest copy is overwritten anyway; the removal is for Windows, whose _wrename does not replace
 K06 @@ oru_sdk_kit/oru_log.cpp @@ if (LevelInfo < g_threshold.load(std::memory_order_relaxed)) @@ if (LevelInfo <= g_threshold.load(std::memory_order_relaxed)) @@ log level: info lines dropped at level info @@
 L01 @@ oru_client/client.cpp @@ void Client::exit() { conn.sendFrame(T::MainClientExit); } @@ void Client::exit() { conn.sendFrame(T::MainClientHello); } @@ client library: exit sends a hello @@
 C01 @@ tools/oru-client/main.cpp @@         return f.code;\n @@         return f.code ? 1 : 0;\n @@ CLI exit code: every failure exits 1 @@

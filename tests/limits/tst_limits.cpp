@@ -38,6 +38,7 @@ private slots:
     void boundedReadBufferStillTakesWholeFrames();
     void pendingRequestsBounded();
     void earlySocketsReleased();
+    void stalledControlClientClosedByDefault();
 };
 
 void tst_Limits::oversizedFrameClosesSocket_data()
@@ -143,6 +144,24 @@ void tst_Limits::earlySocketsReleased()
     stream.disconnectFromServer();
     QTRY_COMPARE(deletions.count, 2);
     QCOMPARE(countLines(cursor, QStringLiteral("socket disconnect from server: ")), 1);
+}
+
+// A control client that stops reading is closed at its queue limit unless
+// the policy says drop; the others keep receiving every push.
+void tst_Limits::stalledControlClientClosedByDefault()
+{
+    ORU_REQUIRE_OWN_PROCESS();
+    Connection reader, stalled;
+    QVERIFY(oru_test::connectControlLogged(&reader) && oru_test::connectControlLogged(&stalled));
+    oru_test::LogCursor cursor;
+    stalled.localSocket()->setReadBufferSize(1);
+    QSignalBlocker blocked(stalled.localSocket());
+    const QString devId(64 << 10, QLatin1Char('p'));
+    for (int i = 0; i < 100; ++i) {
+        oru_sdk::push_dev_p2p_success(devId);
+        QVERIFY(QTest::qWaitFor([&] { return reader.pendingFrames() > i; }));
+    }
+    QCOMPARE(countLines(cursor, QStringLiteral("over its queue limit of 1048576 bytes, closing it")), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_Limits)
