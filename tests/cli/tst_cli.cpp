@@ -215,6 +215,7 @@ private slots:
         row("missing action", "net|--dev|cam1", 2, "net needs one of: get, set");
         row("unknown command", "frobnicate", 2, "unknown command 'frobnicate'");
         row("unknown option", "presets|--dev|cam1|--colour|red", 2, "Unknown option 'colour'");
+        row("extra argument", "presets|--dev|cam1|extra", 2, "unexpected argument 'extra'");
     }
 
     void commands()
@@ -388,18 +389,34 @@ private slots:
     }
 
     // A second simulator on a live gateway's name says so and leaves it alone.
-    void simRefusesANameInUse()
+    // A name a live gateway holds, or a value out of range: exit 2 with one line
+    // of its own (among Qt's notes and a sanitizer's report), the first gateway untouched.
+    void simRefuses_data()
     {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("name in use") << QStringList{
+            "--message-server", messageServer, "--stream-server",
+            streamServer} << QStringLiteral("oru-dgw-sim: a gateway is already listening on '%1'").arg(messageServer);
+        QTest::newRow("frame rate") << QStringList{"--message-server",
+                                                   messageServer + "-fps",
+                                                   "--stream-server",
+                                                   streamServer + "-fps",
+                                                   "--fps",
+                                                   "61"}
+                                    << "oru-dgw-sim: --fps takes 1 to 60 and --alarm-interval a number of seconds";
+    }
+
+    void simRefuses()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, line);
         QProcess second;
-        second.start(QStringLiteral(ORU_SIM_BIN), {"--message-server", messageServer, "--stream-server", streamServer});
+        second.start(QStringLiteral(ORU_SIM_BIN), args);
         QVERIFY(second.waitForFinished(5000));
         QCOMPARE(second.exitCode(), 2);
-        // One line of its own, among Qt's notes (and a sanitizer's report).
         const QString err = QString::fromUtf8(second.readAllStandardError());
-        QVERIFY2(
-            err.split(QLatin1Char('\n'))
-                .contains(QStringLiteral("oru-dgw-sim: a gateway is already listening on '%1'").arg(messageServer)),
-            qPrintable(err));
+        QVERIFY2(err.split(QLatin1Char('\n')).contains(line), qPrintable(err));
         QCOMPARE(client({"presets", "--dev", "cam1"}).code, 0);
     }
 
