@@ -1,6 +1,7 @@
 """oru-dgw-sim as a real process per test, on server names of its own."""
 
 import os
+import socket
 import subprocess
 import time
 import uuid
@@ -20,6 +21,17 @@ def wait_until(condition, timeout=10.0):
     return True
 
 
+def accepts(server_name):
+    """Whether the local server takes connections: its socket file exists
+    a moment before it listens."""
+    with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as sock:
+        try:
+            sock.connect(socket_path(server_name))
+            return True
+        except OSError:
+            return False
+
+
 class Sim:
     def __init__(self, tmp_path):
         tag = uuid.uuid4().hex[:8]
@@ -30,7 +42,7 @@ class Sim:
             [os.environ["ORU_SIM_BIN"], "--message-server", self.message_server, "--stream-server",
              self.stream_server, "--alarm-interval", "0", "--fps", "20", "--quiet"],
             env=env, stdout=subprocess.DEVNULL)
-        if not wait_until(lambda: os.path.exists(socket_path(self.stream_server))):
+        if not wait_until(lambda: accepts(self.message_server) and accepts(self.stream_server)):
             self.stop()
             raise RuntimeError("oru-dgw-sim did not start")
 
