@@ -16,31 +16,25 @@
 namespace oru_sdk {
 
 MessageServer::MessageServer(const QString &serverName, QObject *parent)
-    : QObject(parent)
+    : ChannelServer(WriteBatch::Channel::Control, parent)
     , server(new QLocalServer(this))
-    , listenGuard(new ListenGuard(server, serverName))
-    , writes(new WriteBatch(this, WriteBatch::Channel::Control))
 {
-    connect(server, &QLocalServer::newConnection, this, &MessageServer::slotNewConnection);
+    listen(server, serverName);
 }
 
-void MessageServer::slotNewConnection()
+void MessageServer::adopt(QLocalSocket *socket)
 {
-    // One notification may stand for several queued connections.
-    while (QLocalSocket *socket = server->nextPendingConnection()) {
-        const qintptr name = socket->socketDescriptor();
-        // A socket that left before any hello is kept under its name; a new
-        // connection on the same descriptor takes the name over.
-        if (sockets.contains(name) && onNameReleased)
-            onNameReleased(name);
-        sockets[name] = socket;
-        pendingLengths[name] = 0;
-        names.insert(socket, name);
-        Limits::current().applyTo(socket);
-        connect(socket, &QLocalSocket::readyRead, this, &MessageServer::slotSocketReadyRead);
-        connect(socket, &QLocalSocket::disconnected, this, &MessageServer::slotSocketDisConnected);
-        logInfo(QStringLiteral("new connection to message server: %1").arg(name));
-    }
+    const qintptr name = socket->socketDescriptor();
+    // A socket that left before any hello is kept under its name; a new
+    // connection on the same descriptor takes the name over.
+    if (sockets.contains(name) && onNameReleased)
+        onNameReleased(name);
+    sockets[name] = socket;
+    pendingLengths[name] = 0;
+    names.insert(socket, name);
+    connect(socket, &QLocalSocket::readyRead, this, &MessageServer::slotSocketReadyRead);
+    connect(socket, &QLocalSocket::disconnected, this, &MessageServer::slotSocketDisConnected);
+    logInfo(QStringLiteral("new connection to message server: %1").arg(name));
 }
 
 void MessageServer::slotSocketReadyRead()
@@ -109,7 +103,7 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
     writes->sendNow(s);
     if (s == msgSocket) {
         msgSocket = nullptr;
-        listenGuard->close();
+        close();
         StreamWorker::instance()->stop();
         logInfo(QStringLiteral("start emit main client exit signal"));
         emit DgwSignals::instance().signalMainClientExit();

@@ -1,29 +1,21 @@
 #pragma once
 
-#include "message_type.h"
-#include "socket_release.h"
+#include "channel_server.h"
 
 #include <QByteArray>
 #include <QHash>
 #include <QMap>
-#include <QObject>
 
 #include <functional>
 
-class QLocalServer;
-class QLocalSocket;
-
 namespace oru_sdk {
-
-class ListenGuard;
-class WriteBatch;
 
 // The socket name that sends a frame to every connected control socket.
 constexpr qintptr kAllSockets = -1;
 
 // The control channel's end: accepts connections, splits their bytes into
 // frames, tracks the main client (hello and exit) and writes outbound frames.
-class MessageServer : public QObject
+class MessageServer : public ChannelServer
 {
     Q_OBJECT
 
@@ -41,12 +33,13 @@ signals:
     void signalMessageComing(qintptr socketName, MessageType msgType, QByteArray message);
 
 private slots:
-    void slotNewConnection();
     void slotSocketReadyRead();
     void slotSocketDisConnected();
     void msgSocketDisconnected(QLocalSocket *msgSocket);
 
 private:
+    void adopt(QLocalSocket *socket) override;
+
     QLocalServer *server;
     QMap<qintptr, QLocalSocket *> sockets;
     QMap<qintptr, qint64> pendingLengths;
@@ -54,9 +47,6 @@ private:
     // A socket's name is its descriptor at accept time; after a disconnect the
     // descriptor reads -1, so the name is kept here to find the entry again.
     QHash<QLocalSocket *, qintptr> names;
-    SocketRelease release;
-    ListenGuard *listenGuard;
-    WriteBatch *writes;
 };
 
 } // namespace oru_sdk

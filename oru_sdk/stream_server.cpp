@@ -18,15 +18,11 @@ const char kStreamIdProperty[] = "stream_id";
 }
 
 StreamServer::StreamServer(const QString &serverName, QObject *parent)
-    : QObject(parent)
+    : ChannelServer(WriteBatch::Channel::Stream, parent)
     , localServer(new QLocalServer(this))
-    , listenGuard(new ListenGuard(localServer, serverName))
-    , writes(new WriteBatch(this, WriteBatch::Channel::Stream))
 {
-    connect(localServer, &QLocalServer::newConnection, this, &StreamServer::slotNewConnection);
+    listen(localServer, serverName);
 }
-
-void StreamServer::close() { listenGuard->close(); }
 
 StreamId StreamServer::streamOf(QLocalSocket *socket) const
 {
@@ -60,15 +56,12 @@ void StreamServer::writeToStream(StreamId streamId, MessageType type, const QByt
     }
 }
 
-void StreamServer::slotNewConnection()
+void StreamServer::adopt(QLocalSocket *socket)
 {
-    while (QLocalSocket *socket = localServer->nextPendingConnection()) {
-        pendingBlockSizes.insert(socket, 0);
-        Limits::current().applyTo(socket);
-        connect(socket, &QLocalSocket::readyRead, this, &StreamServer::slotSocketReadyRead);
-        connect(socket, &QLocalSocket::disconnected, this, &StreamServer::slotSocketDisConnected);
-        logInfo(QStringLiteral("new connection to stream server: %1").arg(socket->socketDescriptor()));
-    }
+    pendingBlockSizes.insert(socket, 0);
+    connect(socket, &QLocalSocket::readyRead, this, &StreamServer::slotSocketReadyRead);
+    connect(socket, &QLocalSocket::disconnected, this, &StreamServer::slotSocketDisConnected);
+    logInfo(QStringLiteral("new connection to stream server: %1").arg(socket->socketDescriptor()));
 }
 
 void StreamServer::slotSocketReadyRead()

@@ -1,27 +1,18 @@
 #pragma once
 
-#include "message_type.h"
-#include "socket_release.h"
+#include "channel_server.h"
 
 #include <oru_sdk/types.h>
 
-#include <QByteArray>
 #include <QHash>
 #include <QMap>
-#include <QObject>
 #include <QSet>
-
-class QLocalServer;
-class QLocalSocket;
 
 namespace oru_sdk {
 
-class ListenGuard;
-class WriteBatch;
-
 // The media channel's end: accepts sockets, splits their bytes into frames,
 // groups sockets by stream and writes each frame to every socket of a stream.
-class StreamServer : public QObject
+class StreamServer : public ChannelServer
 {
     Q_OBJECT
 
@@ -34,14 +25,13 @@ public:
     bool hasStream(StreamId streamId) const { return streamSockets.contains(streamId); }
     // The stream the socket opened last, 0 if none.
     StreamId streamOf(QLocalSocket *socket) const;
-    void close();
 
 signals:
     void signalMessageComing(QLocalSocket *socket, MessageType msgType, QByteArray message);
     void signalStreamSocketsDisconnectedAll(StreamId streamId);
 
 private:
-    void slotNewConnection();
+    void adopt(QLocalSocket *socket) override;
     void slotSocketReadyRead();
     void slotSocketDisConnected();
 
@@ -53,9 +43,6 @@ private:
     // that opens a second stream stays in the first one too, and must leave
     // both when it goes.
     QHash<QLocalSocket *, QList<StreamId>> memberships;
-    SocketRelease release;
-    ListenGuard *listenGuard;
-    WriteBatch *writes;
 };
 
 } // namespace oru_sdk
