@@ -17,42 +17,15 @@ QByteArray hex(const char *text) { return QByteArray::fromHex(text); } // blanks
 
 QByteArray ser(const google::protobuf::MessageLite &m) { return QByteArray::fromStdString(m.SerializeAsString()); }
 
-template <class T>
-bool parse(T &m, const QByteArray &bytes)
-{
-    return m.ParseFromString(bytes.toStdString());
-}
-
 void setCh(ChannelId *c, const char *dev, quint32 ch)
 {
     c->set_dev_id(dev);
     c->set_channel(ch);
 }
 
-// Parses the expected bytes into a fresh T and writes them out again, so the
-// rows check the reading side as well as the writing side.
-template <class T>
-QByteArray reparsed(const QByteArray &bytes)
+void addRow(const char *name, const google::protobuf::MessageLite &msg, const char *expected)
 {
-    T back;
-    return parse(back, bytes) ? ser(back) : QByteArray("<parse failed>");
-}
-
-template <class T>
-void addRow(const char *name, const T &msg, const char *expected)
-{
-    const QByteArray exp = hex(expected);
-    QTest::newRow(name) << ser(msg) << exp << reparsed<T>(exp);
-}
-
-// Shared body of the byte-row tests.
-void compareRow()
-{
-    QFETCH(QByteArray, actual);
-    QFETCH(QByteArray, expected);
-    QFETCH(QByteArray, roundTrip);
-    QCOMPARE(actual.toHex(' '), expected.toHex(' '));
-    QCOMPARE(roundTrip.toHex(' '), expected.toHex(' '));
+    QTest::newRow(name) << ser(msg) << hex(expected);
 }
 
 struct Parser {
@@ -63,7 +36,7 @@ Parser parserFor()
 {
     return {[](const QByteArray &b) {
         T m;
-        return parse(m, b);
+        return m.ParseFromString(b.toStdString());
     }};
 }
 
@@ -90,7 +63,6 @@ void TstWire::fullMessages_data()
 {
     QTest::addColumn<QByteArray>("actual");
     QTest::addColumn<QByteArray>("expected");
-    QTest::addColumn<QByteArray>("roundTrip");
 
     InitDgwReq init;
     init.set_request_id("r1");
@@ -392,17 +364,14 @@ void TstWire::fullMessages_data()
     progress.set_offset_time(0x80000001u);
     progress.set_duration(0xFFFFFFFFu);
     addRow("PlaybackPosProgressPush", progress, "08 81 80 80 80 08  10 FF FF FF FF 0F");
-
-    // An error that is set but all-default is still written; one never set is not.
-    Response emptyError;
-    emptyError.mutable_error();
-    addRow("Response with empty Error", emptyError, "0A 00");
-    Response noError;
-    noError.set_request_id("x");
-    addRow("Response without Error", noError, "12 01 78");
 }
 
-void TstWire::fullMessages() { compareRow(); }
+void TstWire::fullMessages()
+{
+    QFETCH(QByteArray, actual);
+    QFETCH(QByteArray, expected);
+    QCOMPARE(actual.toHex(' '), expected.toHex(' '));
+}
 
 // ---- UTF-8 ----
 
