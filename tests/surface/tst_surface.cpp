@@ -1,5 +1,5 @@
-// The SDK's public face as a host sees it: the signal object, the meta-types,
-// the record defaults and the library's exported symbols.
+// The SDK's public face as a host sees it: the signal object, the meta-types
+// and the library's exported symbols.
 #include "sdk_fixture.h"
 
 #include <oru_sdk/dgw_signals.h>
@@ -111,7 +111,6 @@ private slots:
 
     void signalObject();
     void metaTypesRegistered();
-    void recordDefaults();
     void exportedSymbols();
 };
 
@@ -162,22 +161,6 @@ void tst_Surface::metaTypesRegistered()
     for (int i = mo.methodOffset(); i < mo.methodCount(); ++i)
         for (const QByteArray &type : mo.method(i).parameterTypes())
             QVERIFY2(QMetaType::type(type) != QMetaType::UnknownType, type);
-}
-
-void tst_Surface::recordDefaults()
-{
-    QCOMPARE(ActivateCondition(), (ActivateCondition{QStringLiteral("admin"), QString(), {}, 0}));
-    QCOMPARE(GetDevSecretQuestionsCondition(), (GetDevSecretQuestionsCondition{QString(), QStringLiteral("admin")}));
-    QCOMPARE(ResetDevPwdCondition(), (ResetDevPwdCondition{QString(), QStringLiteral("admin"), QString(), {}}));
-    QCOMPARE(RecsSearchCondition(), (RecsSearchCondition{QString(), QString(), 0, 0, 1, QDateTime(), QDateTime()}));
-    QCOMPARE(SetDevNetCondition(),
-             (SetDevNetCondition{QString(), QString(), QString(), QString(), QString(), QString(), false, -1, -1, -1}));
-    // Everything else starts empty.
-    QCOMPARE(InitDgwCondition(),
-             (InitDgwCondition{QString(), QString(), QString(), QString(), QString(), 0, QString(), 0, QString(),
-                               QString()}));
-    QVERIFY(!ModifyFaceCondition().validTime.isValid());
-    QVERIFY(ModifyFaceCondition().faceImage.isEmpty());
 }
 
 void tst_Surface::exportedSymbols()
