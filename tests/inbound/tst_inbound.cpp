@@ -14,7 +14,6 @@
 
 #include <QtTest>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>

@@ -9,6 +9,7 @@
 #include <QSet>
 #include <QtTest>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -219,21 +220,6 @@ struct Row {
 
 constexpr MessageType kEveryone = MessageType(0);
 
-// Answers that carry nothing but the result.
-Row resultRow(const char *tag, MessageType type, const char *log, MessageType request,
-              void (*function)(const Response &), int code, const char *text)
-{
-    return Row{tag,
-               type,
-               log,
-               request,
-               [=](const std::string &id) { function(R(id, code, text)); },
-               [=](const QByteArray &payload, const std::string &id) {
-                   PARSED(proto::Response, m);
-                   CHECK_ENVELOPE(m, code, text);
-               }};
-}
-
 // Decodes the payload as M, checks the answer's envelope, then hands the message to `fields`.
 template <class M, class Fields>
 Check expect(int code, const char *text, Fields fields)
@@ -252,6 +238,18 @@ Check push(Fields fields)
         PARSED(M, m);
         fields(m, id);
     };
+}
+
+// Answers that carry nothing but the result.
+Row resultRow(const char *tag, MessageType type, const char *log, MessageType request,
+              void (*function)(const Response &), int code, const char *text)
+{
+    return Row{tag,
+               type,
+               log,
+               request,
+               [=](const std::string &id) { function(R(id, code, text)); },
+               expect<proto::Response>(code, text, [](const proto::Response &, const std::string &) {})};
 }
 
 const QVector<Row> &rows()
