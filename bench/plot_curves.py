@@ -52,7 +52,9 @@ def one_two_five(value, _):
     if value <= 0:
         return ""
     mantissa = value / 10 ** math.floor(math.log10(value) + 1e-9)
-    return f"{value:,.6g}" if min(abs(mantissa - m) for m in (1, 2, 5)) < 1e-6 else ""
+    if min(abs(mantissa - m) for m in (1, 2, 5)) > 1e-6:
+        return ""
+    return f"{round(value):,}" if value >= 1 else f"{value:g}"
 
 
 def read(path):
@@ -89,27 +91,28 @@ def plot(name, rows, out_dir):
             for r in rows:
                 ours, raw = float(r[f"{system}_{suffix}"]), float(r[f"raw_{suffix}"])
                 ys.append(ours / raw if ours > 0 and raw > 0 else float("nan"))
-            what = ylabel.split(",")[0].replace("gateway ", "")
             first = suffix == panels[0][0]
+            what = {"req_per_s": "req/s", "mib_per_s": "MiB/s"}.get(suffix, "CPU" if "cpu" in suffix else "bytes")
             ratio_ax.plot(xs, ys, style, color="C0" if first else "C2", marker="o" if first else "s", ms=3,
-                          label=f"{what}: {'ours' if system == 'ours' else 'gateway, raw client'}")
+                          label=f"{what}, {'ours' if system == 'ours' else 'SDK gateway, raw client'}")
     ratio_ax.axhline(1, color="grey", lw=0.8)
     ratio_ax.set_yscale("log")
     ratio_ax.set_title("ours / raw", fontsize=9)
     for ax in axes:
         ax.set_xscale("log")
         ax.set_xticks(xs)
-        ax.xaxis.set_major_formatter(FuncFormatter(lambda v, _: f"{v:,.6g}"))
+        ax.xaxis.set_major_formatter(FuncFormatter(lambda v, _: f"{round(v):,}"))
         ax.xaxis.set_minor_formatter(NullFormatter())
         ax.set_xlabel(xlabel, fontsize=8)
         ax.tick_params(which="both", labelsize=7)
         ax.grid(True, which="major", lw=0.3)
-        if ax.get_yscale() == "log":
+        if ax.get_yscale() in ("log", "symlog"):
             ax.yaxis.set_major_formatter(FuncFormatter(one_two_five))
             ax.yaxis.set_minor_formatter(FuncFormatter(one_two_five))
-    axes[0].legend(fontsize=7)
-    ratio_ax.legend(fontsize=6)
-    fig.tight_layout()
+    # Legends below the panels, where they hide no point.
+    fig.legend(*axes[0].get_legend_handles_labels(), loc="lower left", ncol=1, fontsize=7, frameon=False)
+    fig.legend(*ratio_ax.get_legend_handles_labels(), loc="lower right", ncol=2, fontsize=7, frameon=False)
+    fig.tight_layout(rect=(0, 0.13, 1, 1))
     # A 64-colour palette keeps each picture at a few tens of KiB.
     buffer = io.BytesIO()
     fig.savefig(buffer, format="png")
