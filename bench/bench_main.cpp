@@ -762,6 +762,23 @@ int main(int argc, char **argv)
             return 2;
         }
     }
+    // Values that would otherwise run nothing, or something else, without a word.
+    std::string badValue;
+    if (!profileTool.empty() && profileTool != "callgrind" && profileTool != "perf")
+        badValue = "--profile takes callgrind or perf";
+    else if (requests < 10)
+        badValue = "--requests takes a number of at least 10";
+    for (size_t from = 0; badValue.empty() && from <= only.size();) {
+        const size_t comma = std::min(only.find(',', from), only.size());
+        const std::string name = only.substr(from, comma - from);
+        if (std::string(",rtt,rate,stream,payload,stall,memory,").find("," + name + ",") == std::string::npos)
+            badValue = "--only takes rtt, rate, stream, payload, stall and memory, not '" + name + "'";
+        from = comma + 1;
+    }
+    if (!badValue.empty()) {
+        std::fprintf(stderr, "oru_bench: %s\n", badValue.c_str());
+        return 2;
+    }
     const std::string self = QCoreApplication::applicationFilePath().toStdString();
     binDir = self.substr(0, self.rfind('/'));
     if (gatewayBinary.empty())
