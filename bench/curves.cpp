@@ -8,7 +8,9 @@
 #include "curves.h"
 #include "bench_util.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <fstream>
 #include <string>
@@ -191,11 +193,46 @@ long growthKiB(const Served &s, int count)
     return during - before;
 }
 
+// Idle connections: as many as the descriptor limit allows each process (the
+// driver raised the soft limit to the hard one; the servers inherit it).
+std::vector<MemoryPoint> memoryCurve(const std::string &dir, const CurveServers &servers, size_t small, size_t big,
+                                     std::string *cut)
+{
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    std::vector<MemoryPoint> memory;
+    for (const long count : {1L, 10L, 100L, 1000L, 10000L}) {
+        if (files.rlim_cur != RLIM_INFINITY && rlim_t(count + 256) > files.rlim_cur) {
+            *cut = "The " + std::to_string(count) + "-connection point and those above were left out: the open-file "
+                + "limit (RLIMIT_NOFILE, hard limit " + std::to_string(files.rlim_max) + ") is too low.";
+            break;
+        }
+        MemoryPoint p;
+        p.count = count;
+        p.oursKiB = growthKiB(servers.ours("mem-" + std::to_string(count)), int(count));
+        p.rawKiB = growthKiB(servers.raw("mem-raw-" + std::to_string(count), small, big), int(count));
+        std::printf("memory   connections  %7ld  ours %8.0f B/conn  raw %8.0f B/conn\n", count,
+                    p.oursKiB * 1024.0 / double(count), p.rawKiB * 1024.0 / double(count));
+        std::fflush(stdout);
+        memory.push_back(p);
+    }
+    std::ofstream out(dir + "/memory.csv");
+    out << "connections,ours_bytes_per_conn,raw_bytes_per_conn,ours_rss_growth_kib,raw_rss_growth_kib,rounds\n";
+    for (const MemoryPoint &p : memory) {
+        out << p.count << "," << num(p.oursKiB * 1024.0 / double(p.count), 0) << ","
+            << num(p.rawKiB * 1024.0 / double(p.count), 0) << "," << p.oursKiB << "," << p.rawKiB << ",1\n";
+    }
+    return memory;
+}
+
 } // namespace
 
 int runCurves(const std::string &dir, const CurveServers &servers)
 {
-    mkdir(dir.c_str(), 0755);
+    if (mkdir(dir.c_str(), 0755) != 0 && errno != EEXIST) {
+        std::fprintf(stderr, "oru_bench: cannot create %s: %s\n", dir.c_str(), std::strerror(errno));
+        return 2;
+    }
     const std::string startLoad = loadAverage();
     const std::time_t started = std::time(nullptr);
 
@@ -251,35 +288,8 @@ int runCurves(const std::string &dir, const CurveServers &servers)
         writeCsv(dir, plan.curve, plan.systems);
     }
 
-    // Idle connections: as many as the descriptor limit allows each process
-    // (the driver raised the soft limit to the hard one; the servers inherit it).
-    rlimit files{};
-    getrlimit(RLIMIT_NOFILE, &files);
-    std::vector<MemoryPoint> memory;
     std::string cut;
-    for (const long count : {1L, 10L, 100L, 1000L, 10000L}) {
-        if (files.rlim_cur != RLIM_INFINITY && rlim_t(count + 256) > files.rlim_cur) {
-            cut = "The " + std::to_string(count) + "-connection point and those above were left out: the open-file "
-                + "limit (RLIMIT_NOFILE, hard limit " + std::to_string(files.rlim_max) + ") is too low.";
-            break;
-        }
-        MemoryPoint p;
-        p.count = count;
-        p.oursKiB = growthKiB(servers.ours("mem-" + std::to_string(count)), int(count));
-        p.rawKiB = growthKiB(servers.raw("mem-raw-" + std::to_string(count), small, big), int(count));
-        std::printf("memory   connections  %7ld  ours %8.0f B/conn  raw %8.0f B/conn\n", count,
-                    p.oursKiB * 1024.0 / double(count), p.rawKiB * 1024.0 / double(count));
-        std::fflush(stdout);
-        memory.push_back(p);
-    }
-    {
-        std::ofstream out(dir + "/memory.csv");
-        out << "connections,ours_bytes_per_conn,raw_bytes_per_conn,ours_rss_growth_kib,raw_rss_growth_kib,rounds\n";
-        for (const MemoryPoint &p : memory) {
-            out << p.count << "," << num(p.oursKiB * 1024.0 / double(p.count), 0) << ","
-                << num(p.rawKiB * 1024.0 / double(p.count), 0) << "," << p.oursKiB << "," << p.rawKiB << ",1\n";
-        }
-    }
+    const std::vector<MemoryPoint> memory = memoryCurve(dir, servers, small, big, &cut);
 
     std::ofstream md(dir + "/curves.md");
     char when[64];
