@@ -7,9 +7,11 @@
 //             [--gateway PATH]   (another build of the SDK host, to measure a change)
 //             [--gateway-env NAME=VALUE]  (environment of the SDK host only, repeatable)
 //   oru_bench --profile callgrind|perf --dir DIR [--requests N]
+//   oru_bench --curves --out DIR   (cost curves as CSV, see curves.h)
 
 #include "bench_client.h"
 #include "bench_util.h"
+#include "curves.h"
 #ifdef ORU_BENCH_QTRO
 #include "baselines.h"
 #endif
@@ -717,6 +719,7 @@ int main(int argc, char **argv)
     Settings set;
     std::string out, profileTool, profileDir, only = "rtt,rate,stream,payload,stall,memory";
     int requests = 5000;
+    bool curves = false;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "--full") {
@@ -743,13 +746,38 @@ int main(int argc, char **argv)
             profileDir = argv[++i];
         } else if (a == "--requests" && i + 1 < argc) {
             requests = std::atoi(argv[++i]);
+        } else if (a == "--curves") {
+            curves = true;
+        } else if (a == "--help") {
+            std::printf("usage: oru_bench [--quick|--full] [--out FILE] [--only SECTIONS] [--gateway PATH] "
+                        "[--gateway-env NAME=VALUE]\n"
+                        "       oru_bench --curves [--out DIR] [--gateway PATH] [--gateway-env NAME=VALUE]\n"
+                        "       oru_bench --profile callgrind|perf --dir DIR [--requests N]\n");
+            return 0;
         } else if (a != "--quick") {
-            std::fprintf(stderr,
-                         "usage: %s [--quick|--full] [--out FILE] [--only SECTIONS] [--gateway PATH] [--gateway-env "
-                         "NAME=VALUE] | --profile callgrind|perf --dir DIR [--requests N]\n",
-                         argv[0]);
+            const bool takesValue = a == "--only" || a == "--gateway-env" || a == "--gateway" || a == "--out"
+                || a == "--profile" || a == "--dir" || a == "--requests";
+            std::fprintf(stderr, "oru_bench: %s '%s' (oru_bench --help lists the options)\n",
+                         takesValue ? "missing value after" : "unknown option", a.c_str());
             return 2;
         }
+    }
+    // Values that would otherwise run nothing, or something else, without a word.
+    std::string badValue;
+    if (!profileTool.empty() && profileTool != "callgrind" && profileTool != "perf")
+        badValue = "--profile takes callgrind or perf";
+    else if (requests < 10)
+        badValue = "--requests takes a number of at least 10";
+    for (size_t from = 0; badValue.empty() && from <= only.size();) {
+        const size_t comma = std::min(only.find(',', from), only.size());
+        const std::string name = only.substr(from, comma - from);
+        if (std::string(",rtt,rate,stream,payload,stall,memory,").find("," + name + ",") == std::string::npos)
+            badValue = "--only takes rtt, rate, stream, payload, stall and memory, not '" + name + "'";
+        from = comma + 1;
+    }
+    if (!badValue.empty()) {
+        std::fprintf(stderr, "oru_bench: %s\n", badValue.c_str());
+        return 2;
     }
     const std::string self = QCoreApplication::applicationFilePath().toStdString();
     binDir = self.substr(0, self.rfind('/'));
@@ -764,6 +792,20 @@ int main(int argc, char **argv)
     setrlimit(RLIMIT_NOFILE, &files);
 
     int rc = 0;
+    if (curves) {
+        CurveServers servers;
+        servers.ours = [](const std::string &name) {
+            std::shared_ptr<Gateway> g = startGateway(name, false);
+            return Served{g->target, g->process.pid(), g};
+        };
+        servers.raw = [](const std::string &name, size_t small, size_t big) {
+            std::shared_ptr<Gateway> g = startRaw(name, small, big);
+            return Served{g->target, g->process.pid(), g};
+        };
+        rc = runCurves(out.empty() ? "curves" : out, servers);
+        std::system(("rm -rf '" + workDir + "'").c_str());
+        return rc;
+    }
     if (!profileTool.empty()) {
         rc = profile(profileTool, profileDir.empty() ? workDir : profileDir, requests);
         std::system(("rm -rf '" + workDir + "'").c_str());

@@ -4,6 +4,7 @@
 #   scripts/bench.sh --full       the same with longer runs and more rounds
 #   scripts/bench.sh --callgrind  gateway instructions per round trip (repeatable)
 #   scripts/bench.sh --perf       perf profile of the gateway under load
+#   scripts/bench.sh --curves     cost against connections, sockets, chunk size (CSV and PNG)
 # Further arguments go to the driver (e.g. --only rtt,rate or --gateway PATH).
 # The table goes to stdout and to $BUILD_DIR/bench-results.md.
 set -euo pipefail
@@ -11,14 +12,16 @@ cd "$(dirname "$0")/.."
 
 mode=--quick
 case "${1:-}" in
-  --quick|--full|--callgrind|--perf) mode=$1; shift ;;
+  --quick|--full|--callgrind|--perf|--curves) mode=$1; shift ;;
 esac
 
 # The baselines are optional: without their packages the table just lacks them.
+# The curves compare with the raw sockets only and need just the plotting.
 optional=(libqt5remoteobjects5-dev libqt5remoteobjects5-bin libgrpc++-dev protobuf-compiler-grpc)
 case $mode in
   --callgrind) optional+=(valgrind) ;;
   --perf) optional+=(linux-perf) ;;
+  --curves) optional=(python3-matplotlib) ;;
 esac
 scripts/install-deps.sh
 scripts/install-deps.sh "${optional[@]}" || echo "bench: optional packages not installed, going on without them" >&2
@@ -55,5 +58,12 @@ case $mode in
           | grep '%' | head -60; } > "$dir/perf-top.$level.txt" || true
     done
     echo "Reports: $dir/perf-top.*.txt"
+    ;;
+  --curves)
+    dir="$build/curves"
+    "$driver" --curves --out "$dir" "$@"
+    # Debian's interpreter, where python3-matplotlib is installed.
+    /usr/bin/python3 bench/plot_curves.py "$dir" || echo "bench: no plots (python3-matplotlib missing?)" >&2
+    echo "CSV, curves.md and PNGs: $dir (BENCHMARKS.md shows the PNGs copied to docs/bench/)"
     ;;
 esac
