@@ -254,18 +254,29 @@ private slots:
         QVERIFY(client({"net", "get", "--dev", "cam2"}).out.startsWith("ip=192.0.2.77 "));
     }
 
-    void liveStreamToFile()
+    // Pictures to a file or (--out -) to stdout, the summary as JSON on the other channel.
+    void liveStream_data()
     {
-        const QString file = dir.filePath(QStringLiteral("live.mjpeg"));
-        const Run r = client({"live", "--dev", "cam1", "--seconds", "2", "--out", file, "--json"});
-        QCOMPARE(r.code, 0);
-        const QJsonObject stats = jsonOf(r);
-        QVERIFY2(stats.value("frames").toInt() > 0, qPrintable(r.out));
-        QFile clip(file);
-        QVERIFY(clip.open(QIODevice::ReadOnly));
-        const QByteArray bytes = clip.readAll();
-        QCOMPARE(double(bytes.size()), stats.value("bytes").toDouble());
-        QCOMPARE(bytes.count("\xFF\xD8\xFF"), stats.value("frames").toInt()); // one JPEG per data frame
+        QTest::addColumn<bool>("toStdout");
+        QTest::newRow("to a file") << false;
+        QTest::newRow("to stdout") << true;
+    }
+
+    void liveStream()
+    {
+        QFETCH(bool, toStdout);
+        QFile clip(dir.filePath(QStringLiteral("live.mjpeg")));
+        QProcess p;
+        startClient(p,
+                    {"live", "--dev", "cam1", "--seconds", "1", "--out", toStdout ? "-" : clip.fileName(), "--json"});
+        QVERIFY(p.waitForFinished(15000));
+        QCOMPARE(p.exitCode(), 0);
+        const QByteArray out = p.readAllStandardOutput(), err = p.readAllStandardError();
+        const QByteArray pictures = toStdout ? out : (clip.open(QIODevice::ReadOnly) ? clip.readAll() : QByteArray());
+        const QJsonObject stats = QJsonDocument::fromJson(toStdout ? err : out).object();
+        QVERIFY2(stats.value("frames").toInt() > 0, toStdout ? err.constData() : out.constData());
+        QCOMPARE(double(pictures.size()), stats.value("bytes").toDouble());
+        QCOMPARE(pictures.count("\xFF\xD8\xFF"), stats.value("frames").toInt()); // one JPEG per data frame
     }
 
     // A refused stream says the gateway's reason and leaves no empty file.
@@ -286,19 +297,6 @@ private slots:
         const Run r = client({"upgrade", "progress", "--dev", "nvr1", "--wait", "--json"});
         QCOMPARE(r.code, 0);
         QCOMPARE(jsonOf(r).value("phase").toString(), QStringLiteral("done"));
-    }
-
-    // --out - puts the pictures on stdout and the summary on stderr.
-    void liveStreamToStdout()
-    {
-        QProcess p;
-        startClient(p, {"live", "--dev", "cam1", "--seconds", "1", "--out", "-", "--json"});
-        QVERIFY(p.waitForFinished(15000));
-        QCOMPARE(p.exitCode(), 0);
-        const QByteArray pictures = p.readAllStandardOutput();
-        const QJsonObject stats = QJsonDocument::fromJson(p.readAllStandardError()).object();
-        QVERIFY(pictures.startsWith("\xFF\xD8\xFF"));
-        QCOMPARE(double(pictures.size()), stats.value("bytes").toDouble());
     }
 
     void snapshotIsADecodableJpeg()
@@ -444,48 +442,29 @@ private slots:
         QCOMPARE(r.err, QStringLiteral("oru-client presets: get presets: no answer within 300 ms\n"));
     }
 
-    // Channels outside a device's range, negative ones too, are refused with
-    // NoChannel by every request that takes one, and the simulator lives on.
-    void simRefusesChannelsOutOfRange_data()
-    {
-        QTest::addColumn<int>("channel");
-        QTest::newRow("-1") << -1;
-        QTest::newRow("0") << 0;
-        QTest::newRow("lowest int") << std::numeric_limits<int>::min();
-    }
-
-    void simRefusesChannelsOutOfRange()
-    {
-        QFETCH(int, channel);
-        Client c;
-        QVERIFY(c.connectToServer(messageServer));
-        const auto presets = c.getPresets(QStringLiteral("cam1"), channel);
-        const auto patrols = c.getPatrols(QStringLiteral("cam1"), channel);
-        const auto osd = c.setOSD({QString(), QStringLiteral("cam1"), channel, QStringLiteral("x")});
-        const auto ptz = c.ptzCtrl({QString(), QStringLiteral("cam1"), channel, 0, 0, 4});
-        for (const oru_client::PendingCall *call : {presets.call(), patrols.call(), osd.call(), ptz.call()}) {
-            QVERIFY(QTest::qWaitFor([&] { return call->isFinished(); }, 5000));
-            QCOMPARE(call->response().errorCode, 1003);
-        }
-        QCOMPARE(sim.state(), QProcess::Running);
-    }
-
-    // Values a request can carry but a device cannot take get BadArgument.
-    void simRefusesValuesOutOfRange()
+    // Channels outside a device's range (negative ones too) get NoChannel from
+    // every request that takes one, values a device cannot take BadArgument;
+    // the simulator lives on.
+    void simRefusesOutOfRange()
     {
         Client c;
         QVERIFY(c.connectToServer(messageServer));
         const QString cam = QStringLiteral("cam1");
-        const auto speed = c.ptzCtrl({QString(), cam, 1, 0, 0, 9});
-        const auto action = c.ptzCtrl({QString(), cam, 1, 0, 5, 4});
-        const auto stay = c.operPatrolPreset({QString(), cam, 1, 1, 1, -5, 0});
-        const auto stops = c.setPatrolPresets({QString(), cam, 1, 1, {{1, -5}}});
-        const auto patrol = c.setPatrolPresets({QString(), cam, 1, -3, {{1, 5}}});
-        for (const oru_client::PendingCall *call :
-             {speed.call(), action.call(), stay.call(), stops.call(), patrol.call()}) {
-            QVERIFY(QTest::qWaitFor([&] { return call->isFinished(); }, 5000));
-            QCOMPARE(call->response().errorCode, 1005);
+        const auto refused = [](const oru_client::PendingCall *call, int code) {
+            return QTest::qWaitFor([&] { return call->isFinished(); }, 5000) && call->response().errorCode == code;
+        };
+        for (int channel : {-1, 0, std::numeric_limits<int>::min()}) {
+            QVERIFY(refused(c.getPresets(cam, channel).call(), 1003));
+            QVERIFY(refused(c.getPatrols(cam, channel).call(), 1003));
+            QVERIFY(refused(c.setOSD({QString(), cam, channel, QStringLiteral("x")}).call(), 1003));
+            QVERIFY(refused(c.ptzCtrl({QString(), cam, channel, 0, 0, 4}).call(), 1003));
         }
+        QVERIFY(refused(c.ptzCtrl({QString(), cam, 1, 0, 0, 9}).call(), 1005));
+        QVERIFY(refused(c.ptzCtrl({QString(), cam, 1, 0, 5, 4}).call(), 1005));
+        QVERIFY(refused(c.operPatrolPreset({QString(), cam, 1, 1, 1, -5, 0}).call(), 1005));
+        QVERIFY(refused(c.setPatrolPresets({QString(), cam, 1, 1, {{1, -5}}}).call(), 1005));
+        QVERIFY(refused(c.setPatrolPresets({QString(), cam, 1, -3, {{1, 5}}}).call(), 1005));
+        QCOMPARE(sim.state(), QProcess::Running);
     }
 
     // A set command changes what it is given and keeps the rest.
