@@ -54,8 +54,6 @@ private slots:
     void encode();
     void readInPieces_data();
     void readInPieces();
-    void shortTailIsReadShort();
-    void smallTailWaitsForNineBytes();
     void stopLeavesTheRest();
     void largestFrame_data();
     void largestFrame();
@@ -115,39 +113,6 @@ void tst_Frame::readInPieces()
     }
     QCOMPARE(got, sent);
     QCOMPARE(pending, qint64(0));
-}
-
-// The reader takes a frame once `length` bytes are there, four short of its
-// end: a frame missing its last bytes is delivered with an empty payload.
-void tst_Frame::shortTailIsReadShort()
-{
-    const QByteArray whole = frame(7, QByteArray(100, 'x'));
-    Pipe pipe;
-    qint64 pending = 0;
-    pipe.feed(whole.left(whole.size() - 4));
-    const Frames got = readAll(pipe, pending);
-    QCOMPARE(got.size(), 1);
-    QCOMPARE(got.first().first, 7);
-    QVERIFY(got.first().second.isEmpty());
-}
-
-// Fewer than nine buffered bytes never start a pass, even with a length pending.
-void tst_Frame::smallTailWaitsForNineBytes()
-{
-    const QByteArray whole = frame(5, "ab"); // 15 bytes
-    Pipe pipe;
-    qint64 pending = 0;
-    pipe.feed(whole.left(8));
-    QVERIFY(readAll(pipe, pending).isEmpty());
-    QCOMPARE(pending, qint64(0));
-    pipe.feed(whole.mid(8, 1));
-    QVERIFY(readAll(pipe, pending).isEmpty());
-    QCOMPARE(pending, qint64(3));
-    pipe.feed(whole.mid(9));
-    QVERIFY(readAll(pipe, pending).isEmpty()); // 7 bytes buffered: still waiting
-    pipe.feed(frame(6, "cd"));
-    const Frames got = readAll(pipe, pending);
-    QCOMPARE(got, (Frames{{5, "ab"}, {6, "cd"}}));
 }
 
 void tst_Frame::stopLeavesTheRest()
