@@ -164,7 +164,6 @@ private slots:
 
     void liveStreamId_data();
     void liveStreamId();
-    void equalLiveRequestsShareOneStream();
     void collidingChannelsGetTheirOwnStreams_data();
     void collidingChannelsGetTheirOwnStreams();
     void hugeDeviceIdIsCutInLog();
@@ -233,29 +232,6 @@ void tst_Stream::liveStreamId()
                      .arg(QString::number(id), devId, QString::number(channel))));
 }
 
-void tst_Stream::equalLiveRequestsShareOneStream()
-{
-    QSignalSpy live(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq);
-    Connection a, b, other;
-    const StreamId id = openShared(&a, &b, QStringLiteral("shared"));
-    QCOMPARE(id, 2218186565u);
-    QVERIFY(oru_test::connectStreamLogged(&other));
-    const StreamId otherId = open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("shared"), 2, 0));
-    QCOMPARE(otherId, 1609112736u);
-    QCOMPARE(ids(live), (QList<StreamId>{id, id, otherId}));
-
-    // One write, the same bytes on both sockets of the stream, none on the other.
-    QByteArray media(70000, Qt::Uninitialized);
-    for (int i = 0; i < media.size(); ++i)
-        media[i] = char(i * 7 + i / 256);
-    oru_sdk::write_stream_data(id, media);
-    QVERIFY(receivesOnly(&a, media) && receivesOnly(&b, media));
-    QCOMPARE(other.collectFrames(50).size(), 0);
-    oru_sdk::write_stream_data(otherId, "other");
-    QVERIFY(receivesOnly(&other, "other"));
-    QCOMPARE(a.collectFrames(50).size() + b.collectFrames(0).size(), 0);
-}
-
 void tst_Stream::collidingChannelsGetTheirOwnStreams_data()
 {
     QTest::addColumn<QString>("devA");
@@ -312,7 +288,6 @@ void tst_Stream::hugeDeviceIdIsCutInLog()
 void tst_Stream::playbackByFile()
 {
     QSignalSpy file(&DgwSignals::instance(), &DgwSignals::signalPlaybackByFileReq);
-    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
     Connection a, b;
     QVERIFY(oru_test::connectStreamLogged(&a) && oru_test::connectStreamLogged(&b));
     oru_test::LogCursor cursor;
@@ -334,15 +309,7 @@ void tst_Stream::playbackByFile()
     oru_sdk::write_stream_data(first, "to a");
     QVERIFY(receivesOnly(&a, "to a"));
     QCOMPARE(b.collectFrames(0).size(), 0);
-
-    // The only socket of a playback leaving stops exactly that playback.
-    a.disconnectFromServer();
-    QTRY_COMPARE(gone.count(), 1);
     QCOMPARE(barrier(&b), qint64(second));
-    QCOMPARE(ids(gone), QList<StreamId>{first});
-    oru_sdk::write_stream_data(first, "late");
-    oru_sdk::write_stream_data(second, "to b");
-    QVERIFY(receivesOnly(&b, "to b"));
 }
 
 void tst_Stream::playbackByTime_data()
@@ -365,17 +332,13 @@ void tst_Stream::playbackByTime()
     QVERIFY(oru_test::connectStreamLogged(&a));
     oru_test::LogCursor cursor;
     a.sendFrame(MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("dvr"), 0, start, 77));
-    a.sendFrame(MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("dvr"), 0, start, 77));
-    QTRY_COMPARE(time.count(), 2);
-    QVERIFY(time.at(0).at(0).toUInt() != time.at(1).at(0).toUInt());
+    QTRY_COMPARE(time.count(), 1);
     const auto c = time.at(0).at(1).value<oru_sdk::PlaybackByTimeCondition>();
     QCOMPARE((QVariantList{c.devId, c.channel, c.startTime.isValid(), c.startTime, c.param3}),
              (QVariantList{QStringLiteral("dvr"), 0, expected.isValid(), expected, 77}));
-    const QStringList lines = cursor.lines();
-    QCOMPARE(lines.size(), 2);
-    QCOMPARE(lines.first(),
-             QStringLiteral("client request playback by time, stream id:%1, device id:dvr, channel index:0")
-                 .arg(time.at(0).at(0).toUInt()));
+    QCOMPARE(cursor.lines(),
+             QStringList(QStringLiteral("client request playback by time, stream id:%1, device id:dvr, channel index:0")
+                             .arg(time.at(0).at(0).toUInt())));
 }
 
 void tst_Stream::emptyDataIsOneByteBlock_data()
@@ -872,7 +835,6 @@ void tst_Stream::mainClientExitClosesStreamListener()
     ORU_REQUIRE_OWN_PROCESS();
     QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
     QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
-    QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
     Connection control, stream;
     QVERIFY(oru_test::connectControl(&control, true));
     QVERIFY(oru_test::connectStreamLogged(&stream));
@@ -891,9 +853,7 @@ void tst_Stream::mainClientExitClosesStreamListener()
     // The socket attached before goes on as before.
     oru_sdk::write_stream_data(id, "after exit");
     QVERIFY(receivesOnly(&stream, "after exit"));
-    stream.sendFrame(MessageType::PlaybackCtrlReq);
-    QTRY_COMPARE(ctrl.count(), 1);
-    QCOMPARE(ctrl.at(0).at(0).toUInt(), id);
+    QCOMPARE(barrier(&stream), qint64(id));
     stream.disconnectFromServer();
     QTRY_COMPARE(gone.count(), 1);
     QCOMPARE(gone.at(0).at(0).toUInt(), id);
