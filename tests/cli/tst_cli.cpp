@@ -314,10 +314,10 @@ private slots:
         QTest::addColumn<QString>("command");
         QTest::addColumn<bool>("freeze");
         QTest::addColumn<int>("code");
-        QTest::newRow("live, killed") << "live" << false << 3;
-        QTest::newRow("live, frozen") << "live" << true << 4;
-        QTest::newRow("playback, killed") << "playback" << false << 3;
-        QTest::newRow("playback, frozen") << "playback" << true << 4;
+        for (const char *command : {"live", "playback"}) {
+            QTest::addRow("%s, killed", command) << command << false << 3;
+            QTest::addRow("%s, frozen", command) << command << true << 4;
+        }
     }
 
     void streamEndsWithTheGateway()
@@ -379,15 +379,12 @@ private slots:
     {
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<QString>("line");
-        QTest::newRow("name in use") << QStringList{
-            "--message-server", messageServer, "--stream-server",
-            streamServer} << QStringLiteral("oru-dgw-sim: a gateway is already listening on '%1'").arg(messageServer);
-        QTest::newRow("frame rate") << QStringList{"--message-server",
-                                                   messageServer + "-fps",
-                                                   "--stream-server",
-                                                   streamServer + "-fps",
-                                                   "--fps",
-                                                   "61"}
+        const auto names = [this](const QString &suffix) {
+            return QStringList{"--message-server", messageServer + suffix, "--stream-server", streamServer + suffix};
+        };
+        const QString inUse = QStringLiteral("oru-dgw-sim: a gateway is already listening on '%1'");
+        QTest::newRow("name in use") << names(QString()) << inUse.arg(messageServer);
+        QTest::newRow("frame rate") << names("-fps") + QStringList{"--fps", "61"}
                                     << "oru-dgw-sim: --fps takes 1 to 60 and --alarm-interval a number of seconds";
     }
 
