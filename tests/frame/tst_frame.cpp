@@ -72,40 +72,6 @@ private slots:
         QCOMPARE(frame(type, payload).toHex(), expected.toHex());
     }
 
-    // Any cut of a byte stream of whole frames, fed as it arrives, yields the
-    // frames in order (the 13-byte cut points are where the reader must wait).
-    void readInPieces_data()
-    {
-        QTest::addColumn<QList<int>>("cuts");
-        QTest::newRow("all at once") << QList<int>{};
-        QTest::newRow("after the length") << QList<int>{8};
-        QTest::newRow("after the header") << QList<int>{13};
-        QTest::newRow("inside the payload") << QList<int>{20};
-        QTest::newRow("after the first frame") << QList<int>{frame(1, QByteArray(30, 'a')).size()};
-        QTest::newRow("every 9 bytes") << QList<int>{9, 18, 27, 36, 45, 54, 63};
-    }
-
-    void readInPieces()
-    {
-        QFETCH(QList<int>, cuts);
-        const Frames sent{{1, QByteArray(30, 'a')}, {-3, QByteArray(40, 'b')}, {113, QByteArray(20, 'c')}};
-        QByteArray stream;
-        for (const auto &f : sent)
-            stream += frame(f.first, f.second);
-        cuts.append(stream.size());
-        Pipe pipe;
-        qint64 pending = 0;
-        Frames got;
-        int at = 0;
-        for (int cut : qAsConst(cuts)) {
-            pipe.feed(stream.mid(at, cut - at));
-            at = cut;
-            got += readAll(pipe, pending);
-        }
-        QCOMPARE(got, sent);
-        QCOMPARE(pending, qint64(0));
-    }
-
     void stopLeavesTheRest()
     {
         Pipe pipe;
