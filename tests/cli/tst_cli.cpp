@@ -127,14 +127,12 @@ private:
                 QStringList{QStringLiteral("--message-server"), msg, QStringLiteral("--stream-server"), stream,
                             QStringLiteral("--quiet")}
                     + extra);
-        return p.waitForStarted()
-            && QTest::qWaitFor(
-                   [&] {
-                       QLocalSocket probe;
-                       probe.connectToServer(msg);
-                       return probe.waitForConnected(100);
-                   },
-                   10000);
+        const auto listening = [&] {
+            QLocalSocket probe;
+            probe.connectToServer(msg);
+            return probe.waitForConnected(100);
+        };
+        return p.waitForStarted() && QTest::qWaitFor(listening, 10000);
     }
 
 private slots:

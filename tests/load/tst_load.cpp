@@ -75,15 +75,8 @@ void settle(int ms)
 
 // Host threads that are joined however the test ends; `stopping` tells them
 // to stop waiting for the test's side (a failed check returns early).
-class HostThreads
-{
-public:
+struct HostThreads {
     ~HostThreads() { join(); }
-    template <typename Run>
-    void start(Run run)
-    {
-        threads.emplace_back(run);
-    }
     void join()
     {
         stopping = true;
@@ -93,8 +86,6 @@ public:
         }
     }
     std::atomic<bool> stopping{false};
-
-private:
     std::vector<std::thread> threads;
 };
 
@@ -333,7 +324,7 @@ private slots:
         std::atomic<int> running{threads}, visitors{0};
         HostThreads hosts;
         for (int t = 0; t < threads; ++t) {
-            hosts.start([t, &running, &visitors, &hosts] {
+            hosts.threads.emplace_back([t, &running, &visitors, &hosts] {
                 for (int seq = 0; seq < pushes; ++seq) {
                     push_dev_status_msg(QStringLiteral("%1:%2").arg(t).arg(seq), DevStatus(seq % 3));
                     while (visitors < seq / 100 && !hosts.stopping)
@@ -399,12 +390,12 @@ private slots:
         // The writers keep pace with the replacements, so that writing and
         // sockets coming and going overlap however fast either side runs.
         std::atomic<int> running{writers}, replaced{0};
-        HostThreads threads;
+        HostThreads hosts;
         for (int w = 0; w < writers; ++w) {
-            threads.start([w, stream, &running, &replaced, &threads] {
+            hosts.threads.emplace_back([w, stream, &running, &replaced, &hosts] {
                 for (int seq = 0; seq < frames; ++seq) {
                     write_stream_data(stream, streamPayload(w, seq));
-                    while (replaced < seq / 20 && !threads.stopping)
+                    while (replaced < seq / 20 && !hosts.stopping)
                         std::this_thread::sleep_for(std::chrono::milliseconds(1));
                 }
                 --running;
@@ -424,7 +415,7 @@ private slots:
             QVERIFY(join(watchers[index].get()));
             ++replaced;
         }
-        threads.join();
+        hosts.join();
         for (int i = 0; i < sockets; ++i) {
             Connection *c = watchers[size_t(i)].get();
             if (i < stable)
@@ -466,7 +457,7 @@ private slots:
             QVERIFY(oru_test::connectControl(clients.back().get()));
         }
         HostThreads writer;
-        writer.start([stream] {
+        writer.threads.emplace_back([stream] {
             for (int seq = 0; seq < frames; ++seq) {
                 write_stream_data(stream, streamPayload(0, seq));
                 if (seq % 20 == 19)
