@@ -48,13 +48,6 @@ public:
     {
         return QTest::qWaitFor([&] { return frames.size() >= n; }, 3000);
     }
-    template <class M>
-    QString requestId(int i) const
-    {
-        M m;
-        parseMessage(frames.at(i).payload, &m);
-        return QString::fromStdString(m.request_id());
-    }
     void send(MessageType type, const QByteArray &payload) { socket->write(encodeFrame(type, payload)); }
 
     QLocalServer server;
@@ -504,8 +497,10 @@ private slots:
         QString seenLater; // then() on a call that has not finished yet
         first.then(this, [&](const oru_client::Reply<PresetList> &r) { seenLater = r.value().value(0).name; });
         QVERIFY(fake.waitForFrames(2));
-        const QString id1 = fake.requestId<oru_sdk_proto::ChannelReq>(0),
-                      id2 = fake.requestId<oru_sdk_proto::ChannelReq>(1);
+        oru_sdk_proto::ChannelReq sent[2];
+        QVERIFY(parseMessage(fake.frames.at(0).payload, &sent[0]) && parseMessage(fake.frames.at(1).payload, &sent[1]));
+        const QString id1 = QString::fromStdString(sent[0].request_id()),
+                      id2 = QString::fromStdString(sent[1].request_id());
         QVERIFY(id1 != id2);
         fake.send(MessageType::GetPresetsRes,
                   presetsAnswer(QStringLiteral("somebody-else"), QStringLiteral("stranger")));

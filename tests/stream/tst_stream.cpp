@@ -216,36 +216,28 @@ private slots:
 
     void collidingChannelsGetTheirOwnStreams_data()
     {
-        QTest::addColumn<QString>("devA");
-        QTest::addColumn<int>("channelA");
-        QTest::addColumn<int>("typeA");
-        QTest::addColumn<QString>("devB");
-        QTest::addColumn<int>("channelB");
-        QTest::addColumn<int>("typeB");
+        QTest::addColumn<QByteArray>("requestA");
+        QTest::addColumn<QByteArray>("requestB");
         // Written one after the other, both give the same text.
-        QTest::newRow("device and channel") << "nvr1" << 12 << 0 << "nvr11" << 2 << 0;
-        QTest::newRow("numeric device") << "1" << 11 << 0 << "11" << 1 << 0;
-        QTest::newRow("channel and type") << "cam2" << 1 << 10 << "cam21" << 1 << 0;
+        QTest::newRow("device and channel") << liveReq("nvr1", 12, 0) << liveReq("nvr11", 2, 0);
+        QTest::newRow("numeric device") << liveReq("1", 11, 0) << liveReq("11", 1, 0);
+        QTest::newRow("channel and type") << liveReq("cam2", 1, 10) << liveReq("cam21", 1, 0);
     }
 
     void collidingChannelsGetTheirOwnStreams()
     {
-        QFETCH(QString, devA);
-        QFETCH(int, channelA);
-        QFETCH(int, typeA);
-        QFETCH(QString, devB);
-        QFETCH(int, channelB);
-        QFETCH(int, typeB);
+        QFETCH(QByteArray, requestA);
+        QFETCH(QByteArray, requestB);
         Connection a, b, b2;
         QVERIFY(oru_test::connectStreamLogged(&a) && oru_test::connectStreamLogged(&b)
                 && oru_test::connectStreamLogged(&b2));
-        const StreamId idA = open(&a, MessageType::LiveVideoConnReq, liveReq(devA, channelA, typeA));
+        const StreamId idA = open(&a, MessageType::LiveVideoConnReq, requestA);
         oru_test::LogCursor cursor;
-        const StreamId idB = open(&b, MessageType::LiveVideoConnReq, liveReq(devB, channelB, typeB));
+        const StreamId idB = open(&b, MessageType::LiveVideoConnReq, requestB);
         QVERIFY(idB != idA && idB != 0);
         QCOMPARE(cursor.lines().filter(QStringLiteral("is held by another channel")).size(), 1);
         // The same channel again still shares its stream.
-        QCOMPARE(open(&b2, MessageType::LiveVideoConnReq, liveReq(devB, channelB, typeB)), idB);
+        QCOMPARE(open(&b2, MessageType::LiveVideoConnReq, requestB), idB);
 
         oru_sdk::write_stream_data(idA, "camera A");
         oru_sdk::write_stream_data(idB, "camera B");
@@ -264,11 +256,9 @@ private slots:
         const StreamId first = open(&a, MessageType::PlaybackByFileReq, request),
                        second = open(&b, MessageType::PlaybackByFileReq, request);
         QVERIFY(first != second && first != 0 && second != 0);
-        for (const QList<QVariant> &args : file) {
-            const auto c = args.at(1).value<oru_sdk::PlaybackByFileCondition>();
-            QCOMPARE((QVariantList{c.devId, c.channel, c.fileName, c.param3, c.param4}),
-                     (QVariantList{QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000}));
-        }
+        const auto c = file.at(1).at(1).value<oru_sdk::PlaybackByFileCondition>();
+        QCOMPARE((QVariantList{c.devId, c.channel, c.fileName, c.param3, c.param4}),
+                 (QVariantList{QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000}));
         const QString line =
             QStringLiteral("info client request playback by file, stream id:%1, device id:nvr-7, channel index:12");
         QCOMPARE(cursor.levelLines(), (QStringList{line.arg(first), line.arg(second)}));
