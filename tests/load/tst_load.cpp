@@ -183,16 +183,22 @@ QByteArray streamPayload(int writer, int seq)
 }
 
 // Per writer, the sequence numbers received, in order; false on a frame that
-// is not a whole stream payload.
+// is not a whole stream payload (as stream data, or as a status push's device
+// id with the status its number gives).
 bool readStream(const QList<Frame> &frames, QMap<int, QList<int>> *bySeq)
 {
     for (const Frame &f : frames) {
-        const int semi = f.payload.indexOf(';');
-        const QList<QByteArray> head = f.payload.left(semi).split(',');
-        if (f.type != MessageType::StreamData || semi < 0 || head.size() != 2)
+        proto::DevStatusPush push;
+        const bool isPush = f.type == MessageType::PushDevStatusMsg && parseMessage(f.payload, &push);
+        if (!isPush && f.type != MessageType::StreamData)
+            return false;
+        const QByteArray payload = isPush ? QByteArray::fromStdString(push.dev_id()) : f.payload;
+        const int semi = payload.indexOf(';');
+        const QList<QByteArray> head = payload.left(semi).split(',');
+        if (semi < 0 || head.size() != 2)
             return false;
         const int writer = head[0].toInt(), seq = head[1].toInt();
-        if (f.payload != streamPayload(writer, seq))
+        if (payload != streamPayload(writer, seq) || (isPush && push.status() != seq % 3))
             return false;
         (*bySeq)[writer].append(seq);
     }
@@ -306,19 +312,6 @@ private slots:
         // Both taken in, the hello read: every push reaches them.
         QVERIFY(oru_test::controlBarrier(&main) && oru_test::controlBarrier(&steady));
 
-        const auto check = [](const QList<Frame> &frames, QMap<int, QList<int>> *bySeq) {
-            for (const Frame &f : frames) {
-                proto::DevStatusPush m;
-                if (f.type != MessageType::PushDevStatusMsg || !parseMessage(f.payload, &m))
-                    return false;
-                const QList<QByteArray> ids = QByteArray::fromStdString(m.dev_id()).split(':');
-                if (ids.size() != 2 || m.status() != ids[1].toInt() % 3)
-                    return false;
-                (*bySeq)[ids[0].toInt()].append(ids[1].toInt());
-            }
-            return true;
-        };
-
         // The threads keep pace with the visitors, so that however fast either
         // side runs, pushes and visits overlap.
         std::atomic<int> running{threads}, visitors{0};
@@ -326,7 +319,7 @@ private slots:
         for (int t = 0; t < threads; ++t) {
             hosts.threads.emplace_back([t, &running, &visitors, &hosts] {
                 for (int seq = 0; seq < pushes; ++seq) {
-                    push_dev_status_msg(QStringLiteral("%1:%2").arg(t).arg(seq), DevStatus(seq % 3));
+                    push_dev_status_msg(QString::fromLatin1(streamPayload(t, seq)), DevStatus(seq % 3));
                     while (visitors < seq / 100 && !hosts.stopping)
                         std::this_thread::sleep_for(std::chrono::milliseconds(1));
                 }
@@ -341,7 +334,7 @@ private slots:
             visitor.disconnectFromServer();
             QMap<int, QList<int>> bySeq;
             const QList<Frame> frames = visitor.collectFrames(0);
-            QVERIFY(check(frames, &bySeq) && increasing(bySeq));
+            QVERIFY(readStream(frames, &bySeq) && increasing(bySeq));
             framesSeen += frames.size();
             ++visitors;
         }
@@ -350,7 +343,7 @@ private slots:
             QVERIFY(spin([&] { return c->pendingFrames() >= threads * pushes; }));
             settle(100);
             QMap<int, QList<int>> bySeq;
-            QVERIFY(check(c->collectFrames(0), &bySeq));
+            QVERIFY(readStream(c->collectFrames(0), &bySeq));
             QCOMPARE(bySeq, complete(threads, pushes));
         }
         qInfo("%d pushes from %d threads; %d clients came and went (%d frames among them)", threads * pushes, threads,
