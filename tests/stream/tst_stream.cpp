@@ -151,17 +151,7 @@ StreamId openShared(Connection *a, Connection *b, const QString &devId)
     return open(b, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0)) == id ? id : 0;
 }
 
-// A playback stream on a fresh socket; pushes are checked on what arrives.
-StreamId openPlayback(Connection *c)
-{
-    if (!oru_test::connectStreamLogged(c))
-        return 0;
-    return open(c, MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("push"), 2, QString(), 0));
-}
-
-struct Push {
-    std::function<void(StreamId)> call;
-};
+using Push = std::function<void(StreamId)>;
 } // namespace
 Q_DECLARE_METATYPE(Push)
 
@@ -314,20 +304,17 @@ private slots:
     {
         QFETCH(QByteArray, data);
         QFETCH(QByteArray, frame);
-        QSignalSpy live(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq);
-        // Raw bytes, no splitter in between.
-        QLocalSocket raw;
-        raw.connectToServer(oru_test::startSdk().streamServer);
-        QVERIFY(raw.waitForConnected(3000));
-        raw.write(oru_sdk::encodeFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("raw"), 1, 1)));
-        raw.flush();
-        QTRY_COMPARE(live.count(), 1);
+        Connection c;
+        QVERIFY(oru_test::connectStreamLogged(&c));
+        const StreamId id = open(&c, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("raw"), 1, 1));
+        // Raw bytes: the connection's splitter does not see them.
+        const QSignalBlocker raw(c.localSocket());
         // A second block behind it shows that nothing else came in between.
-        oru_sdk::write_stream_data(live.at(0).at(0).toUInt(), data);
-        oru_sdk::write_stream_data(live.at(0).at(0).toUInt(), "end");
+        oru_sdk::write_stream_data(id, data);
+        oru_sdk::write_stream_data(id, "end");
         const QByteArray end = QByteArray::fromHex("0000000000000004 66 00000003 656e64");
-        QTRY_COMPARE(raw.bytesAvailable(), qint64(frame.size() + end.size()));
-        QCOMPARE(raw.readAll(), frame + end);
+        QTRY_COMPARE(c.localSocket()->bytesAvailable(), qint64(frame.size() + end.size()));
+        QCOMPARE(c.localSocket()->readAll(), frame + end);
     }
 
     void controlRequests_data()
@@ -589,14 +576,15 @@ private slots:
         QFETCH(QByteArray, payload);
         QFETCH(QString, line);
         Connection c;
-        const StreamId id = openPlayback(&c);
+        QVERIFY(oru_test::connectStreamLogged(&c));
+        const StreamId id = open(&c, MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("push"), 2, QString(), 0));
         QVERIFY(id != 0);
         oru_test::LogCursor cursor;
         // To a stream nobody watches it goes nowhere (events are logged all the same).
         const StreamId nobody = id + 1;
-        push.call(nobody);
+        push(nobody);
         oru_sdk::write_stream_data(nobody, "x");
-        push.call(id);
+        push(id);
         Frame frame;
         QVERIFY(c.waitForFrame(&frame));
         QCOMPARE(int(frame.type), int(type));
