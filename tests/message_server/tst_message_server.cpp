@@ -172,13 +172,13 @@ private slots:
         ORU_REQUIRE_OWN_PROCESS();
         Connection main;
         QVERIFY(oru_test::connectControl(&main));
-        const auto answer =
-            connect(&DgwSignals::instance(), &DgwSignals::signalGetDevNetReq, this, [](const QString &id) {
-                oru_sdk::get_dev_net_res({id, 0, QString()}, {});
-            });
+        QObject host; // its connections go with it
+        connect(&DgwSignals::instance(), &DgwSignals::signalGetDevNetReq, &host, [](const QString &id) {
+            oru_sdk::get_dev_net_res({id, 0, QString()}, {});
+        });
         QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
         bool answeredFirst = false;
-        const auto exit = connect(&DgwSignals::instance(), &DgwSignals::signalMainClientExit, this, [&] {
+        connect(&DgwSignals::instance(), &DgwSignals::signalMainClientExit, &host, [&] {
             // What a host that quits here leaves behind is all the client gets.
             answeredFirst = main.localSocket()->waitForReadyRead(1000);
         });
@@ -191,8 +191,6 @@ private slots:
         oru_client::Frame frame;
         QVERIFY(main.waitForFrame(&frame, 0));
         QCOMPARE(frame.type, MessageType::GetDevNetRes);
-        disconnect(answer);
-        disconnect(exit);
     }
 
     // Host threads may still call exports while the process exits, after the
