@@ -260,17 +260,7 @@ class tst_Load : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        // The memory figures leave the log out: its buffers follow bursts of
-        // lines, not connections, and would drown what is measured.
-        const QStringList args = QCoreApplication::arguments();
-        if (args.contains(QLatin1String("connectHelloLeaveCycles"))
-            || args.contains(QLatin1String("socketsKeptBeforeHello"))
-            || args.contains(QLatin1String("limitsHoldUnderAbuse")))
-            qputenv("ORU_LOG_LEVEL", "off");
-        oru_test::startSdk();
-    }
+    void initTestCase() { oru_test::startSdk(); }
 
     // 32 connections x 2,000 requests, answered by four host threads: every
     // answer reaches the connection that asked, once.
