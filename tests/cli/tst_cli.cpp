@@ -48,13 +48,6 @@ public:
     {
         return QTest::qWaitFor([&] { return frames.size() >= n; }, 3000);
     }
-    template <class M>
-    QString requestId(int i) const
-    {
-        M m;
-        parseMessage(frames.at(i).payload, &m);
-        return QString::fromStdString(m.request_id());
-    }
     void send(MessageType type, const QByteArray &payload) { socket->write(encodeFrame(type, payload)); }
 
     QLocalServer server;
@@ -127,14 +120,12 @@ private:
                 QStringList{QStringLiteral("--message-server"), msg, QStringLiteral("--stream-server"), stream,
                             QStringLiteral("--quiet")}
                     + extra);
-        return p.waitForStarted()
-            && QTest::qWaitFor(
-                   [&] {
-                       QLocalSocket probe;
-                       probe.connectToServer(msg);
-                       return probe.waitForConnected(100);
-                   },
-                   10000);
+        const auto listening = [&] {
+            QLocalSocket probe;
+            probe.connectToServer(msg);
+            return probe.waitForConnected(100);
+        };
+        return p.waitForStarted() && QTest::qWaitFor(listening, 10000);
     }
 
 private slots:
@@ -191,6 +182,11 @@ private slots:
         row("secret questions to all, matched by serial", "secret-questions|--sn|SIM-IPC-0002", 0,
             "Name of your first pet");
         row("upgrade check", "upgrade|check|--dev|cam2", 0, "hasUpdate=1 newVersionName=V5.8.0");
+        row("upgrade", "upgrade|do|--dev|nvr1", 0, "^sent\n$");
+        row("upgrade progress waits", "upgrade|progress|--dev|nvr1|--wait|--json", 0, R"("phase":"done")");
+        row("playback honours a skip", "playback|--dev|cam1|--seconds|2|--skip-to|420|--skip-after|1|--json", 0,
+            R"("duration":600,.*"frames":[1-9]\d*,"offsetTime":(4[2-9]|5\d)\d,)");
+        row("watch prints a push", "watch|--count|1|--seconds|10|--json", 0, R"(,"push":"\w+"\}\n$)");
         row("version", "--version", 0, "^oru-client \\d+\\.\\d+\\.\\d+\n$");
         row("devices the gateway manages", "devs|list", 0, "id=cam1 name=\"Front door\" ip=192.0.2.11 status=online\n");
         row("error as one JSON object", "presets|--dev|nope|--json", 1,
@@ -252,20 +248,44 @@ private slots:
         QCOMPARE(client({"net", "set", "--dev", "cam2", "--ip", "192.0.2.77"}).out,
                  QString("devId=cam2 devIp=192.0.2.77\n"));
         QVERIFY(client({"net", "get", "--dev", "cam2"}).out.startsWith("ip=192.0.2.77 "));
+
+        // A set command changes what it is given and keeps the rest: command,
+        // its option, the field it sets, the value.
+        for (const QStringList &set : {QStringList{"net", "--ip", "ip", "192.0.2.21"},
+                                       QStringList{"platform", "--addr", "platformAddr", "p.example.org"}}) {
+            QJsonObject expected = jsonOf(client({set[0], "get", "--dev", "nvr1", "--json"}));
+            QCOMPARE(client({set[0], "set", "--dev", "nvr1", set[1], set[3]}).code, 0);
+            expected.insert(set[2], set[3]);
+            QCOMPARE(jsonOf(client({set[0], "get", "--dev", "nvr1", "--json"})), expected);
+        }
+
+        QCOMPARE(client({"face", "add", "--dev", "nvr1", "--serial", "F9", "--name", "Zoe", "--org", "Lab"}).code, 0);
+        QVERIFY(client({"faces", "--dev", "nvr1", "--json"}).out.contains(R"("organizations":["Lab"])"));
     }
 
-    void liveStreamToFile()
+    // Pictures to a file or (--out -) to stdout, the summary as JSON on the other channel.
+    void liveStream_data()
     {
-        const QString file = dir.filePath(QStringLiteral("live.mjpeg"));
-        const Run r = client({"live", "--dev", "cam1", "--seconds", "2", "--out", file, "--json"});
-        QCOMPARE(r.code, 0);
-        const QJsonObject stats = jsonOf(r);
-        QVERIFY2(stats.value("frames").toInt() > 0, qPrintable(r.out));
-        QFile clip(file);
-        QVERIFY(clip.open(QIODevice::ReadOnly));
-        const QByteArray bytes = clip.readAll();
-        QCOMPARE(double(bytes.size()), stats.value("bytes").toDouble());
-        QCOMPARE(bytes.count("\xFF\xD8\xFF"), stats.value("frames").toInt()); // one JPEG per data frame
+        QTest::addColumn<bool>("toStdout");
+        QTest::newRow("to a file") << false;
+        QTest::newRow("to stdout") << true;
+    }
+
+    void liveStream()
+    {
+        QFETCH(bool, toStdout);
+        QFile clip(dir.filePath(QStringLiteral("live.mjpeg")));
+        QProcess p;
+        startClient(p,
+                    {"live", "--dev", "cam1", "--seconds", "1", "--out", toStdout ? "-" : clip.fileName(), "--json"});
+        QVERIFY(p.waitForFinished(15000));
+        QCOMPARE(p.exitCode(), 0);
+        const QByteArray out = p.readAllStandardOutput(), err = p.readAllStandardError();
+        const QByteArray pictures = toStdout ? out : (clip.open(QIODevice::ReadOnly) ? clip.readAll() : QByteArray());
+        const QJsonObject stats = QJsonDocument::fromJson(toStdout ? err : out).object();
+        QVERIFY2(stats.value("frames").toInt() > 0, toStdout ? err.constData() : out.constData());
+        QCOMPARE(double(pictures.size()), stats.value("bytes").toDouble());
+        QCOMPARE(pictures.count("\xFF\xD8\xFF"), stats.value("frames").toInt()); // one JPEG per data frame
     }
 
     // A refused stream says the gateway's reason and leaves no empty file.
@@ -280,27 +300,6 @@ private slots:
         QVERIFY(!QFile::exists(file));
     }
 
-    void upgradeProgressWaits()
-    {
-        QCOMPARE(client({"upgrade", "do", "--dev", "nvr1"}).code, 0);
-        const Run r = client({"upgrade", "progress", "--dev", "nvr1", "--wait", "--json"});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(jsonOf(r).value("phase").toString(), QStringLiteral("done"));
-    }
-
-    // --out - puts the pictures on stdout and the summary on stderr.
-    void liveStreamToStdout()
-    {
-        QProcess p;
-        startClient(p, {"live", "--dev", "cam1", "--seconds", "1", "--out", "-", "--json"});
-        QVERIFY(p.waitForFinished(15000));
-        QCOMPARE(p.exitCode(), 0);
-        const QByteArray pictures = p.readAllStandardOutput();
-        const QJsonObject stats = QJsonDocument::fromJson(p.readAllStandardError()).object();
-        QVERIFY(pictures.startsWith("\xFF\xD8\xFF"));
-        QCOMPARE(double(pictures.size()), stats.value("bytes").toDouble());
-    }
-
     void snapshotIsADecodableJpeg()
     {
         const QString file = dir.filePath(QStringLiteral("snap.jpg"));
@@ -312,17 +311,6 @@ private slots:
         QCOMPARE(image.size(), QSize(640, 360));
     }
 
-    void playbackHonoursSkip()
-    {
-        const Run r =
-            client({"playback", "--dev", "cam1", "--seconds", "2", "--skip-to", "420", "--skip-after", "1", "--json"});
-        QCOMPARE(r.code, 0);
-        const QJsonObject stats = jsonOf(r);
-        QVERIFY(stats.value("frames").toInt() > 0);
-        QCOMPARE(stats.value("duration").toInt(), 600);
-        QVERIFY2(stats.value("offsetTime").toInt() >= 420, qPrintable(r.out));
-    }
-
     // A gateway killed or frozen in mid-stream ends live and playback with
     // 3 (connection lost) or 4 (no data within the timeout), never 0.
     void streamEndsWithTheGateway_data()
@@ -330,10 +318,10 @@ private slots:
         QTest::addColumn<QString>("command");
         QTest::addColumn<bool>("freeze");
         QTest::addColumn<int>("code");
-        QTest::newRow("live, killed") << "live" << false << 3;
-        QTest::newRow("live, frozen") << "live" << true << 4;
-        QTest::newRow("playback, killed") << "playback" << false << 3;
-        QTest::newRow("playback, frozen") << "playback" << true << 4;
+        for (const char *command : {"live", "playback"}) {
+            QTest::addRow("%s, killed", command) << command << false << 3;
+            QTest::addRow("%s, frozen", command) << command << true << 4;
+        }
     }
 
     void streamEndsWithTheGateway()
@@ -395,15 +383,12 @@ private slots:
     {
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<QString>("line");
-        QTest::newRow("name in use") << QStringList{
-            "--message-server", messageServer, "--stream-server",
-            streamServer} << QStringLiteral("oru-dgw-sim: a gateway is already listening on '%1'").arg(messageServer);
-        QTest::newRow("frame rate") << QStringList{"--message-server",
-                                                   messageServer + "-fps",
-                                                   "--stream-server",
-                                                   streamServer + "-fps",
-                                                   "--fps",
-                                                   "61"}
+        const auto names = [this](const QString &suffix) {
+            return QStringList{"--message-server", messageServer + suffix, "--stream-server", streamServer + suffix};
+        };
+        const QString inUse = QStringLiteral("oru-dgw-sim: a gateway is already listening on '%1'");
+        QTest::newRow("name in use") << names(QString()) << inUse.arg(messageServer);
+        QTest::newRow("frame rate") << names("-fps") + QStringList{"--fps", "61"}
                                     << "oru-dgw-sim: --fps takes 1 to 60 and --alarm-interval a number of seconds";
     }
 
@@ -420,100 +405,46 @@ private slots:
         QCOMPARE(client({"presets", "--dev", "cam1"}).code, 0);
     }
 
-    void watchPrintsPushes()
+    // No gateway (exit 3), or one that never answers (exit 4): one line saying which.
+    void unreachableGatewayIsOneLine()
     {
-        const Run r = client({"watch", "--count", "1", "--seconds", "10", "--json"});
-        QCOMPARE(r.code, 0);
-        QVERIFY2(jsonOf(r).value("push").isString(), qPrintable(r.out));
-    }
-
-    void noGatewayIsOneLine()
-    {
-        const Run r = client({"presets", "--dev", "cam1", "--server", "oru_cli_test_nobody_" + id}, false);
-        QCOMPARE(r.code, 3);
-        QCOMPARE(r.err,
+        const Run none = client({"presets", "--dev", "cam1", "--server", "oru_cli_test_nobody_" + id}, false);
+        QCOMPARE(none.code, 3);
+        QCOMPARE(none.err,
                  QStringLiteral("oru-client presets: no gateway listening on 'oru_cli_test_nobody_%1'\n").arg(id));
-    }
-
-    void silentGatewayTimesOut()
-    {
         FakeGateway fake(QStringLiteral("oru_cli_test_silent_") + id);
-        const Run r =
+        const Run silent =
             client({"presets", "--dev", "cam1", "--server", fake.server.serverName(), "--timeout", "300"}, false);
-        QCOMPARE(r.code, 4);
-        QCOMPARE(r.err, QStringLiteral("oru-client presets: get presets: no answer within 300 ms\n"));
+        QCOMPARE(silent.code, 4);
+        QCOMPARE(silent.err, QStringLiteral("oru-client presets: get presets: no answer within 300 ms\n"));
     }
 
-    // Channels outside a device's range, negative ones too, are refused with
-    // NoChannel by every request that takes one, and the simulator lives on.
-    void simRefusesChannelsOutOfRange_data()
-    {
-        QTest::addColumn<int>("channel");
-        QTest::newRow("-1") << -1;
-        QTest::newRow("0") << 0;
-        QTest::newRow("lowest int") << std::numeric_limits<int>::min();
-    }
-
-    void simRefusesChannelsOutOfRange()
-    {
-        QFETCH(int, channel);
-        Client c;
-        QVERIFY(c.connectToServer(messageServer));
-        const auto presets = c.getPresets(QStringLiteral("cam1"), channel);
-        const auto patrols = c.getPatrols(QStringLiteral("cam1"), channel);
-        const auto osd = c.setOSD({QString(), QStringLiteral("cam1"), channel, QStringLiteral("x")});
-        const auto ptz = c.ptzCtrl({QString(), QStringLiteral("cam1"), channel, 0, 0, 4});
-        for (const oru_client::PendingCall *call : {presets.call(), patrols.call(), osd.call(), ptz.call()}) {
-            QVERIFY(QTest::qWaitFor([&] { return call->isFinished(); }, 5000));
-            QCOMPARE(call->response().errorCode, 1003);
-        }
-        QCOMPARE(sim.state(), QProcess::Running);
-    }
-
-    // Values a request can carry but a device cannot take get BadArgument.
-    void simRefusesValuesOutOfRange()
+    // Channels outside a device's range (negative ones too) get NoChannel from
+    // every request that takes one, values a device cannot take BadArgument;
+    // the simulator lives on.
+    void simRefusesOutOfRange()
     {
         Client c;
         QVERIFY(c.connectToServer(messageServer));
         const QString cam = QStringLiteral("cam1");
-        const auto speed = c.ptzCtrl({QString(), cam, 1, 0, 0, 9});
-        const auto action = c.ptzCtrl({QString(), cam, 1, 0, 5, 4});
-        const auto stay = c.operPatrolPreset({QString(), cam, 1, 1, 1, -5, 0});
-        const auto stops = c.setPatrolPresets({QString(), cam, 1, 1, {{1, -5}}});
-        const auto patrol = c.setPatrolPresets({QString(), cam, 1, -3, {{1, 5}}});
-        for (const oru_client::PendingCall *call :
-             {speed.call(), action.call(), stay.call(), stops.call(), patrol.call()}) {
-            QVERIFY(QTest::qWaitFor([&] { return call->isFinished(); }, 5000));
-            QCOMPARE(call->response().errorCode, 1005);
+        const auto refused = [](const oru_client::PendingCall *call, int code) {
+            return QTest::qWaitFor([&] { return call->isFinished(); }, 5000) && call->response().errorCode == code;
+        };
+        for (int channel : {-1, 0, std::numeric_limits<int>::min()}) {
+            QVERIFY(refused(c.getPresets(cam, channel).call(), 1003));
+            QVERIFY(refused(c.getPatrols(cam, channel).call(), 1003));
+            QVERIFY(refused(c.setOSD({QString(), cam, channel, QStringLiteral("x")}).call(), 1003));
+            QVERIFY(refused(c.ptzCtrl({QString(), cam, channel, 0, 0, 4}).call(), 1003));
         }
-    }
-
-    // A set command changes what it is given and keeps the rest.
-    void setChangesOnlyWhatIsGiven()
-    {
-        // command, its option, the field it sets, the value
-        for (const QStringList &set : {QStringList{"net", "--ip", "ip", "192.0.2.21"},
-                                       QStringList{"platform", "--addr", "platformAddr", "p.example.org"}}) {
-            QJsonObject expected = jsonOf(client({set[0], "get", "--dev", "nvr1", "--json"}));
-            QCOMPARE(client({set[0], "set", "--dev", "nvr1", set[1], set[3]}).code, 0);
-            expected.insert(set[2], set[3]);
-            QCOMPARE(jsonOf(client({set[0], "get", "--dev", "nvr1", "--json"})), expected);
-        }
-
-        QCOMPARE(client({"face", "add", "--dev", "nvr1", "--serial", "F9", "--name", "Zoe", "--org", "Lab"}).code, 0);
-        QVERIFY(client({"faces", "--dev", "nvr1", "--json"}).out.contains(R"("organizations":["Lab"])"));
+        QVERIFY(refused(c.ptzCtrl({QString(), cam, 1, 0, 0, 9}).call(), 1005));
+        QVERIFY(refused(c.ptzCtrl({QString(), cam, 1, 0, 5, 4}).call(), 1005));
+        QVERIFY(refused(c.operPatrolPreset({QString(), cam, 1, 1, 1, -5, 0}).call(), 1005));
+        QVERIFY(refused(c.setPatrolPresets({QString(), cam, 1, 1, {{1, -5}}}).call(), 1005));
+        QVERIFY(refused(c.setPatrolPresets({QString(), cam, 1, -3, {{1, 5}}}).call(), 1005));
+        QCOMPARE(sim.state(), QProcess::Running);
     }
 
     // ---- The library ----
-
-    void callWithoutConnectionFailsAtOnce()
-    {
-        Client c;
-        const auto reply = c.getPresets(QStringLiteral("cam1"), 1);
-        QVERIFY(reply.isFinished());
-        QCOMPARE(reply.error(), CallError::NotConnected);
-        QVERIFY(!reply.ok());
-    }
 
     void callTimesOutWhenNothingAnswers()
     {
@@ -535,10 +466,14 @@ private slots:
         QCOMPARE(fake.frames.first().type, MessageType::GetRtspUrlReq);
     }
 
-    void callFailsWhenTheGatewayGoes()
+    // A call fails at once before the client connects, and when the gateway goes.
+    void callFailsWithoutGateway()
     {
         FakeGateway fake(QStringLiteral("oru_cli_test_fake2_") + id);
         Client c;
+        const auto early = c.getPresets(QStringLiteral("cam1"), 1);
+        QVERIFY(early.isFinished() && !early.ok());
+        QCOMPARE(early.error(), CallError::NotConnected);
         QVERIFY(c.connectToServer(fake.server.serverName()));
         const auto reply = c.getPresets(QStringLiteral("cam1"), 1);
         QVERIFY(fake.waitForFrames(1));
@@ -559,8 +494,10 @@ private slots:
         QString seenLater; // then() on a call that has not finished yet
         first.then(this, [&](const oru_client::Reply<PresetList> &r) { seenLater = r.value().value(0).name; });
         QVERIFY(fake.waitForFrames(2));
-        const QString id1 = fake.requestId<oru_sdk_proto::ChannelReq>(0),
-                      id2 = fake.requestId<oru_sdk_proto::ChannelReq>(1);
+        oru_sdk_proto::ChannelReq sent[2];
+        QVERIFY(parseMessage(fake.frames.at(0).payload, &sent[0]) && parseMessage(fake.frames.at(1).payload, &sent[1]));
+        const QString id1 = QString::fromStdString(sent[0].request_id()),
+                      id2 = QString::fromStdString(sent[1].request_id());
         QVERIFY(id1 != id2);
         fake.send(MessageType::GetPresetsRes,
                   presetsAnswer(QStringLiteral("somebody-else"), QStringLiteral("stranger")));

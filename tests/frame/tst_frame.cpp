@@ -50,166 +50,89 @@ class tst_Frame : public QObject
     Q_OBJECT
 
 private slots:
-    void encode_data();
-    void encode();
-    void readInPieces_data();
-    void readInPieces();
-    void shortTailIsReadShort();
-    void smallTailWaitsForNineBytes();
-    void stopLeavesTheRest();
-    void largestFrame_data();
-    void largestFrame();
-    void splitterTakesWholeFramesOnly();
+    void encode_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QByteArray>("payload");
+        QTest::addColumn<QByteArray>("expected");
+        // Length (payload + 1 for the type), type, then the payload the QDataStream way.
+        QTest::newRow("empty") << 4 << QByteArray("") << QByteArray::fromHex("0000000000000001 04 00000000");
+        QTest::newRow("null payload") << 102 << QByteArray() << QByteArray::fromHex("0000000000000001 66 ffffffff");
+        QTest::newRow("three bytes") << 59 << QByteArray("abc")
+                                     << QByteArray::fromHex("0000000000000004 3b 00000003 616263");
+        QTest::newRow("negative type") << -128 << QByteArray("x")
+                                       << QByteArray::fromHex("0000000000000002 80 00000001 78");
+    }
+
+    void encode()
+    {
+        QFETCH(int, type);
+        QFETCH(QByteArray, payload);
+        QFETCH(QByteArray, expected);
+        QCOMPARE(frame(type, payload).toHex(), expected.toHex());
+    }
+
+    void stopLeavesTheRest()
+    {
+        Pipe pipe;
+        pipe.feed(frame(4, {}) + frame(9, "z"));
+        qint64 pending = 0;
+        int calls = 0;
+        oru_sdk::readFrames(&pipe, pending, [&](MessageType, const QByteArray &) { return ++calls > 1; });
+        QCOMPARE(calls, 1);
+        QCOMPARE(readAll(pipe, pending), (Frames{{9, "z"}}));
+    }
+
+    void largestFrame_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<qint64>("limit");
+        QTest::addColumn<bool>("accepted");
+        QTest::addColumn<qint64>("pending");
+        const QByteArray huge = QByteArray::fromHex("4000000000000000") + QByteArray(8, 'x');
+        QTest::newRow("at the limit") << frame(7, QByteArray(99, 'p')) << qint64(100) << true << qint64(0);
+        QTest::newRow("one over") << frame(7, QByteArray(100, 'p')) << qint64(100) << false << qint64(101);
+        QTest::newRow("2^62 announced") << huge << qint64(100) << false << (qint64(1) << 62);
+        QTest::newRow("negative") << QByteArray::fromHex("ffffffffffffff00") + QByteArray(8, 'x') << qint64(100)
+                                  << false << qint64(-256);
+        QTest::newRow("no limit") << huge << qint64(0) << true << (qint64(1) << 62);
+    }
+
+    void largestFrame()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(qint64, limit);
+        QFETCH(bool, accepted);
+        QFETCH(qint64, pending);
+        Pipe pipe;
+        pipe.feed(bytes);
+        qint64 length = 0;
+        QCOMPARE(oru_sdk::readFrames(
+                     &pipe, length, [](MessageType, const QByteArray &) { return true; }, limit),
+                 accepted);
+        QCOMPARE(length, pending);
+    }
+
+    void splitterTakesWholeFramesOnly()
+    {
+        const QByteArray big(3 << 20, 'q');
+        const QByteArray stream = frame(102, big) + frame(102, QByteArray()) + frame(103, "e");
+        oru_sdk::FrameSplitter splitter;
+        Frames got;
+        for (int at = 0; at < stream.size(); at += 65536 + 7) {
+            splitter.append(stream.mid(at, 65536 + 7));
+            MessageType type;
+            QByteArray payload;
+            while (splitter.next(&type, &payload))
+                got.append({int(type), payload});
+        }
+        QCOMPARE(got.size(), 3);
+        QVERIFY(got[0].second == big);
+        QVERIFY(got[1].second.isNull());
+        QCOMPARE(got[2], (QPair<int, QByteArray>{103, "e"}));
+        QCOMPARE(splitter.buffered(), qint64(0));
+    }
 };
-
-void tst_Frame::encode_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QByteArray>("payload");
-    QTest::addColumn<QByteArray>("expected");
-    // Length (payload + 1 for the type), type, then the payload the QDataStream way.
-    QTest::newRow("empty") << 4 << QByteArray("") << QByteArray::fromHex("0000000000000001 04 00000000");
-    QTest::newRow("null payload") << 102 << QByteArray() << QByteArray::fromHex("0000000000000001 66 ffffffff");
-    QTest::newRow("three bytes") << 59 << QByteArray("abc")
-                                 << QByteArray::fromHex("0000000000000004 3b 00000003 616263");
-    QTest::newRow("negative type") << -128 << QByteArray("x") << QByteArray::fromHex("0000000000000002 80 00000001 78");
-}
-
-void tst_Frame::encode()
-{
-    QFETCH(int, type);
-    QFETCH(QByteArray, payload);
-    QFETCH(QByteArray, expected);
-    QCOMPARE(frame(type, payload).toHex(), expected.toHex());
-}
-
-// Any cut of a byte stream of whole frames, fed as it arrives, yields the
-// frames in order (the 13-byte cut points are where the reader must wait).
-void tst_Frame::readInPieces_data()
-{
-    QTest::addColumn<QList<int>>("cuts");
-    QTest::newRow("all at once") << QList<int>{};
-    QTest::newRow("after the length") << QList<int>{8};
-    QTest::newRow("after the header") << QList<int>{13};
-    QTest::newRow("inside the payload") << QList<int>{20};
-    QTest::newRow("after the first frame") << QList<int>{frame(1, QByteArray(30, 'a')).size()};
-    QTest::newRow("every 9 bytes") << QList<int>{9, 18, 27, 36, 45, 54, 63};
-}
-
-void tst_Frame::readInPieces()
-{
-    QFETCH(QList<int>, cuts);
-    const Frames sent{{1, QByteArray(30, 'a')}, {-3, QByteArray(40, 'b')}, {113, QByteArray(20, 'c')}};
-    QByteArray stream;
-    for (const auto &f : sent)
-        stream += frame(f.first, f.second);
-    cuts.append(stream.size());
-    Pipe pipe;
-    qint64 pending = 0;
-    Frames got;
-    int at = 0;
-    for (int cut : qAsConst(cuts)) {
-        pipe.feed(stream.mid(at, cut - at));
-        at = cut;
-        got += readAll(pipe, pending);
-    }
-    QCOMPARE(got, sent);
-    QCOMPARE(pending, qint64(0));
-}
-
-// The reader takes a frame once `length` bytes are there, four short of its
-// end: a frame missing its last bytes is delivered with an empty payload.
-void tst_Frame::shortTailIsReadShort()
-{
-    const QByteArray whole = frame(7, QByteArray(100, 'x'));
-    Pipe pipe;
-    qint64 pending = 0;
-    pipe.feed(whole.left(whole.size() - 4));
-    const Frames got = readAll(pipe, pending);
-    QCOMPARE(got.size(), 1);
-    QCOMPARE(got.first().first, 7);
-    QVERIFY(got.first().second.isEmpty());
-}
-
-// Fewer than nine buffered bytes never start a pass, even with a length pending.
-void tst_Frame::smallTailWaitsForNineBytes()
-{
-    const QByteArray whole = frame(5, "ab"); // 15 bytes
-    Pipe pipe;
-    qint64 pending = 0;
-    pipe.feed(whole.left(8));
-    QVERIFY(readAll(pipe, pending).isEmpty());
-    QCOMPARE(pending, qint64(0));
-    pipe.feed(whole.mid(8, 1));
-    QVERIFY(readAll(pipe, pending).isEmpty());
-    QCOMPARE(pending, qint64(3));
-    pipe.feed(whole.mid(9));
-    QVERIFY(readAll(pipe, pending).isEmpty()); // 7 bytes buffered: still waiting
-    pipe.feed(frame(6, "cd"));
-    const Frames got = readAll(pipe, pending);
-    QCOMPARE(got, (Frames{{5, "ab"}, {6, "cd"}}));
-}
-
-void tst_Frame::stopLeavesTheRest()
-{
-    Pipe pipe;
-    pipe.feed(frame(4, {}) + frame(9, "z"));
-    qint64 pending = 0;
-    int calls = 0;
-    oru_sdk::readFrames(&pipe, pending, [&](MessageType, const QByteArray &) { return ++calls > 1; });
-    QCOMPARE(calls, 1);
-    QCOMPARE(readAll(pipe, pending), (Frames{{9, "z"}}));
-}
-
-void tst_Frame::largestFrame_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<qint64>("limit");
-    QTest::addColumn<bool>("accepted");
-    QTest::addColumn<qint64>("pending");
-    const QByteArray huge = QByteArray::fromHex("4000000000000000") + QByteArray(8, 'x');
-    QTest::newRow("at the limit") << frame(7, QByteArray(99, 'p')) << qint64(100) << true << qint64(0);
-    QTest::newRow("one over") << frame(7, QByteArray(100, 'p')) << qint64(100) << false << qint64(101);
-    QTest::newRow("2^62 announced") << huge << qint64(100) << false << (qint64(1) << 62);
-    QTest::newRow("negative") << QByteArray::fromHex("ffffffffffffff00") + QByteArray(8, 'x') << qint64(100) << false
-                              << qint64(-256);
-    QTest::newRow("no limit") << huge << qint64(0) << true << (qint64(1) << 62);
-}
-
-void tst_Frame::largestFrame()
-{
-    QFETCH(QByteArray, bytes);
-    QFETCH(qint64, limit);
-    QFETCH(bool, accepted);
-    QFETCH(qint64, pending);
-    Pipe pipe;
-    pipe.feed(bytes);
-    qint64 length = 0;
-    QCOMPARE(oru_sdk::readFrames(
-                 &pipe, length, [](MessageType, const QByteArray &) { return true; }, limit),
-             accepted);
-    QCOMPARE(length, pending);
-}
-
-void tst_Frame::splitterTakesWholeFramesOnly()
-{
-    const QByteArray big(3 << 20, 'q');
-    const QByteArray stream = frame(102, big) + frame(102, QByteArray()) + frame(103, "e");
-    oru_sdk::FrameSplitter splitter;
-    Frames got;
-    for (int at = 0; at < stream.size(); at += 65536 + 7) {
-        splitter.append(stream.mid(at, 65536 + 7));
-        MessageType type;
-        QByteArray payload;
-        while (splitter.next(&type, &payload))
-            got.append({int(type), payload});
-    }
-    QCOMPARE(got.size(), 3);
-    QVERIFY(got[0].second == big);
-    QVERIFY(got[1].second.isNull());
-    QCOMPARE(got[2], (QPair<int, QByteArray>{103, "e"}));
-    QCOMPARE(splitter.buffered(), qint64(0));
-}
 
 QTEST_GUILESS_MAIN(tst_Frame)
 #include "tst_frame.moc"

@@ -193,12 +193,9 @@ private slots:
 
         // The folder does not exist yet: the logger creates it.
         const QString path = freshPath(QStringLiteral("deep/er/x.log"));
-        QVERIFY(!QFileInfo::exists(QFileInfo(path).absolutePath()));
+        const QString op = level + QLatin1Char('=') + QString::fromLatin1(text.toUtf8().toPercentEncoding());
         const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
-        VERIFY_OK(runChild(path,
-                           {QStringLiteral("init"),
-                            level + QLatin1Char('=') + QString::fromLatin1(text.toUtf8().toPercentEncoding()),
-                            QStringLiteral("flush")}));
+        VERIFY_OK(runChild(path, {QStringLiteral("init"), op, QStringLiteral("flush")}));
         const QDateTime after = QDateTime::currentDateTime().addSecs(1);
 
         const QByteArray content = readFile(path);
@@ -234,9 +231,7 @@ private slots:
     {
         QFETCH(int, maxFiles);
         QFETCH(bool, keepsAll);
-        const int maxBytes = 4096;
-        const int lines = 2000;
-
+        const int maxBytes = 4096, lines = 2000;
         const QString path = freshPath();
         VERIFY_OK(runChild(path,
                            {"ORU_LOG_MAX_BYTES=" + QString::number(maxBytes),

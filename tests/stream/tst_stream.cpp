@@ -125,6 +125,16 @@ struct AllSignals {
     }
 };
 
+// Chunk i of a stream: its index up front (when it fits), then one byte
+// throughout, so a reader tells a whole chunk in its place from anything else.
+QByteArray chunk(int i, int size)
+{
+    QByteArray bytes(size, char('a' + i % 26));
+    if (size >= 4)
+        qToBigEndian<qint32>(i, bytes.data());
+    return bytes;
+}
+
 // A frame of stream data with `payload`, the only frame `c` receives.
 bool receivesOnly(Connection *c, const QByteArray &payload)
 {
@@ -141,7 +151,9 @@ StreamId openShared(Connection *a, Connection *b, const QString &devId)
     return open(b, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0)) == id ? id : 0;
 }
 
+using Push = std::function<void(StreamId)>;
 } // namespace
+Q_DECLARE_METATYPE(Push)
 
 class tst_Stream : public QObject
 {
@@ -152,872 +164,643 @@ private slots:
     // Sockets closed by a test leave their streams before the next one starts.
     void cleanup() { QTest::qWait(100); }
 
-    void liveStreamId_data();
-    void liveStreamId();
-    void equalLiveRequestsShareOneStream();
-    void collidingChannelsGetTheirOwnStreams_data();
-    void collidingChannelsGetTheirOwnStreams();
-    void hugeDeviceIdIsCutInLog();
-    void playbackByFile();
-    void playbackByTime_data();
-    void playbackByTime();
-    void emptyDataIsOneByteBlock_data();
-    void emptyDataIsOneByteBlock();
-    void controlRequests_data();
-    void controlRequests();
-    void framesThatDoNothing_data();
-    void framesThatDoNothing();
-    void framing_data();
-    void framing();
-    void lastSocketLeavingStopsStream();
-    void socketWithoutStreamLeavesQuietly();
-    void socketWithTwoStreamsLeavesBoth_data();
-    void socketWithTwoStreamsLeavesBoth();
-    void playbackPushes_data();
-    void playbackPushes();
-    void pushesToUnwatchedStreamGoNowhere();
-    void writesFromAnotherThreadKeepOrder();
-    void largeChunksArriveIntact_data();
-    void largeChunksArriveIntact();
-    void reusedHostBuffersArriveAsWritten_data();
-    void reusedHostBuffersArriveAsWritten();
-    void viewerLeavesWhileHostWaits_data();
-    void viewerLeavesWhileHostWaits();
+    void liveStreamId_data()
+    {
+        QTest::addColumn<QString>("devId");
+        QTest::addColumn<int>("channel");
+        QTest::addColumn<int>("streamType");
+        QTest::addColumn<StreamId>("id");
+        // Pinned values: the id is a function of the three values that must not change.
+        QTest::newRow("plain") << "dev-id-1" << 1 << 0 << 1683332133u;
+        QTest::newRow("non-ascii device") << QStringLiteral("摄像机-é") << 3 << 1 << 2469765850u;
+        QTest::newRow("wide channel") << "dev-id-1" << 65535 << 2 << 2689447298u;
+        QTest::newRow("negative second field") << "dev-id-1" << 1 << -1 << 3293220813u;
+        // Taken as text, not as further placeholders.
+        QTest::newRow("percent signs in device") << "cam%2%1" << 4 << 5 << 3403216041u;
+        // Cut in the log, whole in the signal.
+        QTest::newRow("huge device") << QString(100000, QLatin1Char('d')) << 1 << 0 << 3997643736u;
+        QTest::newRow("empty device") << "" << 0 << 0 << 1954520347u;
+    }
 
-    void mainClientExitClosesStreamListener();
-    // With a queue limit set in the environment (see tests/CMakeLists.txt).
-    void stalledViewerOverLimit();
-};
+    void liveStreamId()
+    {
+        QFETCH(QString, devId);
+        QFETCH(int, channel);
+        QFETCH(int, streamType);
+        QFETCH(StreamId, id);
+        const QString logged = devId.size() > 256 ? devId.left(256) + QStringLiteral("...(100000 characters)") : devId;
+        QSignalSpy live(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq);
+        Connection c;
+        QVERIFY(oru_test::connectStreamLogged(&c));
+        oru_test::LogCursor cursor;
+        c.sendFrame(MessageType::LiveVideoConnReq, liveReq(devId, channel, streamType));
+        QTRY_COMPARE(live.count(), 1);
+        const auto condition = live.at(0).at(1).value<oru_sdk::LiveVideoConnCondition>();
+        QCOMPARE((QVariantList{live.at(0).at(0).toUInt(), condition.devId, condition.channel, condition.streamType}),
+                 (QVariantList{id, devId, channel, streamType}));
+        QCOMPARE(cursor.levelLines(),
+                 QStringList(QStringLiteral(
+                                 "info client request live video connect, stream id:%1, device id:%2, channel index:%3")
+                                 .arg(QString::number(id), logged, QString::number(channel))));
+    }
 
-void tst_Stream::liveStreamId_data()
-{
-    QTest::addColumn<QString>("devId");
-    QTest::addColumn<int>("channel");
-    QTest::addColumn<int>("streamType");
-    QTest::addColumn<StreamId>("id");
-    // Pinned values: the id is a function of the three values that must not change.
-    QTest::newRow("plain") << "dev-id-1" << 1 << 0 << 1683332133u;
-    QTest::newRow("non-ascii device") << QStringLiteral("摄像机-é") << 3 << 1 << 2469765850u;
-    QTest::newRow("wide channel") << "dev-id-1" << 65535 << 2 << 2689447298u;
-    QTest::newRow("negative second field") << "dev-id-1" << 1 << -1 << 3293220813u;
-    // Taken as text, not as further placeholders.
-    QTest::newRow("percent signs in device") << "cam%2%1" << 4 << 5 << 3403216041u;
-    QTest::newRow("empty device") << "" << 0 << 0 << 1954520347u;
-}
+    void collidingChannelsGetTheirOwnStreams_data()
+    {
+        QTest::addColumn<QByteArray>("requestA");
+        QTest::addColumn<QByteArray>("requestB");
+        // Written one after the other, both give the same text.
+        QTest::newRow("device and channel") << liveReq("nvr1", 12, 0) << liveReq("nvr11", 2, 0);
+        QTest::newRow("numeric device") << liveReq("1", 11, 0) << liveReq("11", 1, 0);
+        QTest::newRow("channel and type") << liveReq("cam2", 1, 10) << liveReq("cam21", 1, 0);
+    }
 
-void tst_Stream::liveStreamId()
-{
-    QFETCH(QString, devId);
-    QFETCH(int, channel);
-    QFETCH(int, streamType);
-    QFETCH(StreamId, id);
-    QSignalSpy live(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq);
-    Connection c;
-    QVERIFY(oru_test::connectStreamLogged(&c));
-    oru_test::LogCursor cursor;
-    c.sendFrame(MessageType::LiveVideoConnReq, liveReq(devId, channel, streamType));
-    QTRY_COMPARE(live.count(), 1);
-    const auto condition = live.at(0).at(1).value<oru_sdk::LiveVideoConnCondition>();
-    QCOMPARE((QVariantList{live.at(0).at(0).toUInt(), condition.devId, condition.channel, condition.streamType}),
-             (QVariantList{id, devId, channel, streamType}));
-    QCOMPARE(cursor.levelLines(),
-             QStringList(
-                 QStringLiteral("info client request live video connect, stream id:%1, device id:%2, channel index:%3")
-                     .arg(QString::number(id), devId, QString::number(channel))));
-}
+    void collidingChannelsGetTheirOwnStreams()
+    {
+        QFETCH(QByteArray, requestA);
+        QFETCH(QByteArray, requestB);
+        Connection a, b, b2;
+        QVERIFY(oru_test::connectStreamLogged(&a) && oru_test::connectStreamLogged(&b)
+                && oru_test::connectStreamLogged(&b2));
+        const StreamId idA = open(&a, MessageType::LiveVideoConnReq, requestA);
+        oru_test::LogCursor cursor;
+        const StreamId idB = open(&b, MessageType::LiveVideoConnReq, requestB);
+        QVERIFY(idB != idA && idB != 0);
+        QCOMPARE(cursor.lines().filter(QStringLiteral("is held by another channel")).size(), 1);
+        // The same channel again still shares its stream.
+        QCOMPARE(open(&b2, MessageType::LiveVideoConnReq, requestB), idB);
 
-void tst_Stream::equalLiveRequestsShareOneStream()
-{
-    QSignalSpy live(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq);
-    Connection a, b, other;
-    const StreamId id = openShared(&a, &b, QStringLiteral("shared"));
-    QCOMPARE(id, 2218186565u);
-    QVERIFY(oru_test::connectStreamLogged(&other));
-    const StreamId otherId = open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("shared"), 2, 0));
-    QCOMPARE(otherId, 1609112736u);
-    QVERIFY(otherId != id);
-    QCOMPARE(ids(live), (QList<StreamId>{id, id, otherId}));
+        oru_sdk::write_stream_data(idA, "camera A");
+        oru_sdk::write_stream_data(idB, "camera B");
+        QVERIFY(receivesOnly(&a, "camera A"));
+        QVERIFY(receivesOnly(&b, "camera B") && receivesOnly(&b2, "camera B"));
+    }
 
-    // One write, the same bytes on both sockets of the stream, none on the other.
-    QByteArray media(70000, Qt::Uninitialized);
-    for (int i = 0; i < media.size(); ++i)
-        media[i] = char(i * 7 + i / 256);
-    oru_sdk::write_stream_data(id, media);
-    QVERIFY(receivesOnly(&a, media) && receivesOnly(&b, media));
-    QCOMPARE(other.collectFrames(50).size(), 0);
-    oru_sdk::write_stream_data(otherId, "other");
-    QVERIFY(receivesOnly(&other, "other"));
-    QCOMPARE(a.collectFrames(50).size() + b.collectFrames(0).size(), 0);
-}
-
-void tst_Stream::collidingChannelsGetTheirOwnStreams_data()
-{
-    QTest::addColumn<QString>("devA");
-    QTest::addColumn<int>("channelA");
-    QTest::addColumn<int>("typeA");
-    QTest::addColumn<QString>("devB");
-    QTest::addColumn<int>("channelB");
-    QTest::addColumn<int>("typeB");
-    // Written one after the other, both give the same text.
-    QTest::newRow("device and channel") << "nvr1" << 12 << 0 << "nvr11" << 2 << 0;
-    QTest::newRow("numeric device") << "1" << 11 << 0 << "11" << 1 << 0;
-    QTest::newRow("channel and type") << "cam2" << 1 << 10 << "cam21" << 1 << 0;
-}
-
-void tst_Stream::collidingChannelsGetTheirOwnStreams()
-{
-    QFETCH(QString, devA);
-    QFETCH(int, channelA);
-    QFETCH(int, typeA);
-    QFETCH(QString, devB);
-    QFETCH(int, channelB);
-    QFETCH(int, typeB);
-    Connection a, b, b2;
-    QVERIFY(oru_test::connectStreamLogged(&a) && oru_test::connectStreamLogged(&b)
-            && oru_test::connectStreamLogged(&b2));
-    const StreamId idA = open(&a, MessageType::LiveVideoConnReq, liveReq(devA, channelA, typeA));
-    oru_test::LogCursor cursor;
-    const StreamId idB = open(&b, MessageType::LiveVideoConnReq, liveReq(devB, channelB, typeB));
-    QVERIFY(idB != idA && idB != 0);
-    QCOMPARE(cursor.lines().filter(QStringLiteral("is held by another channel")).size(), 1);
-    // The same channel again still shares its stream.
-    QCOMPARE(open(&b2, MessageType::LiveVideoConnReq, liveReq(devB, channelB, typeB)), idB);
-
-    oru_sdk::write_stream_data(idA, "camera A");
-    oru_sdk::write_stream_data(idB, "camera B");
-    QVERIFY(receivesOnly(&a, "camera A"));
-    QVERIFY(receivesOnly(&b, "camera B") && receivesOnly(&b2, "camera B"));
-}
-
-void tst_Stream::hugeDeviceIdIsCutInLog()
-{
-    Connection c;
-    QVERIFY(oru_test::connectStreamLogged(&c));
-    oru_test::LogCursor cursor;
-    const QString devId(100000, QLatin1Char('d'));
-    QVERIFY(open(&c, MessageType::LiveVideoConnReq, liveReq(devId, 1, 0)) != 0);
-    const QStringList lines = cursor.lines();
-    QCOMPARE(lines.size(), 1);
-    QVERIFY(lines.first().contains(QStringLiteral("device id:") + devId.left(256)
-                                   + QStringLiteral("...(100000 characters)")));
-    QVERIFY(lines.first().size() < 512);
-}
-
-void tst_Stream::playbackByFile()
-{
-    QSignalSpy file(&DgwSignals::instance(), &DgwSignals::signalPlaybackByFileReq);
-    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
-    Connection a, b;
-    QVERIFY(oru_test::connectStreamLogged(&a) && oru_test::connectStreamLogged(&b));
-    oru_test::LogCursor cursor;
-    const QByteArray request =
-        fileReq(QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000);
-    const StreamId first = open(&a, MessageType::PlaybackByFileReq, request),
-                   second = open(&b, MessageType::PlaybackByFileReq, request);
-    QVERIFY(first != second && first != 0 && second != 0);
-    for (const QList<QVariant> &args : file) {
-        const auto c = args.at(1).value<oru_sdk::PlaybackByFileCondition>();
+    void playbackByFile()
+    {
+        QSignalSpy file(&DgwSignals::instance(), &DgwSignals::signalPlaybackByFileReq);
+        Connection a, b;
+        QVERIFY(oru_test::connectStreamLogged(&a) && oru_test::connectStreamLogged(&b));
+        oru_test::LogCursor cursor;
+        const QByteArray request =
+            fileReq(QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000);
+        const StreamId first = open(&a, MessageType::PlaybackByFileReq, request),
+                       second = open(&b, MessageType::PlaybackByFileReq, request);
+        QVERIFY(first != second && first != 0 && second != 0);
+        const auto c = file.at(1).at(1).value<oru_sdk::PlaybackByFileCondition>();
         QCOMPARE((QVariantList{c.devId, c.channel, c.fileName, c.param3, c.param4}),
                  (QVariantList{QStringLiteral("nvr-7"), 12, QStringLiteral("录像/ch12_0001.mp4"), -3, 2000000000}));
+        const QString line =
+            QStringLiteral("info client request playback by file, stream id:%1, device id:nvr-7, channel index:12");
+        QCOMPARE(cursor.levelLines(), (QStringList{line.arg(first), line.arg(second)}));
+
+        // Each playback is its own stream: data goes to its socket alone.
+        oru_sdk::write_stream_data(first, "to a");
+        QVERIFY(receivesOnly(&a, "to a"));
+        QCOMPARE(b.collectFrames(0).size(), 0);
+        QCOMPARE(barrier(&b), qint64(second));
     }
-    const QString line =
-        QStringLiteral("info client request playback by file, stream id:%1, device id:nvr-7, channel index:12");
-    QCOMPARE(cursor.levelLines(), (QStringList{line.arg(first), line.arg(second)}));
 
-    // Each playback is its own stream: data goes to its socket alone.
-    oru_sdk::write_stream_data(first, "to a");
-    QVERIFY(receivesOnly(&a, "to a"));
-    QCOMPARE(b.collectFrames(0).size(), 0);
+    void playbackByTime_data()
+    {
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<QDateTime>("expected");
+        QTest::newRow("full") << "2024-02-29 23:59:58.123" << QDateTime(QDate(2024, 2, 29), QTime(23, 59, 58, 123));
+        QTest::newRow("midnight") << "2000-01-01 00:00:00.000" << QDateTime(QDate(2000, 1, 1), QTime(0, 0));
+        QTest::newRow("no milliseconds") << "2024-02-29 23:59:58" << QDateTime();
+        QTest::newRow("iso") << "2024-02-29T23:59:58.123" << QDateTime();
+        QTest::newRow("empty") << "" << QDateTime();
+    }
 
-    // The only socket of a playback leaving stops exactly that playback.
-    a.disconnectFromServer();
-    QTRY_COMPARE(gone.count(), 1);
-    QCOMPARE(barrier(&b), qint64(second));
-    QCOMPARE(ids(gone), QList<StreamId>{first});
-    oru_sdk::write_stream_data(first, "late");
-    oru_sdk::write_stream_data(second, "to b");
-    QVERIFY(receivesOnly(&b, "to b"));
-}
+    void playbackByTime()
+    {
+        QFETCH(QString, start);
+        QFETCH(QDateTime, expected);
+        QSignalSpy time(&DgwSignals::instance(), &DgwSignals::signalPlaybackByTimeReq);
+        Connection a;
+        QVERIFY(oru_test::connectStreamLogged(&a));
+        oru_test::LogCursor cursor;
+        a.sendFrame(MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("dvr"), 0, start, 77));
+        QTRY_COMPARE(time.count(), 1);
+        const auto c = time.at(0).at(1).value<oru_sdk::PlaybackByTimeCondition>();
+        QCOMPARE((QVariantList{c.devId, c.channel, c.startTime.isValid(), c.startTime, c.param3}),
+                 (QVariantList{QStringLiteral("dvr"), 0, expected.isValid(), expected, 77}));
+        QCOMPARE(
+            cursor.lines(),
+            QStringList(QStringLiteral("client request playback by time, stream id:%1, device id:dvr, channel index:0")
+                            .arg(time.at(0).at(0).toUInt())));
+    }
 
-void tst_Stream::playbackByTime_data()
-{
-    QTest::addColumn<QString>("start");
-    QTest::addColumn<QDateTime>("expected");
-    QTest::newRow("full") << "2024-02-29 23:59:58.123" << QDateTime(QDate(2024, 2, 29), QTime(23, 59, 58, 123));
-    QTest::newRow("midnight") << "2000-01-01 00:00:00.000" << QDateTime(QDate(2000, 1, 1), QTime(0, 0));
-    QTest::newRow("no milliseconds") << "2024-02-29 23:59:58" << QDateTime();
-    QTest::newRow("iso") << "2024-02-29T23:59:58.123" << QDateTime();
-    QTest::newRow("empty") << "" << QDateTime();
-}
+    void emptyDataIsOneByteBlock_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<QByteArray>("frame");
+        QTest::newRow("empty") << QByteArray("") << QByteArray::fromHex("0000000000000001 66 00000000");
+        // QDataStream's mark for a null array.
+        QTest::newRow("null") << QByteArray() << QByteArray::fromHex("0000000000000001 66 ffffffff");
+        QTest::newRow("one byte") << QByteArray("\x00", 1) << QByteArray::fromHex("0000000000000002 66 00000001 00");
+    }
 
-void tst_Stream::playbackByTime()
-{
-    QFETCH(QString, start);
-    QFETCH(QDateTime, expected);
-    QSignalSpy time(&DgwSignals::instance(), &DgwSignals::signalPlaybackByTimeReq);
-    Connection a;
-    QVERIFY(oru_test::connectStreamLogged(&a));
-    oru_test::LogCursor cursor;
-    a.sendFrame(MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("dvr"), 0, start, 77));
-    a.sendFrame(MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("dvr"), 0, start, 77));
-    QTRY_COMPARE(time.count(), 2);
-    QVERIFY(time.at(0).at(0).toUInt() != time.at(1).at(0).toUInt());
-    const auto c = time.at(0).at(1).value<oru_sdk::PlaybackByTimeCondition>();
-    QCOMPARE((QVariantList{c.devId, c.channel, c.startTime.isValid(), c.startTime, c.param3}),
-             (QVariantList{QStringLiteral("dvr"), 0, expected.isValid(), expected, 77}));
-    const QStringList lines = cursor.lines();
-    QCOMPARE(lines.size(), 2);
-    QCOMPARE(lines.first(),
-             QStringLiteral("client request playback by time, stream id:%1, device id:dvr, channel index:0")
-                 .arg(time.at(0).at(0).toUInt()));
-}
+    void emptyDataIsOneByteBlock()
+    {
+        QFETCH(QByteArray, data);
+        QFETCH(QByteArray, frame);
+        Connection c;
+        QVERIFY(oru_test::connectStreamLogged(&c));
+        const StreamId id = open(&c, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("raw"), 1, 1));
+        // Raw bytes: the connection's splitter does not see them.
+        const QSignalBlocker raw(c.localSocket());
+        // A second block behind it shows that nothing else came in between.
+        oru_sdk::write_stream_data(id, data);
+        oru_sdk::write_stream_data(id, "end");
+        const QByteArray end = QByteArray::fromHex("0000000000000004 66 00000003 656e64");
+        QTRY_COMPARE(c.localSocket()->bytesAvailable(), qint64(frame.size() + end.size()));
+        QCOMPARE(c.localSocket()->readAll(), frame + end);
+    }
 
-void tst_Stream::emptyDataIsOneByteBlock_data()
-{
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QByteArray>("frame");
-    QTest::newRow("empty") << QByteArray("") << QByteArray::fromHex("0000000000000001 66 00000000");
-    // QDataStream's mark for a null array.
-    QTest::newRow("null") << QByteArray() << QByteArray::fromHex("0000000000000001 66 ffffffff");
-    QTest::newRow("one byte") << QByteArray("\x00", 1) << QByteArray::fromHex("0000000000000002 66 00000001 00");
-}
-
-void tst_Stream::emptyDataIsOneByteBlock()
-{
-    QFETCH(QByteArray, data);
-    QFETCH(QByteArray, frame);
-    QSignalSpy live(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq);
-    // Raw bytes, no splitter in between.
-    QLocalSocket raw;
-    raw.connectToServer(oru_test::startSdk().streamServer);
-    QVERIFY(raw.waitForConnected(3000));
-    raw.write(oru_sdk::encodeFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("raw"), 1, 1)));
-    raw.flush();
-    QTRY_COMPARE(live.count(), 1);
-    // A second block behind it shows that nothing else came in between.
-    oru_sdk::write_stream_data(live.at(0).at(0).toUInt(), data);
-    oru_sdk::write_stream_data(live.at(0).at(0).toUInt(), "end");
-    const QByteArray end = QByteArray::fromHex("0000000000000004 66 00000003 656e64");
-    QTRY_COMPARE(raw.bytesAvailable(), qint64(frame.size() + end.size()));
-    QCOMPARE(raw.readAll(), frame + end);
-}
-
-void tst_Stream::controlRequests_data()
-{
-    QTest::addColumn<bool>("attached");
-    QTest::addColumn<MessageType>("type");
-    QTest::addColumn<QByteArray>("payload");
-    QTest::addColumn<QByteArray>("signal");
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<QString>("line");
-
-    const QByteArray skipPos = SIGNAL(signalSkipByOffsetTimeReq(StreamId, uint)),
-                     skipTime = SIGNAL(signalSkipByAppointedTimeReq(StreamId, QDateTime)),
-                     ctrl = SIGNAL(signalPlaybackCtrlReq(StreamId, PlaybackCtrl)),
-                     speed = SIGNAL(signalPlaybackSpeedSetReq(StreamId, QString));
-    const QString skipPosLine = QStringLiteral("client request skip by offset time, stream id:%1"),
-                  skipTimeLine = QStringLiteral("client request skip by appointed time, stream id:%1"),
-                  ctrlLine = QStringLiteral("client request playback ctrl, stream id:%1"),
-                  speedLine = QStringLiteral("client request set playback speed");
-    auto pos = [](uint v) { return message<pb::SkipByPosReq>([&](auto &m) { m.set_offset_time(v); }); };
-    auto at = [](const char *t) { return message<pb::SkipByTimeReq>([&](auto &m) { m.set_skip_time(t); }); };
-    auto control = [](int v) { return message<pb::PlaybackCtrlReq>([&](auto &m) { m.set_ctrl(v); }); };
-    auto rate = [](const char *v) {
-        return message<pb::PlaybackSpeedSetReq>([&](auto &m) { m.set_playback_speed(v); });
-    };
-
-    for (bool attached : {false, true}) {
-        auto row = [&](const char *name, MessageType type, const QByteArray &payload, const QByteArray &signal,
-                       const QVariant &value, const QString &line) {
-            QTest::addRow("%s / %s", name, attached ? "own stream" : "no stream")
-                << attached << type << payload << signal << value << line;
+    void controlRequests_data()
+    {
+        QTest::addColumn<bool>("attached");
+        QTest::addColumn<MessageType>("type");
+        QTest::addColumn<QByteArray>("payload");
+        QTest::addColumn<QVariant>("value");
+        const auto pos = [](uint v) { return message<pb::SkipByPosReq>([&](auto &m) { m.set_offset_time(v); }); };
+        const auto at = [](const char *t) { return message<pb::SkipByTimeReq>([&](auto &m) { m.set_skip_time(t); }); };
+        const auto ctrl = [](int v) { return message<pb::PlaybackCtrlReq>([&](auto &m) { m.set_ctrl(v); }); };
+        const auto rate = [](const char *v) {
+            return message<pb::PlaybackSpeedSetReq>([&](auto &m) { m.set_playback_speed(v); });
         };
-        row("skip by offset", MessageType::SkipByOffsetTimeReq, pos(4000000000u), skipPos, 4000000000u, skipPosLine);
-        row("skip by offset, empty", MessageType::SkipByOffsetTimeReq, QByteArray(), skipPos, 0u, skipPosLine);
-        row("skip to time", MessageType::SkipByAppointedTimeReq, at("2023-05-06 07:08:09.010"), skipTime,
-            QDateTime(QDate(2023, 5, 6), QTime(7, 8, 9, 10)), skipTimeLine);
-        row("skip to unmatched time", MessageType::SkipByAppointedTimeReq, at("06.05.2023 07:08"), skipTime,
-            QDateTime(), skipTimeLine);
-        row("pause", MessageType::PlaybackCtrlReq, control(0), ctrl, QVariant::fromValue(PlaybackCtrl::Pause),
-            ctrlLine);
-        row("stop", MessageType::PlaybackCtrlReq, control(2), ctrl, QVariant::fromValue(PlaybackCtrl::Stop), ctrlLine);
-        row("ctrl out of range", MessageType::PlaybackCtrlReq, control(-7), ctrl, QVariant::fromValue(PlaybackCtrl(-7)),
-            ctrlLine);
-        row("speed 1/8X", MessageType::PlaybackSpeedSetReq, rate(oru_sdk::PlaybackSpeed_1_8X), speed,
-            QStringLiteral("1/8X"), speedLine);
-        row("speed outside the set", MessageType::PlaybackSpeedSetReq, rate("3X"), speed, QStringLiteral("3X"),
-            speedLine);
+        for (bool attached : {false, true}) {
+            const auto row = [&](const char *name, MessageType type, const QByteArray &payload, const QVariant &value) {
+                QTest::addRow("%s / %s", name, attached ? "own stream" : "no stream")
+                    << attached << type << payload << value;
+            };
+            row("skip by offset", MessageType::SkipByOffsetTimeReq, pos(4000000000u), 4000000000u);
+            row("skip by offset, empty", MessageType::SkipByOffsetTimeReq, QByteArray(), 0u);
+            row("skip to time", MessageType::SkipByAppointedTimeReq, at("2023-05-06 07:08:09.010"),
+                QDateTime(QDate(2023, 5, 6), QTime(7, 8, 9, 10)));
+            row("skip to unmatched time", MessageType::SkipByAppointedTimeReq, at("06.05.2023 07:08"), QDateTime());
+            row("pause", MessageType::PlaybackCtrlReq, ctrl(0), QVariant::fromValue(PlaybackCtrl::Pause));
+            row("stop", MessageType::PlaybackCtrlReq, ctrl(2), QVariant::fromValue(PlaybackCtrl::Stop));
+            row("ctrl out of range", MessageType::PlaybackCtrlReq, ctrl(-7), QVariant::fromValue(PlaybackCtrl(-7)));
+            row("speed 1/8X", MessageType::PlaybackSpeedSetReq, rate(oru_sdk::PlaybackSpeed_1_8X),
+                QStringLiteral("1/8X"));
+            row("speed outside the set", MessageType::PlaybackSpeedSetReq, rate("3X"), QStringLiteral("3X"));
+        }
     }
-}
 
-void tst_Stream::controlRequests()
-{
-    QFETCH(bool, attached);
-    QFETCH(MessageType, type);
-    QFETCH(QByteArray, payload);
-    QFETCH(QByteArray, signal);
-    QFETCH(QVariant, value);
-    QFETCH(QString, line);
-    Connection c;
-    QVERIFY(oru_test::connectStreamLogged(&c));
-    StreamId id = 0;
-    if (attached) {
-        id = open(&c, MessageType::PlaybackByFileReq, fileReq(QStringLiteral("ctl"), 1, QStringLiteral("f"), 0, 0));
-        QVERIFY(id != 0);
+    void controlRequests()
+    {
+        QFETCH(bool, attached);
+        QFETCH(MessageType, type);
+        QFETCH(QByteArray, payload);
+        QFETCH(QVariant, value);
+        // Per request: its signal and its line (%1: the stream id).
+        const QMap<MessageType, QPair<const char *, QString>> meaning{
+            {MessageType::SkipByOffsetTimeReq,
+             {SIGNAL(signalSkipByOffsetTimeReq(StreamId, uint)), "client request skip by offset time, stream id:%1"}},
+            {MessageType::SkipByAppointedTimeReq,
+             {SIGNAL(signalSkipByAppointedTimeReq(StreamId, QDateTime)),
+              "client request skip by appointed time, stream id:%1"}},
+            {MessageType::PlaybackCtrlReq,
+             {SIGNAL(signalPlaybackCtrlReq(StreamId, PlaybackCtrl)), "client request playback ctrl, stream id:%1"}},
+            {MessageType::PlaybackSpeedSetReq,
+             {SIGNAL(signalPlaybackSpeedSetReq(StreamId, QString)), "client request set playback speed"}}};
+        Connection c;
+        QVERIFY(oru_test::connectStreamLogged(&c));
+        StreamId id = 0;
+        if (attached) {
+            id = open(&c, MessageType::PlaybackByFileReq, fileReq(QStringLiteral("ctl"), 1, QStringLiteral("f"), 0, 0));
+            QVERIFY(id != 0);
+        }
+        QSignalSpy spy(&DgwSignals::instance(), meaning.value(type).first);
+        QVERIFY(spy.isValid());
+        AllSignals all;
+        oru_test::LogCursor cursor;
+        c.sendFrame(type, payload);
+        QTRY_COMPARE(spy.count(), 1);
+        QCOMPARE(spy.at(0).at(0).toUInt(), id);
+        QCOMPARE(spy.at(0).at(1), value);
+        const QString line = meaning.value(type).second;
+        QCOMPARE(cursor.levelLines(),
+                 QStringList(QStringLiteral("info ") + (line.contains(QLatin1String("%1")) ? line.arg(id) : line)));
+        QCOMPARE(all.count(), 1);
     }
-    QSignalSpy spy(&DgwSignals::instance(), signal.constData());
-    QVERIFY(spy.isValid());
-    AllSignals all;
-    oru_test::LogCursor cursor;
-    c.sendFrame(type, payload);
-    QTRY_COMPARE(spy.count(), 1);
-    QCOMPARE(spy.at(0).at(0).toUInt(), id);
-    QCOMPARE(spy.at(0).at(1), value);
-    QCOMPARE(cursor.levelLines(),
-             QStringList(QStringLiteral("info ") + (line.contains(QLatin1String("%1")) ? line.arg(id) : line)));
-    QCOMPARE(all.count(), 1);
-}
 
-void tst_Stream::framesThatDoNothing_data()
-{
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QByteArray>("payload");
-    QTest::addColumn<QString>("error"); // the line logged, none for codes the channel ignores
-    const auto row = [](int code, const char *hex, const char *what, const char *why) {
-        QTest::addRow("%d %s", code, why) << code << QByteArray::fromHex(hex)
-                                          << QStringLiteral("parse [client %1 req] failure").arg(QLatin1String(what));
-    };
-    // A length-delimited field 1 that claims more bytes than follow.
-    const char *const requests[] = {"live video connect",  "playback by file",       "playback by time",
-                                    "skip by offset time", "skip by appointed time", "playback ctrl",
-                                    "playback speed set"};
-    for (int i = 0; i < 7; ++i)
-        row(int(MessageType::LiveVideoConnReq) + i, "0a05616263", requests[i], "truncated");
-    // Text fields must be UTF-8.
-    row(104, "0a040a02fffe", "live video connect", "device not utf-8");
-    row(110, "0a02c328", "playback speed set", "speed not utf-8");
-    row(107, "08ffffffffffffffffffff", "skip by offset time", "bad varint");
-    // A payload that would open a stream under the right code.
-    for (int code : {45, 111, 1, 102, 103, 46, 47, 3, 4, 0, 112, 127, -1, -128})
-        QTest::addRow("%d silent", code) << code << liveReq(QStringLiteral("silent"), 1, 1) << QString();
-}
-
-void tst_Stream::framesThatDoNothing()
-{
-    QFETCH(int, code);
-    QFETCH(QByteArray, payload);
-    QFETCH(QString, error);
-    Connection c;
-    QVERIFY(oru_test::connectStreamLogged(&c));
-    AllSignals all;
-    oru_test::LogCursor cursor;
-    c.sendFrame(MessageType(code), payload);
-    // The channel goes on reading, and the socket still has no stream.
-    QCOMPARE(barrier(&c), 0);
-    const QStringList lines = cursor.levelLines(); // ends with the control's own line
-    QCOMPARE(lines.size(), error.isEmpty() ? 1 : 2);
-    if (!error.isEmpty())
-        QCOMPARE(lines.first(), QStringLiteral("error ") + error);
-    QCOMPARE(all.count(), 1);
-    QVERIFY(c.isConnected());
-    QCOMPARE(c.collectFrames(0).size(), 0);
-}
-
-void tst_Stream::framing_data()
-{
-    QTest::addColumn<QByteArrayList>("pieces");
-    QTest::addColumn<QStringList>("seen"); // control values delivered after each piece
-    const auto frame = [](int v) {
-        return oru_sdk::encodeFrame(MessageType::PlaybackCtrlReq,
-                                    message<pb::PlaybackCtrlReq>([&](auto &m) { m.set_ctrl(v); }));
-    };
-    const QByteArray one = frame(1), two = frame(2), long_ = frame(-1);
-    QTest::newRow("two frames in one write") << QByteArrayList{one + two} << QStringList{"1,2"};
-    QTest::newRow("eight bytes, then the rest") << QByteArrayList{one.left(8), one.mid(8)} << QStringList{"", "1"};
-    QTest::newRow("header, then the rest") << QByteArrayList{long_.left(9), long_.mid(9)} << QStringList{"", "-1"};
-    QTest::newRow("frame and a half") << QByteArrayList{one + two.left(5), two.mid(5)} << QStringList{"1", "1,2"};
-    // Nine bytes or more start a pass, also when only a short body is missing.
-    QTest::newRow("short tail waits for more")
-        << QByteArrayList{one.left(9), one.mid(9), two} << QStringList{"", "", "1,2"};
-    // The length counts four bytes less than the frame holds: the body is read short.
-    QTest::newRow("last four bytes missing") << QByteArrayList{long_.left(long_.size() - 4)} << QStringList{"0"};
-}
-
-void tst_Stream::framing()
-{
-    QFETCH(QByteArrayList, pieces);
-    QFETCH(QStringList, seen);
-    QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
-    Connection c;
-    QVERIFY(oru_test::connectStreamLogged(&c));
-    for (int i = 0; i < pieces.size(); ++i) {
-        c.sendRaw(pieces.at(i));
-        // Values that came too early show up in a later piece's list.
-        const auto values = [&] {
-            QStringList out;
-            for (const QList<QVariant> &args : qAsConst(ctrl))
-                out.append(QString::number(int(args.at(1).value<PlaybackCtrl>())));
-            return out.join(QLatin1Char(','));
+    void framesThatDoNothing_data()
+    {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QByteArray>("payload");
+        QTest::addColumn<QString>("error"); // the line logged, none for codes the channel ignores
+        const auto row = [](int code, const char *hex, const char *what, const char *why) {
+            QTest::addRow("%d %s", code, why)
+                << code << QByteArray::fromHex(hex)
+                << QStringLiteral("parse [client %1 req] failure").arg(QLatin1String(what));
         };
-        QTRY_COMPARE(values(), seen.at(i));
+        // A length-delimited field 1 that claims more bytes than follow.
+        const char *const requests[] = {"live video connect",  "playback by file",       "playback by time",
+                                        "skip by offset time", "skip by appointed time", "playback ctrl",
+                                        "playback speed set"};
+        for (int i = 0; i < 7; ++i)
+            row(int(MessageType::LiveVideoConnReq) + i, "0a05616263", requests[i], "truncated");
+        // Text fields must be UTF-8.
+        row(104, "0a040a02fffe", "live video connect", "device not utf-8");
+        row(110, "0a02c328", "playback speed set", "speed not utf-8");
+        row(107, "08ffffffffffffffffffff", "skip by offset time", "bad varint");
+        // A payload that would open a stream under the right code.
+        for (int code : {45, 111, 1, 102, 103, 46, 47, 3, 4, 0, 112, 127, -1, -128})
+            QTest::addRow("%d silent", code) << code << liveReq(QStringLiteral("silent"), 1, 1) << QString();
     }
-}
 
-void tst_Stream::lastSocketLeavingStopsStream()
-{
-    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
-    const QByteArray request = liveReq(QStringLiteral("leaving"), 9, 0);
-    const StreamId id = 3784661606u;
-    auto a = std::make_unique<Connection>(), b = std::make_unique<Connection>();
-    QVERIFY(oru_test::connectStreamLogged(a.get()) && oru_test::connectStreamLogged(b.get()));
-    QCOMPARE(open(a.get(), MessageType::LiveVideoConnReq, request), id);
-    QCOMPARE(open(b.get(), MessageType::LiveVideoConnReq, request), id);
-
-    oru_test::LogCursor cursor;
-    a.reset();
-    QTest::qWait(200);
-    QCOMPARE(gone.count(), 0);
-    oru_sdk::write_stream_data(id, "still watched");
-    QVERIFY(receivesOnly(b.get(), "still watched"));
-
-    b->disconnectFromServer();
-    QTRY_COMPARE(gone.count(), 1);
-    QCOMPARE(cursor.lines(), QStringList());
-    oru_sdk::write_stream_data(id, "dropped");
-    b.reset();
-
-    // The same request later starts the stream afresh, under the same id.
-    Connection again;
-    QVERIFY(oru_test::connectStreamLogged(&again));
-    QCOMPARE(open(&again, MessageType::LiveVideoConnReq, request), id);
-    QCOMPARE(ids(gone), QList<StreamId>{id}); // told once
-    oru_sdk::write_stream_data(id, "again");
-    QVERIFY(receivesOnly(&again, "again"));
-    again.disconnectFromServer();
-    QTRY_COMPARE(gone.count(), 2);
-}
-
-void tst_Stream::socketWithoutStreamLeavesQuietly()
-{
-    AllSignals all;
-    Connection c;
-    QVERIFY(oru_test::connectStreamLogged(&c));
-    c.sendFrame(MessageType::PlaybackSpeedSetReq);
-    QTRY_COMPARE(all.count(), 1);
-    c.disconnectFromServer();
-    QTest::qWait(200);
-    QCOMPARE(all.count(), 1);
-    // Nothing is sent for stream 0 either.
-    oru_sdk::write_stream_data(0, "nobody");
-    QCOMPARE(c.collectFrames(0).size(), 0);
-}
-
-void tst_Stream::socketWithTwoStreamsLeavesBoth_data()
-{
-    QTest::addColumn<bool>("shared");
-    QTest::newRow("alone") << false;
-    QTest::newRow("first stream shared") << true;
-}
-
-void tst_Stream::socketWithTwoStreamsLeavesBoth()
-{
-    QFETCH(bool, shared);
-    const QString dev = QStringLiteral("two-") + QLatin1String(QTest::currentDataTag());
-    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
-    QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
-    auto s = std::make_unique<Connection>();
-    Connection watcher;
-    QVERIFY(oru_test::connectStreamLogged(s.get()));
-    const StreamId live = open(s.get(), MessageType::LiveVideoConnReq, liveReq(dev, 1, 1));
-    if (shared) {
-        QVERIFY(oru_test::connectStreamLogged(&watcher));
-        QCOMPARE(open(&watcher, MessageType::LiveVideoConnReq, liveReq(dev, 1, 1)), live);
+    void framesThatDoNothing()
+    {
+        QFETCH(int, code);
+        QFETCH(QByteArray, payload);
+        QFETCH(QString, error);
+        Connection c;
+        QVERIFY(oru_test::connectStreamLogged(&c));
+        AllSignals all;
+        oru_test::LogCursor cursor;
+        c.sendFrame(MessageType(code), payload);
+        // The channel goes on reading, and the socket still has no stream.
+        QCOMPARE(barrier(&c), 0);
+        const QStringList lines = cursor.levelLines(); // ends with the control's own line
+        QCOMPARE(lines.size(), error.isEmpty() ? 1 : 2);
+        if (!error.isEmpty())
+            QCOMPARE(lines.first(), QStringLiteral("error ") + error);
+        QCOMPARE(all.count(), 1);
+        QVERIFY(c.isConnected());
+        QCOMPARE(c.collectFrames(0).size(), 0);
+        // Leaving, a socket without a stream tells the host nothing.
+        c.disconnectFromServer();
+        Connection later;
+        QVERIFY(oru_test::connectStreamLogged(&later));
+        QCOMPARE(barrier(&later), 0);
+        QCOMPARE(all.count(), 2);
     }
-    const StreamId playback = open(s.get(), MessageType::PlaybackByFileReq, fileReq(dev, 1, QStringLiteral("f"), 0, 0));
-    QVERIFY(playback != 0 && playback != live);
 
-    // Still a member of both; controls act on the stream opened last.
-    oru_sdk::write_stream_data(live, "live");
-    oru_sdk::write_stream_data(playback, "playback");
-    const QList<Frame> frames = s->collectFrames(100);
-    QCOMPARE(frames.size(), 2);
-    QCOMPARE(frames.at(0).payload, QByteArray("live"));
-    QCOMPARE(frames.at(1).payload, QByteArray("playback"));
-    s->sendFrame(MessageType::PlaybackCtrlReq);
-    QTRY_COMPARE(ctrl.count(), 1);
-    QCOMPARE(ctrl.at(0).at(0).toUInt(), playback);
+    void framing_data()
+    {
+        QTest::addColumn<QByteArrayList>("pieces");
+        QTest::addColumn<QStringList>("seen"); // control values delivered after each piece
+        const auto frame = [](int v) {
+            return oru_sdk::encodeFrame(MessageType::PlaybackCtrlReq,
+                                        message<pb::PlaybackCtrlReq>([&](auto &m) { m.set_ctrl(v); }));
+        };
+        const QByteArray one = frame(1), two = frame(2), long_ = frame(-1);
+        QTest::newRow("two frames in one write") << QByteArrayList{one + two} << QStringList{"1,2"};
+        QTest::newRow("eight bytes, then the rest") << QByteArrayList{one.left(8), one.mid(8)} << QStringList{"", "1"};
+        QTest::newRow("header, then the rest") << QByteArrayList{long_.left(9), long_.mid(9)} << QStringList{"", "-1"};
+        QTest::newRow("frame and a half") << QByteArrayList{one + two.left(5), two.mid(5)} << QStringList{"1", "1,2"};
+        // Nine bytes or more start a pass, also when only a short body is missing.
+        QTest::newRow("short tail waits for more")
+            << QByteArrayList{one.left(9), one.mid(9), two} << QStringList{"", "", "1,2"};
+        // The length counts four bytes less than the frame holds: the body is read short.
+        QTest::newRow("last four bytes missing") << QByteArrayList{long_.left(long_.size() - 4)} << QStringList{"0"};
+    }
 
-    s.reset();
-    QTRY_VERIFY(!gone.isEmpty());
-    QTest::qWait(100); // also runs the socket's deferred deletion
-    QCOMPARE(ids(gone), shared ? QList<StreamId>{playback} : (QList<StreamId>{playback, live}));
-    // Writes to either stream must not reach the deleted socket.
-    for (int i = 0; i < 3; ++i) {
+    void framing()
+    {
+        QFETCH(QByteArrayList, pieces);
+        QFETCH(QStringList, seen);
+        QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
+        Connection c;
+        QVERIFY(oru_test::connectStreamLogged(&c));
+        for (int i = 0; i < pieces.size(); ++i) {
+            c.sendRaw(pieces.at(i));
+            // Values that came too early show up in a later piece's list.
+            const auto values = [&] {
+                QStringList out;
+                for (const QList<QVariant> &args : qAsConst(ctrl))
+                    out.append(QString::number(int(args.at(1).value<PlaybackCtrl>())));
+                return out.join(QLatin1Char(','));
+            };
+            QTRY_COMPARE(values(), seen.at(i));
+        }
+    }
+
+    void leavingSocketStopsItsStreams_data()
+    {
+        QTest::addColumn<bool>("shared");
+        QTest::newRow("alone") << false;
+        QTest::newRow("first stream shared") << true;
+    }
+
+    // A socket in two streams leaves: the host hears of each stream it was the
+    // last socket of, once, and nothing is logged.
+    void leavingSocketStopsItsStreams()
+    {
+        QFETCH(bool, shared);
+        const QByteArray request = liveReq(QStringLiteral("two-") + QLatin1String(QTest::currentDataTag()), 1, 1);
+        QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
+        auto s = std::make_unique<Connection>();
+        Connection watcher;
+        QVERIFY(oru_test::connectStreamLogged(s.get()));
+        const StreamId live = open(s.get(), MessageType::LiveVideoConnReq, request);
+        if (shared) {
+            QVERIFY(oru_test::connectStreamLogged(&watcher));
+            QCOMPARE(open(&watcher, MessageType::LiveVideoConnReq, request), live);
+        }
+        const StreamId playback =
+            open(s.get(), MessageType::PlaybackByFileReq, fileReq(QStringLiteral("two"), 1, QStringLiteral("f"), 0, 0));
+        QVERIFY(playback != 0 && playback != live);
+
+        // Still a member of both; controls act on the stream opened last.
+        oru_sdk::write_stream_data(live, "live");
+        QVERIFY(receivesOnly(s.get(), "live"));
+        oru_sdk::write_stream_data(playback, "playback");
+        QVERIFY(receivesOnly(s.get(), "playback"));
+        QCOMPARE(barrier(s.get()), qint64(playback));
+
+        oru_test::LogCursor cursor;
+        s.reset();
+        QTRY_COMPARE(ids(gone), shared ? QList<StreamId>{playback} : (QList<StreamId>{playback, live}));
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCOMPARE(cursor.lines(), QStringList());
+        // Writes to either stream must not reach the deleted socket; a stream
+        // still watched goes on.
         oru_sdk::write_stream_data(live, "after");
         oru_sdk::write_stream_data(playback, "after");
-        QTest::qWait(20);
+        if (shared) {
+            QCOMPARE(watcher.collectFrames(50).size(), 2); // "live", then the write after
+            watcher.disconnectFromServer();
+            QTRY_COMPARE(ids(gone), (QList<StreamId>{playback, live}));
+        }
+        // The same request later starts the stream afresh, under the same id; by
+        // then nothing more was told.
+        Connection again;
+        QVERIFY(oru_test::connectStreamLogged(&again));
+        QCOMPARE(open(&again, MessageType::LiveVideoConnReq, request), live);
+        QCOMPARE(gone.count(), 2);
+        oru_sdk::write_stream_data(live, "again");
+        QVERIFY(receivesOnly(&again, "again"));
     }
-    if (shared) {
-        QCOMPARE(watcher.collectFrames(50).size(), 1 + 3); // "live", then the three writes
-        watcher.disconnectFromServer();
-        QTRY_COMPARE(gone.count(), 2);
-        QCOMPARE(gone.at(1).at(0).toUInt(), live);
+
+    void playbackPushes_data()
+    {
+        QTest::addColumn<Push>("push");
+        QTest::addColumn<MessageType>("type");
+        QTest::addColumn<QByteArray>("payload");
+        QTest::addColumn<QString>("line"); // %1: the stream id
+        const QString none;
+        for (auto [offset, duration] :
+             {std::pair{5u, 60u}, {2147483648u, 3000000000u}, {4294967295u, 4294967295u}, {0u, 0u}}) {
+            const QByteArray payload = message<pb::PlaybackPosProgressPush>([=](auto &m) {
+                m.set_offset_time(offset);
+                m.set_duration(duration);
+            });
+            QTest::addRow("file progress %u of %u", offset, duration)
+                << Push{[=](StreamId id) { oru_sdk::push_playback_by_file_progress_msg(id, offset, duration); }}
+                << MessageType::PushPlaybackByFileProgressMsg << payload << none;
+        }
+        const QDateTime plain(QDate(2038, 1, 19), QTime(3, 14, 8, 999)), early(QDate(1999, 12, 31), QTime(0, 0, 0, 1));
+        for (auto [time, text] :
+             {std::pair{plain, "2038-01-19 03:14:08.999"}, {early, "1999-12-31 00:00:00.001"}, {QDateTime(), ""}}) {
+            QTest::addRow("time progress '%s'", text)
+                << Push{[time = time](StreamId id) { oru_sdk::push_playback_by_time_progress_msg(id, time); }}
+                << MessageType::PushPlaybackByTimeProgressMsg
+                << message<pb::PlaybackTimeProgressPush>([text = text](auto &m) { m.set_cur_time(text); }) << none;
+        }
+        for (int event : {0, 1, 2, 42, -5}) {
+            QTest::addRow("event %d", event)
+                << Push{[=](StreamId id) { oru_sdk::push_stream_event_msg(id, StreamEvent(event)); }}
+                << MessageType::PushStreamEventMsg << message<pb::StreamEventPush>([=](auto &m) { m.set_event(event); })
+                << QStringLiteral("info server push stream event to client, stream id:%1, event:")
+                    + QString::number(event);
+        }
     }
-    QTest::qWait(100);
-    QCOMPARE(gone.count(), 2);
-}
 
-namespace {
-// A playback stream on a fresh socket; pushes are checked on what arrives.
-StreamId openPlayback(Connection *c)
-{
-    if (!oru_test::connectStreamLogged(c))
-        return 0;
-    return open(c, MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("push"), 2, QString(), 0));
-}
-} // namespace
+    void playbackPushes()
+    {
+        QFETCH(Push, push);
+        QFETCH(MessageType, type);
+        QFETCH(QByteArray, payload);
+        QFETCH(QString, line);
+        Connection c;
+        QVERIFY(oru_test::connectStreamLogged(&c));
+        const StreamId id = open(&c, MessageType::PlaybackByTimeReq, timeReq(QStringLiteral("push"), 2, QString(), 0));
+        QVERIFY(id != 0);
+        oru_test::LogCursor cursor;
+        // To a stream nobody watches it goes nowhere (events are logged all the same).
+        const StreamId nobody = id + 1;
+        push(nobody);
+        oru_sdk::write_stream_data(nobody, "x");
+        push(id);
+        Frame frame;
+        QVERIFY(c.waitForFrame(&frame));
+        QCOMPARE(int(frame.type), int(type));
+        QCOMPARE(frame.payload.toHex(' '), payload.toHex(' '));
+        QCOMPARE(c.collectFrames(50).size(), 0);
+        QCOMPARE(cursor.levelLines(), line.isEmpty() ? QStringList() : (QStringList{line.arg(nobody), line.arg(id)}));
+    }
 
-namespace {
-struct Push {
-    std::function<void(StreamId)> call;
-};
-} // namespace
-Q_DECLARE_METATYPE(Push)
+    void chunksArriveAsWritten_data()
+    {
+        QTest::addColumn<bool>("otherThread");
+        QTest::addColumn<bool>("stall");
+        QTest::addColumn<QList<int>>("sizes");
+        QList<int> mixed, large{4 << 20, 1}, many;
+        for (int i = 0; i < 40; ++i)
+            mixed.append(QList<int>{13, 4 << 10, 64 << 10, 1 << 20, 7}.at(i % 5));
+        for (bool otherThread : {false, true}) {
+            for (bool stall : {false, true}) {
+                QTest::addRow("%s thread, %s reader", otherThread ? "other" : "library", stall ? "stalled" : "fast")
+                    << otherThread << stall << mixed;
+            }
+        }
+        // The stalled socket's frames queue in the gateway far past the kernel's
+        // buffer, without holding the other reader back.
+        for (int i = 0; i < 64; ++i)
+            large.append(64 << 10);
+        large.append((4 << 20) + 7);
+        QTest::newRow("large chunks, stalled reader") << false << true << large;
+        for (int i = 0; i < 500; ++i)
+            many.append(4 + (i * 37) % 3001);
+        QTest::newRow("many chunks, other thread") << true << false << many;
+    }
 
-void tst_Stream::playbackPushes_data()
-{
-    QTest::addColumn<Push>("push");
-    QTest::addColumn<MessageType>("type");
-    QTest::addColumn<QByteArray>("payload");
-    QTest::addColumn<QString>("line"); // %1: the stream id
-    const QString none;
-    for (auto [offset, duration] :
-         {std::pair{5u, 60u}, {2147483648u, 3000000000u}, {4294967295u, 4294967295u}, {0u, 0u}}) {
-        const QByteArray payload = message<pb::PlaybackPosProgressPush>([=](auto &m) {
-            m.set_offset_time(offset);
-            m.set_duration(duration);
+    // A camera SDK hands out a buffer, the host wraps it without a copy and gives
+    // it back (here: overwrites it) as soon as write_stream_data returns. Both
+    // sockets of the stream get every chunk whole and in order.
+    void chunksArriveAsWritten()
+    {
+        QFETCH(bool, otherThread);
+        QFETCH(bool, stall);
+        QFETCH(QList<int>, sizes);
+        Connection a, b;
+        const StreamId id = openShared(&a, &b, QLatin1String(QTest::currentDataTag()));
+        QVERIFY(id != 0);
+        std::optional<QSignalBlocker> stalled;
+        if (stall) {
+            b.localSocket()->setReadBufferSize(1);
+            stalled.emplace(b.localSocket());
+        }
+        QByteArray buffer(*std::max_element(sizes.cbegin(), sizes.cend()), Qt::Uninitialized);
+        const auto host = [&] {
+            for (int i = 0; i < sizes.size(); ++i) {
+                memcpy(buffer.data(), chunk(i, sizes.at(i)).constData(), size_t(sizes.at(i)));
+                oru_sdk::write_stream_data(id, QByteArray::fromRawData(buffer.constData(), sizes.at(i)));
+                buffer.fill('#');
+            }
+        };
+        const auto receivesAll = [&](Connection *c) {
+            for (int i = 0; i < sizes.size(); ++i) {
+                Frame frame;
+                if (!c->waitForFrame(&frame, 20000) || frame.type != MessageType::StreamData
+                    || frame.payload != chunk(i, sizes.at(i)))
+                    return false;
+            }
+            return true;
+        };
+        // From another thread, the host writes while the library sends.
+        std::thread writer;
+        if (otherThread)
+            writer = std::thread(host);
+        else
+            host();
+        const bool firstGotAll = receivesAll(&a);
+        if (writer.joinable())
+            writer.join();
+        QVERIFY(firstGotAll);
+        if (stall) {
+            QCOMPARE(b.bytesReceived(), 0);
+            stalled.reset();
+            b.localSocket()->setReadBufferSize(0);
+        }
+        QVERIFY(receivesAll(&b));
+    }
+
+    void viewerLeavesWhileHostWaits_data()
+    {
+        QTest::addColumn<bool>("eventLoop");
+        QTest::newRow("QEventLoop") << true;
+        QTest::newRow("processEvents") << false;
+    }
+
+    // The host asks its device before answering and waits in a local loop; the
+    // viewer gives up meanwhile while another one keeps asking.
+    void viewerLeavesWhileHostWaits()
+    {
+        QFETCH(bool, eventLoop);
+        QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
+        auto leaver = std::make_unique<Connection>();
+        Connection other, newcomers[3];
+        QVERIFY(oru_test::connectStreamLogged(leaver.get()) && oru_test::connectStreamLogged(&other));
+        bool waited = false;
+        const auto wait = connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, this, [&] {
+            if (std::exchange(waited, true))
+                return;
+            leaver->disconnectFromServer();
+            other.sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-other"), 1, 0));
+            oru_test::SocketDeletions deletions;
+            QVERIFY(oru_test::waitInLocalLoop(eventLoop, [&] { return gone.count() == 1; }));
+            for (auto &c : newcomers)
+                QVERIFY(oru_test::connectStreamLogged(&c));
+            QCOMPARE(deletions.count, 0);
         });
-        QTest::addRow("file progress %u of %u", offset, duration)
-            << Push{[=](StreamId id) { oru_sdk::push_playback_by_file_progress_msg(id, offset, duration); }}
-            << MessageType::PushPlaybackByFileProgressMsg << payload << none;
-    }
-    const QDateTime plain(QDate(2038, 1, 19), QTime(3, 14, 8, 999)), early(QDate(1999, 12, 31), QTime(0, 0, 0, 1));
-    for (auto [time, text] :
-         {std::pair{plain, "2038-01-19 03:14:08.999"}, {early, "1999-12-31 00:00:00.001"}, {QDateTime(), ""}}) {
-        QTest::addRow("time progress '%s'", text)
-            << Push{[time = time](StreamId id) { oru_sdk::push_playback_by_time_progress_msg(id, time); }}
-            << MessageType::PushPlaybackByTimeProgressMsg
-            << message<pb::PlaybackTimeProgressPush>([text = text](auto &m) { m.set_cur_time(text); }) << none;
-    }
-    for (int event : {0, 1, 2, 42, -5}) {
-        QTest::addRow("event %d", event)
-            << Push{[=](StreamId id) { oru_sdk::push_stream_event_msg(id, StreamEvent(event)); }}
-            << MessageType::PushStreamEventMsg << message<pb::StreamEventPush>([=](auto &m) { m.set_event(event); })
-            << QStringLiteral("info server push stream event to client, stream id:%1, event:") + QString::number(event);
-    }
-}
-
-void tst_Stream::playbackPushes()
-{
-    QFETCH(Push, push);
-    QFETCH(MessageType, type);
-    QFETCH(QByteArray, payload);
-    QFETCH(QString, line);
-    Connection c;
-    const StreamId id = openPlayback(&c);
-    QVERIFY(id != 0);
-    oru_test::LogCursor cursor;
-    push.call(id);
-    Frame frame;
-    QVERIFY(c.waitForFrame(&frame));
-    QCOMPARE(int(frame.type), int(type));
-    QCOMPARE(frame.payload.toHex(' '), payload.toHex(' '));
-    QCOMPARE(c.collectFrames(50).size(), 0);
-    QCOMPARE(cursor.levelLines(), line.isEmpty() ? QStringList() : QStringList(line.arg(id)));
-}
-
-void tst_Stream::pushesToUnwatchedStreamGoNowhere()
-{
-    Connection c;
-    const StreamId id = openPlayback(&c);
-    QVERIFY(id != 0);
-    oru_test::LogCursor cursor;
-    const StreamId nobody = id + 1;
-    oru_sdk::write_stream_data(nobody, "x");
-    oru_sdk::push_playback_by_file_progress_msg(nobody, 1, 2);
-    oru_sdk::push_playback_by_time_progress_msg(nobody, QDateTime::currentDateTime());
-    oru_sdk::push_stream_event_msg(nobody, StreamEvent::StreamEnd);
-    QCOMPARE(c.collectFrames(100).size(), 0);
-    // Only the event is logged, whether or not anyone watches.
-    QCOMPARE(cursor.lines(),
-             QStringList(QStringLiteral("server push stream event to client, stream id:%1, event:1").arg(nobody)));
-}
-
-void tst_Stream::writesFromAnotherThreadKeepOrder()
-{
-    const int count = 500;
-    auto chunk = [](int i) {
-        QByteArray bytes(4 + (i * 37) % 3001, char(i));
-        qToBigEndian<qint32>(i, bytes.data());
-        return bytes;
-    };
-    Connection a, b;
-    const StreamId id = openShared(&a, &b, QStringLiteral("threaded"));
-    QVERIFY(id != 0);
-    std::thread host([&] {
-        for (int i = 0; i < count; ++i)
-            oru_sdk::write_stream_data(id, chunk(i));
-    });
-    const bool arrived =
-        QTest::qWaitFor([&] { return a.pendingFrames() >= count && b.pendingFrames() >= count; }, 20000);
-    host.join();
-    QVERIFY(arrived);
-    for (Connection *c : {&a, &b}) {
-        const QList<Frame> frames = c->collectFrames(50);
-        QCOMPARE(frames.size(), count);
-        for (int i = 0; i < count; ++i)
-            QVERIFY(frames.at(i).type == MessageType::StreamData && frames.at(i).payload == chunk(i));
-    }
-}
-
-void tst_Stream::largeChunksArriveIntact_data()
-{
-    QTest::addColumn<bool>("stall");
-    QTest::newRow("both reading") << false;
-    // The stalled socket's frames queue in the gateway far past the kernel's
-    // buffer, without holding the other reader back.
-    QTest::newRow("one reader stalled, then reading") << true;
-}
-
-void tst_Stream::largeChunksArriveIntact()
-{
-    QFETCH(bool, stall);
-    Connection a, b;
-    const StreamId id = openShared(&a, &b, QStringLiteral("large"));
-    QVERIFY(id != 0);
-    std::optional<QSignalBlocker> stalled;
-    if (stall) {
-        b.localSocket()->setReadBufferSize(1);
-        stalled.emplace(b.localSocket());
-    }
-    QList<int> sizes{4 << 20, 1};
-    for (int i = 0; i < 64; ++i)
-        sizes.append(64 << 10);
-    sizes.append((4 << 20) + 7);
-    QList<QByteArray> chunks;
-    for (int size : qAsConst(sizes)) {
-        QByteArray bytes(size, Qt::Uninitialized);
-        quint32 x = quint32(size + chunks.size());
-        for (char &ch : bytes)
-            ch = char((x = x * 1664525u + 1013904223u) >> 24);
-        chunks.append(bytes);
-        oru_sdk::write_stream_data(id, bytes);
-    }
-    const auto receivesAll = [&](Connection *c) {
-        for (const QByteArray &expected : qAsConst(chunks)) {
-            Frame frame;
-            QVERIFY(c->waitForFrame(&frame, 20000));
-            QVERIFY(frame.type == MessageType::StreamData && frame.payload == expected);
-        }
-    };
-    receivesAll(&a);
-    if (stall) {
-        QCOMPARE(b.bytesReceived(), 0);
-        stalled.reset();
-        b.localSocket()->setReadBufferSize(0);
-    }
-    receivesAll(&b);
-}
-
-void tst_Stream::reusedHostBuffersArriveAsWritten_data()
-{
-    QTest::addColumn<bool>("otherThread");
-    QTest::addColumn<bool>("stall");
-    for (bool otherThread : {false, true}) {
-        for (bool stall : {false, true}) {
-            QTest::addRow("%s thread, %s reader", otherThread ? "other" : "library", stall ? "stalled" : "fast")
-                << otherThread << stall;
+        leaver->sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-leaver"), 1, 0));
+        QTRY_COMPARE(gone.count(), 1);
+        disconnect(wait);
+        const StreamId otherId = 4001371126u;
+        for (int i = 0; i < 5; ++i) {
+            QCOMPARE(open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-other"), 1, 0)),
+                     otherId);
+            oru_sdk::write_stream_data(otherId, QByteArray::number(i));
+            QVERIFY(receivesOnly(&other, QByteArray::number(i)));
         }
     }
-}
 
-// A camera SDK hands out a buffer, the host wraps it without a copy and gives
-// it back (here: overwrites it) as soon as write_stream_data returns.
-void tst_Stream::reusedHostBuffersArriveAsWritten()
-{
-    QFETCH(bool, otherThread);
-    QFETCH(bool, stall);
-    Connection a, b;
-    const StreamId id = openShared(&a, &b, QStringLiteral("raw %1 %2").arg(otherThread).arg(stall));
-    QVERIFY(id != 0);
-    std::optional<QSignalBlocker> stalled;
-    if (stall) {
-        b.localSocket()->setReadBufferSize(1);
-        stalled.emplace(b.localSocket());
-    }
-    const QList<int> sizes{13, 4 << 10, 64 << 10, 1 << 20, 7};
-    const auto expected = [&](int i) { return QByteArray(sizes.at(i % sizes.size()), char('a' + i % 26)); };
-    const int count = 40;
-    QByteArray buffer(1 << 20, Qt::Uninitialized); // outlives the test's reading
-    const auto host = [&] {
-        for (int i = 0; i < count; ++i) {
-            const QByteArray frame = expected(i);
-            memcpy(buffer.data(), frame.constData(), size_t(frame.size()));
-            oru_sdk::write_stream_data(id, QByteArray::fromRawData(buffer.constData(), frame.size()));
-            buffer.fill('#');
+    void mainClientExitClosesStreamListener()
+    {
+        ORU_REQUIRE_OWN_PROCESS();
+        QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
+        QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
+        Connection control, stream;
+        QVERIFY(oru_test::connectControl(&control, true));
+        QVERIFY(oru_test::connectStreamLogged(&stream));
+        const StreamId id = open(&stream, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("exit"), 1, 0));
+        QVERIFY(id != 0);
+
+        control.disconnectFromServer();
+        QTRY_COMPARE(exits.count(), 1);
+        // Refused at once, and still refused after the listener's watch would have noticed.
+        for (int wait : {0, 600}) {
+            QTest::qWait(wait);
+            Connection late;
+            QVERIFY(!late.connectToServer(oru_test::startSdk().streamServer, 1000));
         }
-    };
-    if (otherThread)
-        std::thread(host).join();
-    else
-        host();
-    stalled.reset();
-    b.localSocket()->setReadBufferSize(0);
-    for (Connection *c : {&a, &b}) {
-        for (int i = 0; i < count; ++i) {
-            Frame frame;
-            QVERIFY(c->waitForFrame(&frame, 20000));
-            QVERIFY2(frame.payload == expected(i), qPrintable(QString::number(i)));
-        }
+
+        // The socket attached before goes on as before.
+        oru_sdk::write_stream_data(id, "after exit");
+        QVERIFY(receivesOnly(&stream, "after exit"));
+        QCOMPARE(barrier(&stream), qint64(id));
+        stream.disconnectFromServer();
+        QTRY_COMPARE(gone.count(), 1);
+        QCOMPARE(gone.at(0).at(0).toUInt(), id);
     }
-}
 
-void tst_Stream::viewerLeavesWhileHostWaits_data()
-{
-    QTest::addColumn<bool>("eventLoop");
-    QTest::newRow("QEventLoop") << true;
-    QTest::newRow("processEvents") << false;
-}
-
-// The host asks its device before answering and waits in a local loop; the
-// viewer gives up meanwhile while another one keeps asking.
-void tst_Stream::viewerLeavesWhileHostWaits()
-{
-    QFETCH(bool, eventLoop);
-    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
-    auto leaver = std::make_unique<Connection>();
-    Connection other, newcomers[3];
-    QVERIFY(oru_test::connectStreamLogged(leaver.get()) && oru_test::connectStreamLogged(&other));
-    bool waited = false;
-    const auto wait = connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, this, [&] {
-        if (std::exchange(waited, true))
+    // With a queue limit set in the environment (see tests/CMakeLists.txt), a
+    // fast viewer and a stalled one share a stream; the stalled one goes over
+    // its queue limit. `drop`: it loses whole frames, then recovers; `close`: it is
+    // closed and leaves as any viewer does. The fast one never loses a frame.
+    void stalledViewerOverLimit()
+    {
+        ORU_REQUIRE_OWN_PROCESS();
+        const bool drop = qgetenv("ORU_STREAM_QUEUE_POLICY") == "drop";
+        QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
+        oru_test::LogCursor cursor;
+        Connection fast, stalled;
+        const StreamId id = openShared(&fast, &stalled, QStringLiteral("limit"));
+        QVERIFY(id != 0);
+        std::optional<QSignalBlocker> blocked;
+        stalled.localSocket()->setReadBufferSize(1);
+        blocked.emplace(stalled.localSocket());
+        // At a camera's pace: the fast viewer has each frame before the next.
+        int sent = 0;
+        for (; sent < 100; ++sent) {
+            oru_sdk::write_stream_data(id, chunk(sent, 64 << 10));
+            QVERIFY(QTest::qWaitFor([&] { return fast.pendingFrames() > sent; }));
+        }
+        const QList<Frame> all = fast.collectFrames(0);
+        QCOMPARE(all.size(), sent);
+        for (int i = 0; i < sent; ++i)
+            QVERIFY(all.at(i).payload == chunk(i, 64 << 10));
+        QCOMPARE(gone.count(), 0);
+        blocked.reset();
+        stalled.localSocket()->setReadBufferSize(0);
+        if (!drop) {
+            QVERIFY(stalled.waitForDisconnected());
+            QCOMPARE(cursor.lines().filter(QStringLiteral("over its queue limit of 1048576 bytes, closing it")).size(),
+                     1);
+            fast.disconnectFromServer();
+            QTRY_COMPARE(ids(gone), QList<StreamId>{id}); // once, when the last viewer left
             return;
-        leaver->disconnectFromServer();
-        other.sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-other"), 1, 0));
-        oru_test::SocketDeletions deletions;
-        QVERIFY(oru_test::waitInLocalLoop(eventLoop, [&] { return gone.count() == 1; }));
-        for (auto &c : newcomers)
-            QVERIFY(oru_test::connectStreamLogged(&c));
-        QCOMPARE(deletions.count, 0);
-    });
-    leaver->sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-leaver"), 1, 0));
-    QTRY_COMPARE(gone.count(), 1);
-    disconnect(wait);
-    const StreamId otherId = 4001371126u;
-    for (int i = 0; i < 5; ++i) {
-        QCOMPARE(open(&other, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-other"), 1, 0)), otherId);
-        oru_sdk::write_stream_data(otherId, QByteArray::number(i));
-        QVERIFY(receivesOnly(&other, QByteArray::number(i)));
+        }
+        // Whole frames, in order, a gap where it was over the limit.
+        QList<Frame> got = stalled.collectFrames(300);
+        QVERIFY(got.size() > 4 && got.size() < sent);
+        int last = -1;
+        for (const Frame &frame : qAsConst(got)) {
+            const int i = qFromBigEndian<qint32>(frame.payload.constData());
+            QVERIFY(i > last && frame.payload == chunk(i, 64 << 10));
+            last = i;
+        }
+        // It reads again: the next frame reaches it, and the episode is told once.
+        oru_sdk::write_stream_data(id, chunk(sent, 64 << 10));
+        QVERIFY(receivesOnly(&stalled, chunk(sent, 64 << 10)));
+        const int dropped = sent - got.size();
+        const QStringList lines = cursor.lines().filter(QStringLiteral("queue limit"));
+        QCOMPARE(lines.size(), 2);
+        QVERIFY(lines.at(0).endsWith(QStringLiteral("over its queue limit of 1048576 bytes, dropping frames")));
+        QVERIFY(lines.at(1).endsWith(QStringLiteral("below its queue limit again, %1 frames (%2 bytes) dropped")
+                                         .arg(dropped)
+                                         .arg(dropped * ((64 << 10) + 13))));
+        // A frame larger than the limit still goes to a viewer that holds nothing.
+        const QByteArray large(3 << 19, 'L');
+        oru_sdk::write_stream_data(id, large);
+        QVERIFY(receivesOnly(&stalled, large));
+        QCOMPARE(gone.count(), 0);
     }
-}
-
-void tst_Stream::mainClientExitClosesStreamListener()
-{
-    ORU_REQUIRE_OWN_PROCESS();
-    QSignalSpy exits(&DgwSignals::instance(), &DgwSignals::signalMainClientExit);
-    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
-    QSignalSpy ctrl(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
-    Connection control, stream;
-    QVERIFY(oru_test::connectControl(&control, true));
-    QVERIFY(oru_test::connectStreamLogged(&stream));
-    const StreamId id = open(&stream, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("exit"), 1, 0));
-    QVERIFY(id != 0);
-
-    control.disconnectFromServer();
-    QTRY_COMPARE(exits.count(), 1);
-    // Refused at once, and still refused after the listener's watch would have noticed.
-    for (int wait : {0, 600}) {
-        QTest::qWait(wait);
-        Connection late;
-        QVERIFY(!late.connectToServer(oru_test::startSdk().streamServer, 1000));
-    }
-
-    // The socket attached before goes on as before.
-    oru_sdk::write_stream_data(id, "after exit");
-    QVERIFY(receivesOnly(&stream, "after exit"));
-    stream.sendFrame(MessageType::PlaybackCtrlReq);
-    QTRY_COMPARE(ctrl.count(), 1);
-    QCOMPARE(ctrl.at(0).at(0).toUInt(), id);
-    stream.disconnectFromServer();
-    QTRY_COMPARE(gone.count(), 1);
-    QCOMPARE(gone.at(0).at(0).toUInt(), id);
-}
-
-// A fast viewer and a stalled one share a stream; the stalled one goes over
-// its queue limit. `drop`: it loses whole frames, then recovers; `close`: it is
-// closed and leaves as any viewer does. The fast one never loses a frame.
-void tst_Stream::stalledViewerOverLimit()
-{
-    ORU_REQUIRE_OWN_PROCESS();
-    const bool drop = qgetenv("ORU_STREAM_QUEUE_POLICY") == "drop";
-    QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
-    oru_test::LogCursor cursor;
-    Connection fast, stalled;
-    const StreamId id = openShared(&fast, &stalled, QStringLiteral("limit"));
-    QVERIFY(id != 0);
-    std::optional<QSignalBlocker> blocked;
-    stalled.localSocket()->setReadBufferSize(1);
-    blocked.emplace(stalled.localSocket());
-    const auto chunk = [](int i) {
-        QByteArray bytes(64 << 10, char(i));
-        qToBigEndian<qint32>(i, bytes.data());
-        return bytes;
-    };
-    // At a camera's pace: the fast viewer has each frame before the next.
-    int sent = 0;
-    for (; sent < 100; ++sent) {
-        oru_sdk::write_stream_data(id, chunk(sent));
-        QVERIFY(QTest::qWaitFor([&] { return fast.pendingFrames() > sent; }));
-    }
-    const QList<Frame> all = fast.collectFrames(0);
-    QCOMPARE(all.size(), sent);
-    for (int i = 0; i < sent; ++i)
-        QVERIFY(all.at(i).payload == chunk(i));
-    QCOMPARE(gone.count(), 0);
-    blocked.reset();
-    stalled.localSocket()->setReadBufferSize(0);
-    if (!drop) {
-        QVERIFY(stalled.waitForDisconnected());
-        QCOMPARE(cursor.lines().filter(QStringLiteral("over its queue limit of 1048576 bytes, closing it")).size(), 1);
-        fast.disconnectFromServer();
-        QTRY_COMPARE(ids(gone), QList<StreamId>{id}); // once, when the last viewer left
-        return;
-    }
-    // Whole frames, in order, a gap where it was over the limit.
-    QList<Frame> got = stalled.collectFrames(300);
-    QVERIFY(got.size() > 4 && got.size() < sent);
-    int last = -1;
-    for (const Frame &frame : qAsConst(got)) {
-        const int i = qFromBigEndian<qint32>(frame.payload.constData());
-        QVERIFY(i > last && frame.payload == chunk(i));
-        last = i;
-    }
-    // It reads again: the next frame reaches it, and the episode is told once.
-    oru_sdk::write_stream_data(id, chunk(sent));
-    QVERIFY(receivesOnly(&stalled, chunk(sent)));
-    const int dropped = sent - got.size();
-    const QStringList lines = cursor.lines().filter(QStringLiteral("queue limit"));
-    QCOMPARE(lines.size(), 2);
-    QVERIFY(lines.at(0).endsWith(QStringLiteral("over its queue limit of 1048576 bytes, dropping frames")));
-    QVERIFY(lines.at(1).endsWith(QStringLiteral("below its queue limit again, %1 frames (%2 bytes) dropped")
-                                     .arg(dropped)
-                                     .arg(dropped * ((64 << 10) + 13))));
-    // A frame larger than the limit still goes to a viewer that holds nothing.
-    const QByteArray large(3 << 19, 'L');
-    oru_sdk::write_stream_data(id, large);
-    QVERIFY(receivesOnly(&stalled, large));
-    QCOMPARE(gone.count(), 0);
-}
+};
 
 QTEST_GUILESS_MAIN(tst_Stream)
 #include "tst_stream.moc"
