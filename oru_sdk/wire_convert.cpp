@@ -2,58 +2,12 @@
 
 #include "plain_text.h"
 
+#include <type_traits>
+#include <utility>
+
 namespace oru_sdk::wire {
 
 const QString kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz");
-
-namespace {
-
-// request_id + nested channel_id, the head of most channel requests.
-template <class M, class C>
-void readChannelHead(const M &m, C *c)
-{
-    c->requestId = text(m.request_id());
-    readChannel(m, &c->devId, &c->channel);
-}
-
-template <class C, class M>
-void writeChannelHead(const C &c, M *m)
-{
-    m->set_request_id(utf8(c.requestId));
-    writeChannel(c.devId, c.channel, m);
-}
-
-// request_id + dev_id, the head of most device requests.
-template <class M, class C>
-void readDeviceHead(const M &m, C *c)
-{
-    c->requestId = text(m.request_id());
-    c->devId = text(m.dev_id());
-}
-
-template <class C, class M>
-void writeDeviceHead(const C &c, M *m)
-{
-    m->set_request_id(utf8(c.requestId));
-    m->set_dev_id(utf8(c.devId));
-}
-
-// Talk and speak share one wire message and one record shape.
-template <class C>
-void readTalk(const proto::TalkOperReq &m, C *r)
-{
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-}
-
-template <class C>
-void writeTalk(const C &r, proto::TalkOperReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-}
-
-} // namespace
 
 // ---- Shared rules ----
 
@@ -66,1008 +20,752 @@ QDateTime dateTime(const std::string &s) { return QDateTime::fromString(text(s),
 std::string dateTimeText(const QDateTime &t) { return utf8(t.toString(kDateTimeFormat)); }
 double wireDouble(double d) { return d == 0.0 ? 0.0 : d; }
 
-QStringList texts(const Repeated<std::string> &in)
+namespace {
+
+// ---- One value, wire to record: the rule is chosen by the two types ----
+
+void read(const std::string &w, QString *r) { *r = text(w); }
+void read(const std::string &w, QByteArray *r) { *r = bytes(w); }
+void read(const std::string &w, QDateTime *r) { *r = dateTime(w); }
+
+// Numbers of the same width and kind (int32 <-> int, uint32 <-> int, ...) or
+// a wire bool with an int member. Anything else would cut or round a value:
+// a mistake in the field list, refused at compile time.
+template <class W, class R>
+constexpr bool fits()
 {
-    QStringList out;
-    out.reserve(in.size());
-    for (const std::string &s : in)
-        out.append(text(s));
-    return out;
+    if constexpr (!std::is_arithmetic_v<W> || !std::is_arithmetic_v<R>)
+        return false;
+    else if constexpr (std::is_floating_point_v<W> != std::is_floating_point_v<R>)
+        return false;
+    else
+        return sizeof(W) == sizeof(R) || std::is_same_v<W, bool>;
 }
 
-void setTexts(const QStringList &in, Repeated<std::string> *out)
+template <class W, class R, std::enable_if_t<std::is_arithmetic_v<W> && std::is_arithmetic_v<R>, int> = 0>
+void read(W w, R *r)
 {
-    out->Clear();
-    for (const QString &s : in)
-        out->Add(utf8(s));
+    static_assert(fits<W, R>(), "a wire number would be cut to fit the record member");
+    *r = static_cast<R>(w);
 }
 
-QList<QByteArray> byteList(const Repeated<std::string> &in)
+// A nested message that has a record of its own.
+template <class W, class R>
+auto read(const W &w, R *r) -> decltype(fromWire(w, r))
 {
-    QList<QByteArray> out;
-    out.reserve(in.size());
-    for (const std::string &s : in)
-        out.append(bytes(s));
-    return out;
+    fromWire(w, r);
 }
 
-void setByteList(const QList<QByteArray> &in, Repeated<std::string> *out)
+// Repeated fields replace the list, element by element in order; each
+// element starts from a default-constructed value.
+template <class W, class R>
+void read(const Repeated<W> &w, QList<R> *r)
 {
-    out->Clear();
-    for (const QByteArray &b : in)
-        out->Add(rawBytes(b));
+    r->clear();
+    r->reserve(w.size());
+    for (const W &element : w) {
+        r->append(R());
+        read(element, &r->last());
+    }
 }
+
+template <class K, class W, class R>
+void read(const google::protobuf::Map<K, W> &w, QMap<int, R> *r)
+{
+    r->clear();
+    for (const auto &entry : w)
+        read(entry.second, &(*r)[entry.first]);
+}
+
+// ---- One value, record to wire ----
+
+std::string wireText(const QString &r) { return utf8(r); }
+std::string wireText(const QByteArray &r) { return rawBytes(r); }
+std::string wireText(const QDateTime &r) { return dateTimeText(r); }
+
+template <class W, class R>
+W wireNumber(R r)
+{
+    static_assert(fits<W, R>(), "a record member would be cut to fit the wire number");
+    if constexpr (std::is_same_v<W, bool>)
+        return r != 0;
+    else if constexpr (std::is_same_v<W, double>)
+        return wireDouble(r);
+    else
+        return static_cast<W>(r);
+}
+
+template <class R, class W>
+auto write(const R &r, W *w) -> decltype(toWire(r, w))
+{
+    toWire(r, w);
+}
+
+// Repeated fields are replaced, not appended to.
+template <class R, class W>
+void write(const QList<R> &r, Repeated<W> *w)
+{
+    w->Clear();
+    w->Reserve(r.size());
+    for (const R &element : r) {
+        if constexpr (std::is_same_v<W, std::string>)
+            w->Add(wireText(element));
+        else
+            write(element, w->Add());
+    }
+}
+
+template <class R, class K, class W>
+void write(const QMap<int, R> &r, google::protobuf::Map<K, W> *w)
+{
+    w->clear();
+    for (auto it = r.cbegin(); it != r.cend(); ++it)
+        write(it.value(), &(*w)[it.key()]);
+}
+
+// ---- The two directions a field list runs in ----
+
+// One wire field of a message: read it, set it, or reach it in place. The
+// accessors are generic lambdas over the message so that only what the
+// running direction calls is compiled: a const message has no setters, a
+// scalar field no mutable_ accessor.
+template <class Message, class Get, class Set, class Mutable>
+struct Field {
+    Message &message;
+    Get getter;
+    Set setter;
+    Mutable mutableGetter;
+
+    decltype(auto) get() const { return getter(message); }
+    template <class T>
+    void set(T &&value) const
+    {
+        setter(message, std::forward<T>(value));
+    }
+    auto mutableGet() const { return mutableGetter(message); }
+};
+
+template <class Message, class Get, class Set, class Mutable>
+Field<Message, Get, Set, Mutable> field(Message &message, Get get, Set set, Mutable mutableGet)
+{
+    return {message, get, set, mutableGet};
+}
+
+#define FIELD(msg, name)                                                                                               \
+    field(                                                                                                             \
+        msg, [](auto &m) -> decltype(auto) { return m.name(); },                                                       \
+        [](auto &m, auto &&value) { m.set_##name(std::forward<decltype(value)>(value)); },                             \
+        [](auto &m) { return m.mutable_##name(); })
+
+struct Reader {
+    template <class Member, class F>
+    void operator()(Member &member, const F &f) const
+    {
+        read(f.get(), &member);
+    }
+
+    // A nested message whose fields are members of the record itself.
+    template <class F, class List>
+    void inside(const F &f, List list) const
+    {
+        list(f.get());
+    }
+};
+
+struct Writer {
+    template <class Member, class F>
+    void operator()(const Member &member, const F &f) const
+    {
+        using Wire = std::decay_t<decltype(f.get())>;
+        if constexpr (std::is_same_v<Wire, std::string>)
+            f.set(wireText(member));
+        else if constexpr (std::is_arithmetic_v<Wire>)
+            f.set(wireNumber<Wire>(member));
+        else
+            write(member, f.mutableGet()); // nested message, repeated field or map
+    }
+
+    // Written even when all its fields are empty: the wire always has it.
+    template <class F, class List>
+    void inside(const F &f, List list) const
+    {
+        list(*f.mutableGet());
+    }
+};
+
+template <class Record>
+struct Of {
+};
+
+} // namespace
+
+// FIELDS(Record, Message) { io(r.member, FIELD(m, wire_field)); ... } is the
+// one field list of a record: fromWire() runs it with a Reader over the const
+// message, toWire() with a Writer over the const record.
+#define FIELDS(Record, Message)                                                                                        \
+    template <class Io, class R, class M>                                                                              \
+    void fieldsOf(Io &io, R &r, M &m, Of<Record>);                                                                     \
+    void fromWire(const Message &m, Record *r)                                                                         \
+    {                                                                                                                  \
+        Reader io;                                                                                                     \
+        fieldsOf(io, *r, m, Of<Record>());                                                                             \
+    }                                                                                                                  \
+    void toWire(const Record &r, Message *m)                                                                           \
+    {                                                                                                                  \
+        Writer io;                                                                                                     \
+        fieldsOf(io, r, *m, Of<Record>());                                                                             \
+    }                                                                                                                  \
+    template <class Io, class R, class M>                                                                              \
+    void fieldsOf(Io &io, R &r, M &m, Of<Record>)
+
+namespace {
+
+// dev_id + channel, as a ChannelId and as the nested head of channel requests.
+template <class Io, class Text, class Number, class M>
+void channelFields(Io &io, Text &devId, Number &channel, M &m)
+{
+    io(devId, FIELD(m, dev_id));
+    io(channel, FIELD(m, channel));
+}
+
+// Nested channel_id as (devId, channel); an absent one reads as ("", 0).
+template <class Io, class R, class M>
+void channelId(Io &io, R &r, M &m)
+{
+    io.inside(FIELD(m, channel_id), [&](auto &c) { channelFields(io, r.devId, r.channel, c); });
+}
+
+// request_id + nested channel_id, the head of most channel requests.
+template <class Io, class R, class M>
+void channelHead(Io &io, R &r, M &m)
+{
+    io(r.requestId, FIELD(m, request_id));
+    channelId(io, r, m);
+}
+
+// request_id + dev_id, the head of most device requests.
+template <class Io, class R, class M>
+void deviceHead(Io &io, R &r, M &m)
+{
+    io(r.requestId, FIELD(m, request_id));
+    io(r.devId, FIELD(m, dev_id));
+}
+
+// The net and platform settings travel as DevNetInfo / DevPlatformInfo both
+// inside set requests and on their own.
+template <class Io, class R, class M>
+void netInfo(Io &io, R &r, M &m)
+{
+    io(r.ip, FIELD(m, ip));
+    io(r.subNetMask, FIELD(m, sub_net_mask));
+    io(r.defaultGateway, FIELD(m, default_gateway));
+    io(r.dns, FIELD(m, dns));
+    io(r.param5, FIELD(m, param_5));
+    io(r.param6, FIELD(m, param_6));
+    io(r.param7, FIELD(m, param_7));
+    io(r.param8, FIELD(m, param_8));
+}
+
+template <class Io, class R, class M>
+void platformInfo(Io &io, R &r, M &m)
+{
+    io(r.param1, FIELD(m, param_1));
+    io(r.platformAddr, FIELD(m, platform_addr));
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
+    io(r.param5, FIELD(m, param_5));
+}
+
+// Talk and speak share one wire message and one record shape.
+template <class Io, class R, class M>
+void talk(Io &io, R &r, M &m)
+{
+    channelHead(io, r, m);
+    io(r.param3, FIELD(m, param_3));
+}
+
+} // namespace
 
 // ---- Channels ----
 
-void fromWire(const proto::ChannelId &m, ChannelId *r)
-{
-    r->first = text(m.dev_id());
-    r->second = static_cast<int>(m.channel());
-}
-
-void toWire(const ChannelId &r, proto::ChannelId *m)
-{
-    m->set_dev_id(utf8(r.first));
-    m->set_channel(static_cast<uint32_t>(r.second));
-}
+FIELDS(ChannelId, proto::ChannelId) { channelFields(io, r.first, r.second, m); }
 
 // ---- Request conditions ----
 
-void fromWire(const proto::InitDgwReq &m, InitDgwCondition *r)
+FIELDS(InitDgwCondition, proto::InitDgwReq)
 {
-    r->requestId = text(m.request_id());
-    r->ak = text(m.ak());
-    r->sk = text(m.sk());
-    r->ck = text(m.ck());
-    r->csk = text(m.csk());
-    r->param6 = m.param_6();
-    r->url = text(m.url());
-    r->param8 = m.param_8();
-    r->saasServer = text(m.saas_server());
-    r->saasCer = text(m.saas_cer());
+    io(r.requestId, FIELD(m, request_id));
+    io(r.ak, FIELD(m, ak));
+    io(r.sk, FIELD(m, sk));
+    io(r.ck, FIELD(m, ck));
+    io(r.csk, FIELD(m, csk));
+    io(r.param6, FIELD(m, param_6));
+    io(r.url, FIELD(m, url));
+    io(r.param8, FIELD(m, param_8));
+    io(r.saasServer, FIELD(m, saas_server));
+    io(r.saasCer, FIELD(m, saas_cer));
 }
 
-void toWire(const InitDgwCondition &r, proto::InitDgwReq *m)
+FIELDS(SearchDevsConfig, proto::SetSearchDevsConfigCmd)
 {
-    m->set_request_id(utf8(r.requestId));
-    m->set_ak(utf8(r.ak));
-    m->set_sk(utf8(r.sk));
-    m->set_ck(utf8(r.ck));
-    m->set_csk(utf8(r.csk));
-    m->set_param_6(r.param6 != 0);
-    m->set_url(utf8(r.url));
-    m->set_param_8(r.param8);
-    m->set_saas_server(utf8(r.saasServer));
-    m->set_saas_cer(utf8(r.saasCer));
+    io(r.param1, FIELD(m, param_1));
+    io(r.beginIp, FIELD(m, begin_ip));
+    io(r.endIp, FIELD(m, end_ip));
+    io(r.param4, FIELD(m, param_4));
 }
 
-void fromWire(const proto::SetSearchDevsConfigCmd &m, SearchDevsConfig *r)
+using SecretPair = QPair<QString, QString>;
+
+FIELDS(SecretPair, proto::SecretInfo)
 {
-    r->param1 = m.param_1();
-    r->beginIp = text(m.begin_ip());
-    r->endIp = text(m.end_ip());
-    r->param4 = m.param_4();
+    io(r.first, FIELD(m, question));
+    io(r.second, FIELD(m, answer));
 }
 
-void toWire(const SearchDevsConfig &r, proto::SetSearchDevsConfigCmd *m)
+// devs_sn has no member: neither direction touches it.
+FIELDS(ActivateCondition, proto::DevActivateCmd)
 {
-    m->set_param_1(r.param1 != 0);
-    m->set_begin_ip(utf8(r.beginIp));
-    m->set_end_ip(utf8(r.endIp));
-    m->set_param_4(r.param4);
+    io(r.account, FIELD(m, account));
+    io(r.password, FIELD(m, password));
+    io(r.secretInfos, FIELD(m, secret_infos));
+    io(r.param5, FIELD(m, param_5));
 }
 
-void fromWire(const proto::SecretInfo &m, QPair<QString, QString> *r)
+FIELDS(GetDevSecretQuestionsCondition, proto::DevSecretQuestionsGetReq)
 {
-    r->first = text(m.question());
-    r->second = text(m.answer());
+    io(r.devSn, FIELD(m, dev_sn));
+    io(r.account, FIELD(m, account));
 }
 
-void toWire(const QPair<QString, QString> &r, proto::SecretInfo *m)
+FIELDS(ResetDevPwdCondition, proto::DevPwdResetReq)
 {
-    m->set_question(utf8(r.first));
-    m->set_answer(utf8(r.second));
+    io(r.devSn, FIELD(m, dev_sn));
+    io(r.account, FIELD(m, account));
+    io(r.password, FIELD(m, password));
+    io(r.secretInfos, FIELD(m, secret_infos));
 }
 
-void fromWire(const proto::DevActivateCmd &m, ActivateCondition *r)
+FIELDS(GetDevPlatformCondition, proto::DevPlatformGetReq)
 {
-    r->account = text(m.account());
-    r->password = text(m.password());
-    r->secretInfos = listFromWire<QPair<QString, QString>>(m.secret_infos());
-    r->param5 = m.param_5();
+    deviceHead(io, r, m);
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
 }
 
-void toWire(const ActivateCondition &r, proto::DevActivateCmd *m)
+FIELDS(SetDevPlatformCondition, proto::DevPlatformSetReq)
 {
-    m->set_account(utf8(r.account));
-    m->set_password(utf8(r.password));
-    listToWire(r.secretInfos, m->mutable_secret_infos());
-    m->set_param_5(r.param5);
+    deviceHead(io, r, m);
+    io.inside(FIELD(m, dev_platform_info), [&](auto &info) { platformInfo(io, r, info); });
 }
 
-void fromWire(const proto::DevSecretQuestionsGetReq &m, GetDevSecretQuestionsCondition *r)
+FIELDS(SetDevPlatform_tavCondition, proto::DevPlatform_tavSetReq)
 {
-    r->devSn = text(m.dev_sn());
-    r->account = text(m.account());
+    deviceHead(io, r, m);
+    io.inside(FIELD(m, dev_platform_info), [&](auto &info) {
+        io(r.onlineServer, FIELD(info, online_server));
+        io(r.param4, FIELD(info, param_4));
+        io(r.businessServer, FIELD(info, bussiness_server));
+    });
 }
 
-void toWire(const GetDevSecretQuestionsCondition &r, proto::DevSecretQuestionsGetReq *m)
+FIELDS(ImportDevCertCondition, proto::DevCertImportReq)
 {
-    m->set_dev_sn(utf8(r.devSn));
-    m->set_account(utf8(r.account));
+    deviceHead(io, r, m);
+    io(r.param3, FIELD(m, param_3));
+    io(r.ca, FIELD(m, ca));
+    io(r.certContents, FIELD(m, cert_contents));
+    io(r.key, FIELD(m, key));
+    io(r.secretKey, FIELD(m, secret_key));
 }
 
-void fromWire(const proto::DevPwdResetReq &m, ResetDevPwdCondition *r)
+FIELDS(SetDevNetCondition, proto::DevNetSetReq)
 {
-    r->devSn = text(m.dev_sn());
-    r->account = text(m.account());
-    r->password = text(m.password());
-    r->secretInfos = listFromWire<QPair<QString, QString>>(m.secret_infos());
+    deviceHead(io, r, m);
+    io.inside(FIELD(m, dev_net_info), [&](auto &info) { netInfo(io, r, info); });
 }
 
-void toWire(const ResetDevPwdCondition &r, proto::DevPwdResetReq *m)
+FIELDS(RecsSearchCondition, proto::SearchVideoRecordingsReq)
 {
-    m->set_dev_sn(utf8(r.devSn));
-    m->set_account(utf8(r.account));
-    m->set_password(utf8(r.password));
-    listToWire(r.secretInfos, m->mutable_secret_infos());
+    channelHead(io, r, m);
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
+    io(r.beginTime, FIELD(m, begin_time));
+    io(r.endTime, FIELD(m, end_time));
 }
 
-void fromWire(const proto::DevPlatformGetReq &m, GetDevPlatformCondition *r)
+FIELDS(GetRtspUrlCondition, proto::GetRtspUrlReq)
 {
-    readDeviceHead(m, r);
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
+    channelHead(io, r, m);
+    io(r.streamType, FIELD(m, param_3));
 }
 
-void toWire(const GetDevPlatformCondition &r, proto::DevPlatformGetReq *m)
+FIELDS(PTZCtrlCondition, proto::PTZCtrlReq)
 {
-    writeDeviceHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4 != 0);
+    channelHead(io, r, m);
+    io(r.operation, FIELD(m, param_3));
+    io(r.action, FIELD(m, param_4));
+    io(r.param5, FIELD(m, param_5));
+    io(r.param6, FIELD(m, param_6));
 }
 
-void fromWire(const proto::DevPlatformSetReq &m, SetDevPlatformCondition *r)
-{
-    readDeviceHead(m, r);
-    const proto::DevPlatformInfo &info = m.dev_platform_info();
-    r->param1 = info.param_1();
-    r->platformAddr = text(info.platform_addr());
-    r->param3 = info.param_3();
-    r->param4 = info.param_4();
-    r->param5 = info.param_5();
-}
+FIELDS(ChannelCondition, proto::ChannelReq) { channelHead(io, r, m); }
 
-void toWire(const SetDevPlatformCondition &r, proto::DevPlatformSetReq *m)
+FIELDS(PresetOperCondition, proto::PresetOperReq)
 {
-    writeDeviceHead(r, m);
-    proto::DevPlatformInfo *info = m->mutable_dev_platform_info();
-    info->set_param_1(r.param1);
-    info->set_platform_addr(utf8(r.platformAddr));
-    info->set_param_3(r.param3);
-    info->set_param_4(r.param4);
-    info->set_param_5(r.param5);
-}
-
-void fromWire(const proto::DevPlatform_tavSetReq &m, SetDevPlatform_tavCondition *r)
-{
-    readDeviceHead(m, r);
-    const proto::DevPlatformInfo_tav &info = m.dev_platform_info();
-    r->onlineServer = text(info.online_server());
-    r->param4 = info.param_4();
-    r->businessServer = text(info.bussiness_server());
-}
-
-void toWire(const SetDevPlatform_tavCondition &r, proto::DevPlatform_tavSetReq *m)
-{
-    writeDeviceHead(r, m);
-    proto::DevPlatformInfo_tav *info = m->mutable_dev_platform_info();
-    info->set_online_server(utf8(r.onlineServer));
-    info->set_param_4(r.param4);
-    info->set_bussiness_server(utf8(r.businessServer));
-}
-
-void fromWire(const proto::DevCertImportReq &m, ImportDevCertCondition *r)
-{
-    readDeviceHead(m, r);
-    r->param3 = m.param_3();
-    r->ca = text(m.ca());
-    r->certContents = text(m.cert_contents());
-    r->key = text(m.key());
-    r->secretKey = text(m.secret_key());
-}
-
-void toWire(const ImportDevCertCondition &r, proto::DevCertImportReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_ca(utf8(r.ca));
-    m->set_cert_contents(utf8(r.certContents));
-    m->set_key(utf8(r.key));
-    m->set_secret_key(utf8(r.secretKey));
-}
-
-void fromWire(const proto::DevNetSetReq &m, SetDevNetCondition *r)
-{
-    readDeviceHead(m, r);
-    const proto::DevNetInfo &info = m.dev_net_info();
-    r->ip = text(info.ip());
-    r->subNetMask = text(info.sub_net_mask());
-    r->defaultGateway = text(info.default_gateway());
-    r->dns = text(info.dns());
-    r->param5 = info.param_5();
-    r->param6 = info.param_6();
-    r->param7 = info.param_7();
-    r->param8 = info.param_8();
-}
-
-void toWire(const SetDevNetCondition &r, proto::DevNetSetReq *m)
-{
-    writeDeviceHead(r, m);
-    proto::DevNetInfo *info = m->mutable_dev_net_info();
-    info->set_ip(utf8(r.ip));
-    info->set_sub_net_mask(utf8(r.subNetMask));
-    info->set_default_gateway(utf8(r.defaultGateway));
-    info->set_dns(utf8(r.dns));
-    info->set_param_5(r.param5);
-    info->set_param_6(r.param6);
-    info->set_param_7(r.param7);
-    info->set_param_8(r.param8);
-}
-
-void fromWire(const proto::SearchVideoRecordingsReq &m, RecsSearchCondition *r)
-{
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-    r->beginTime = dateTime(m.begin_time());
-    r->endTime = dateTime(m.end_time());
-}
-
-void toWire(const RecsSearchCondition &r, proto::SearchVideoRecordingsReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-    m->set_begin_time(dateTimeText(r.beginTime));
-    m->set_end_time(dateTimeText(r.endTime));
-}
-
-void fromWire(const proto::GetRtspUrlReq &m, GetRtspUrlCondition *r)
-{
-    readChannelHead(m, r);
-    r->streamType = m.param_3();
-}
-
-void toWire(const GetRtspUrlCondition &r, proto::GetRtspUrlReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.streamType);
-}
-
-void fromWire(const proto::PTZCtrlReq &m, PTZCtrlCondition *r)
-{
-    readChannelHead(m, r);
-    r->operation = m.param_3();
-    r->action = m.param_4();
-    r->param5 = m.param_5();
-    r->param6 = static_cast<int>(m.param_6());
-}
-
-void toWire(const PTZCtrlCondition &r, proto::PTZCtrlReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.operation);
-    m->set_param_4(r.action);
-    m->set_param_5(r.param5);
-    m->set_param_6(static_cast<uint32_t>(r.param6));
-}
-
-void fromWire(const proto::ChannelReq &m, ChannelCondition *r) { readChannelHead(m, r); }
-void toWire(const ChannelCondition &r, proto::ChannelReq *m) { writeChannelHead(r, m); }
-
-void fromWire(const proto::PresetOperReq &m, PresetOperCondition *r)
-{
-    readChannelHead(m, r);
-    r->presetNumber = static_cast<int>(m.param_3());
-    r->presetName = text(m.preset_name());
-    r->oper = m.param_5();
-}
-
-void toWire(const PresetOperCondition &r, proto::PresetOperReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(static_cast<uint32_t>(r.presetNumber));
-    m->set_preset_name(utf8(r.presetName));
-    m->set_param_5(r.oper);
+    channelHead(io, r, m);
+    io(r.presetNumber, FIELD(m, param_3));
+    io(r.presetName, FIELD(m, preset_name));
+    io(r.oper, FIELD(m, param_5));
 }
 
 // The record has two ints; param_5 of the wire has no counterpart.
-void fromWire(const proto::PatrolOperReq &m, PatrolOperCondition *r)
+FIELDS(PatrolOperCondition, proto::PatrolOperReq)
 {
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
+    channelHead(io, r, m);
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
 }
 
-void toWire(const PatrolOperCondition &r, proto::PatrolOperReq *m)
+FIELDS(PatrolPresetOperCondition, proto::PatrolPresetOperReq)
 {
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
+    channelHead(io, r, m);
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
+    io(r.param5, FIELD(m, param_5));
+    io(r.param6, FIELD(m, param_6));
 }
 
-void fromWire(const proto::PatrolPresetOperReq &m, PatrolPresetOperCondition *r)
+FIELDS(PatrolPresetEntry, proto::SetPatrolPresetsReq::PresetInfo)
 {
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-    r->param5 = static_cast<int>(m.param_5());
-    r->param6 = m.param_6();
+    io(r.presetNumber, FIELD(m, param_1));
+    io(r.stayTime, FIELD(m, param_2));
 }
 
-void toWire(const PatrolPresetOperCondition &r, proto::PatrolPresetOperReq *m)
+FIELDS(SetPatrolPresetsCondition, proto::SetPatrolPresetsReq)
 {
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-    m->set_param_5(static_cast<uint32_t>(r.param5));
-    m->set_param_6(r.param6);
+    channelHead(io, r, m);
+    io(r.param3, FIELD(m, param_3));
+    io(r.presets, FIELD(m, presets));
 }
 
-void fromWire(const proto::SetPatrolPresetsReq::PresetInfo &m, PatrolPresetEntry *r)
+FIELDS(SetOSDCondition, proto::SetOSDReq)
 {
-    r->presetNumber = static_cast<int>(m.param_1());
-    r->stayTime = static_cast<int>(m.param_2());
+    channelHead(io, r, m);
+    io(r.osd, FIELD(m, osd));
 }
 
-void toWire(const PatrolPresetEntry &r, proto::SetPatrolPresetsReq::PresetInfo *m)
+FIELDS(ModifyDevNameCondition, proto::ModifyDevNameReq)
 {
-    m->set_param_1(static_cast<uint32_t>(r.presetNumber));
-    m->set_param_2(static_cast<uint32_t>(r.stayTime));
+    deviceHead(io, r, m);
+    io(r.devName, FIELD(m, dev_name));
 }
 
-void fromWire(const proto::SetPatrolPresetsReq &m, SetPatrolPresetsCondition *r)
+FIELDS(DevUpgradeCondtition, proto::DevUpgradeReq)
 {
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-    r->presets = listFromWire<PatrolPresetEntry>(m.presets());
+    deviceHead(io, r, m);
+    io(r.mode, FIELD(m, mode));
+    io(r.url, FIELD(m, url));
+    io(r.param5, FIELD(m, param_5));
+    io(r.mainFile, FIELD(m, main_file));
+    io(r.verFile, FIELD(m, ver_file));
 }
 
-void toWire(const SetPatrolPresetsCondition &r, proto::SetPatrolPresetsReq *m)
+FIELDS(ModifyDevAccountCondition, proto::ModifyDevAccountReq)
 {
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-    listToWire(r.presets, m->mutable_presets());
+    deviceHead(io, r, m);
+    io(r.account, FIELD(m, account));
+    io(r.oldPassword, FIELD(m, old_password));
+    io(r.newPassword, FIELD(m, new_password));
+    io(r.level, FIELD(m, level));
 }
 
-void fromWire(const proto::SetOSDReq &m, SetOSDCondition *r)
+FIELDS(ModifyFaceCondition, proto::AddFaceReq)
 {
-    readChannelHead(m, r);
-    r->osd = text(m.osd());
+    channelHead(io, r, m);
+    io(r.serialNum, FIELD(m, serial_num));
+    io(r.name, FIELD(m, name));
+    io(r.organizations, FIELD(m, organizations));
+    io(r.param6, FIELD(m, param_6));
+    io(r.param7, FIELD(m, param_7));
+    io(r.param8, FIELD(m, param_8));
+    io(r.faceType, FIELD(m, face_type));
+    io(r.validTime, FIELD(m, valid_time));
+    io(r.invalidTime, FIELD(m, invalid_time));
+    io(r.faceImage, FIELD(m, data_12));
 }
 
-void toWire(const SetOSDCondition &r, proto::SetOSDReq *m)
+FIELDS(GetFacesCondition, proto::GetFacesReq)
 {
-    writeChannelHead(r, m);
-    m->set_osd(utf8(r.osd));
+    channelHead(io, r, m);
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
+    io(r.param5, FIELD(m, param_5));
+    io(r.param6, FIELD(m, param_6));
 }
 
-void fromWire(const proto::ModifyDevNameReq &m, ModifyDevNameCondition *r)
+FIELDS(DelFaceCondition, proto::DelFaceReq)
 {
-    readDeviceHead(m, r);
-    r->devName = text(m.dev_name());
-}
-
-void toWire(const ModifyDevNameCondition &r, proto::ModifyDevNameReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_dev_name(utf8(r.devName));
-}
-
-void fromWire(const proto::DevUpgradeReq &m, DevUpgradeCondtition *r)
-{
-    readDeviceHead(m, r);
-    r->mode = text(m.mode());
-    r->url = text(m.url());
-    r->param5 = m.param_5();
-    r->mainFile = text(m.main_file());
-    r->verFile = text(m.ver_file());
-}
-
-void toWire(const DevUpgradeCondtition &r, proto::DevUpgradeReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_mode(utf8(r.mode));
-    m->set_url(utf8(r.url));
-    m->set_param_5(r.param5);
-    m->set_main_file(utf8(r.mainFile));
-    m->set_ver_file(utf8(r.verFile));
-}
-
-void fromWire(const proto::ModifyDevAccountReq &m, ModifyDevAccountCondition *r)
-{
-    readDeviceHead(m, r);
-    r->account = text(m.account());
-    r->oldPassword = text(m.old_password());
-    r->newPassword = text(m.new_password());
-    r->level = text(m.level());
-}
-
-void toWire(const ModifyDevAccountCondition &r, proto::ModifyDevAccountReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_account(utf8(r.account));
-    m->set_old_password(utf8(r.oldPassword));
-    m->set_new_password(utf8(r.newPassword));
-    m->set_level(utf8(r.level));
-}
-
-void fromWire(const proto::AddFaceReq &m, ModifyFaceCondition *r)
-{
-    readChannelHead(m, r);
-    r->serialNum = text(m.serial_num());
-    r->name = text(m.name());
-    r->param6 = m.param_6();
-    r->param7 = m.param_7();
-    r->param8 = m.param_8();
-    r->faceType = text(m.face_type());
-    r->validTime = dateTime(m.valid_time());
-    r->invalidTime = dateTime(m.invalid_time());
-    r->faceImage = bytes(m.data_12());
-    r->organizations = texts(m.organizations());
-}
-
-void toWire(const ModifyFaceCondition &r, proto::AddFaceReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_serial_num(utf8(r.serialNum));
-    m->set_name(utf8(r.name));
-    setTexts(r.organizations, m->mutable_organizations());
-    m->set_param_6(r.param6);
-    m->set_param_7(r.param7);
-    m->set_param_8(r.param8);
-    m->set_face_type(utf8(r.faceType));
-    m->set_valid_time(dateTimeText(r.validTime));
-    m->set_invalid_time(dateTimeText(r.invalidTime));
-    m->set_data_12(rawBytes(r.faceImage));
-}
-
-void fromWire(const proto::GetFacesReq &m, GetFacesCondition *r)
-{
-    readChannelHead(m, r);
-    r->param3 = static_cast<int>(m.param_3());
-    r->param4 = static_cast<int>(m.param_4());
-    r->param5 = static_cast<int>(m.param_5());
-    r->param6 = m.param_6();
-}
-
-void toWire(const GetFacesCondition &r, proto::GetFacesReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(static_cast<uint32_t>(r.param3));
-    m->set_param_4(static_cast<uint32_t>(r.param4));
-    m->set_param_5(static_cast<uint32_t>(r.param5));
-    m->set_param_6(r.param6 != 0);
-}
-
-void fromWire(const proto::DelFaceReq &m, DelFaceCondition *r)
-{
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-}
-
-void toWire(const DelFaceCondition &r, proto::DelFaceReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
+    channelHead(io, r, m);
+    io(r.param3, FIELD(m, param_3));
 }
 
 // The record has no counterpart for param_3 and param_4 of the wire.
-void fromWire(const proto::GetFaceDetectRecordsReq &m, GetFaceDetectRecordsCondition *r)
+FIELDS(GetFaceDetectRecordsCondition, proto::GetFaceDetectRecordsReq)
 {
-    readChannelHead(m, r);
-    r->beginTime = dateTime(m.begin_time());
-    r->endTime = dateTime(m.end_time());
+    channelHead(io, r, m);
+    io(r.beginTime, FIELD(m, begin_time));
+    io(r.endTime, FIELD(m, end_time));
 }
 
-void toWire(const GetFaceDetectRecordsCondition &r, proto::GetFaceDetectRecordsReq *m)
+FIELDS(TalkOperCondition, proto::TalkOperReq) { talk(io, r, m); }
+FIELDS(SpeakOperCondition, proto::TalkOperReq) { talk(io, r, m); }
+
+FIELDS(UploadFileCondition, proto::UploadFileReq)
 {
-    writeChannelHead(r, m);
-    m->set_begin_time(dateTimeText(r.beginTime));
-    m->set_end_time(dateTimeText(r.endTime));
+    deviceHead(io, r, m);
+    io(r.fileName, FIELD(m, file_name));
+    io(r.purpose, FIELD(m, purpose));
 }
 
-void fromWire(const proto::TalkOperReq &m, TalkOperCondition *r) { readTalk(m, r); }
-void toWire(const TalkOperCondition &r, proto::TalkOperReq *m) { writeTalk(r, m); }
-void fromWire(const proto::TalkOperReq &m, SpeakOperCondition *r) { readTalk(m, r); }
-void toWire(const SpeakOperCondition &r, proto::TalkOperReq *m) { writeTalk(r, m); }
-
-void fromWire(const proto::UploadFileReq &m, UploadFileCondition *r)
+FIELDS(DownloadFileCondition, proto::DownloadFileReq)
 {
-    readDeviceHead(m, r);
-    r->fileName = text(m.file_name());
-    r->purpose = text(m.purpose());
-}
-
-void toWire(const UploadFileCondition &r, proto::UploadFileReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_file_name(utf8(r.fileName));
-    m->set_purpose(utf8(r.purpose));
-}
-
-void fromWire(const proto::DownloadFileReq &m, DownloadFileCondition *r)
-{
-    readDeviceHead(m, r);
-    r->srcFileName = text(m.src_file_name());
-    r->desFileName = text(m.des_file_name());
-}
-
-void toWire(const DownloadFileCondition &r, proto::DownloadFileReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_src_file_name(utf8(r.srcFileName));
-    m->set_des_file_name(utf8(r.desFileName));
+    deviceHead(io, r, m);
+    io(r.srcFileName, FIELD(m, src_file_name));
+    io(r.desFileName, FIELD(m, des_file_name));
 }
 
 // ---- Stream conditions ----
 
-void fromWire(const proto::LiveVideoConnReq &m, LiveVideoConnCondition *r)
+FIELDS(LiveVideoConnCondition, proto::LiveVideoConnReq)
 {
-    readChannel(m, &r->devId, &r->channel);
-    r->streamType = m.param_2();
+    channelId(io, r, m);
+    io(r.streamType, FIELD(m, param_2));
 }
 
-void toWire(const LiveVideoConnCondition &r, proto::LiveVideoConnReq *m)
+FIELDS(PlaybackByFileCondition, proto::PlaybackByFileReq)
 {
-    writeChannel(r.devId, r.channel, m);
-    m->set_param_2(r.streamType);
+    channelId(io, r, m);
+    io(r.fileName, FIELD(m, file_name));
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
 }
 
-void fromWire(const proto::PlaybackByFileReq &m, PlaybackByFileCondition *r)
+FIELDS(PlaybackByTimeCondition, proto::PlaybackByTimeReq)
 {
-    readChannel(m, &r->devId, &r->channel);
-    r->fileName = text(m.file_name());
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-}
-
-void toWire(const PlaybackByFileCondition &r, proto::PlaybackByFileReq *m)
-{
-    writeChannel(r.devId, r.channel, m);
-    m->set_file_name(utf8(r.fileName));
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-}
-
-void fromWire(const proto::PlaybackByTimeReq &m, PlaybackByTimeCondition *r)
-{
-    readChannel(m, &r->devId, &r->channel);
-    r->startTime = dateTime(m.start_time());
-    r->param3 = m.param_3();
-}
-
-void toWire(const PlaybackByTimeCondition &r, proto::PlaybackByTimeReq *m)
-{
-    writeChannel(r.devId, r.channel, m);
-    m->set_start_time(dateTimeText(r.startTime));
-    m->set_param_3(r.param3);
+    channelId(io, r, m);
+    io(r.startTime, FIELD(m, start_time));
+    io(r.param3, FIELD(m, param_3));
 }
 
 // ---- Results and events ----
 
-void fromWire(const proto::DevInfo &m, DevInfo *r)
+FIELDS(DevInfo, proto::DevInfo)
 {
-    r->id = text(m.id());
-    r->name = text(m.name());
-    r->sn = text(m.sn());
-    r->param4 = m.param_4();
-    r->ip = text(m.ip());
-    r->port = m.param_6();
-    r->user = text(m.user());
-    r->password = text(m.password());
-    r->version = text(m.version());
-    r->seriesName = text(m.series_name());
-    r->param11 = m.param_11();
-    r->param12 = m.param_12();
-    r->param13 = m.param_13();
-    r->param14 = m.param_14();
-    r->param15 = m.param_15();
-    r->param16 = m.param_16();
-    r->param17 = m.param_17();
-    r->param18 = m.param_18();
+    io(r.id, FIELD(m, id));
+    io(r.name, FIELD(m, name));
+    io(r.sn, FIELD(m, sn));
+    io(r.param4, FIELD(m, param_4));
+    io(r.ip, FIELD(m, ip));
+    io(r.port, FIELD(m, param_6));
+    io(r.user, FIELD(m, user));
+    io(r.password, FIELD(m, password));
+    io(r.version, FIELD(m, version));
+    io(r.seriesName, FIELD(m, series_name));
+    io(r.param11, FIELD(m, param_11));
+    io(r.param12, FIELD(m, param_12));
+    io(r.param13, FIELD(m, param_13));
+    io(r.param14, FIELD(m, param_14));
+    io(r.param15, FIELD(m, param_15));
+    io(r.param16, FIELD(m, param_16));
+    io(r.param17, FIELD(m, param_17));
+    io(r.param18, FIELD(m, param_18));
 }
 
-void toWire(const DevInfo &r, proto::DevInfo *m)
+FIELDS(AiAbilityInfo, proto::AiAbilityInfo)
 {
-    m->set_id(utf8(r.id));
-    m->set_name(utf8(r.name));
-    m->set_sn(utf8(r.sn));
-    m->set_param_4(r.param4);
-    m->set_ip(utf8(r.ip));
-    m->set_param_6(r.port);
-    m->set_user(utf8(r.user));
-    m->set_password(utf8(r.password));
-    m->set_version(utf8(r.version));
-    m->set_series_name(utf8(r.seriesName));
-    m->set_param_11(r.param11);
-    m->set_param_12(r.param12);
-    m->set_param_13(r.param13);
-    m->set_param_14(r.param14);
-    m->set_param_15(r.param15);
-    m->set_param_16(r.param16);
-    m->set_param_17(r.param17);
-    m->set_param_18(r.param18);
+    io(r.package, FIELD(m, package));
+    io(r.param2, FIELD(m, param_2));
+    io(r.name, FIELD(m, name));
+    io(r.param4, FIELD(m, param_4));
+    io(r.param5, FIELD(m, param_5));
 }
 
-void fromWire(const proto::AiAbilityInfo &m, AiAbilityInfo *r)
+void fromWire(const AbilityMap &m, QMap<int, AiAbilityInfo> *r) { read(m, r); }
+void toWire(const QMap<int, AiAbilityInfo> &r, AbilityMap *m) { write(r, m); }
+
+FIELDS(DevInfoFromDgw, proto::DevInfoFromDgw)
 {
-    r->package = text(m.package());
-    r->param2 = m.param_2();
-    r->name = text(m.name());
-    r->param4 = m.param_4();
-    r->param5 = m.param_5();
+    io(r.id, FIELD(m, id));
+    io(r.sn, FIELD(m, sn));
+    io(r.ip, FIELD(m, ip));
+    io(r.param4, FIELD(m, param_4));
+    io(r.param5, FIELD(m, param_5));
+    io(r.param6, FIELD(m, param_6));
+    io(r.version, FIELD(m, version));
+    io(r.seriesName, FIELD(m, series_name));
+    io(r.param9, FIELD(m, param_9));
+    io(r.param10, FIELD(m, param_10));
+    io(r.devCode, FIELD(m, dev_code));
+    io(r.param12, FIELD(m, param_12));
+    io(r.abilityDetails, FIELD(m, ability_details));
 }
 
-void toWire(const AiAbilityInfo &r, proto::AiAbilityInfo *m)
+FIELDS(DevChannelInfo, proto::DevChannInfo)
 {
-    m->set_package(utf8(r.package));
-    m->set_param_2(r.param2);
-    m->set_name(utf8(r.name));
-    m->set_param_4(r.param4);
-    m->set_param_5(r.param5);
+    channelId(io, r, m);
+    io(r.osd, FIELD(m, osd));
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
+    io(r.sn, FIELD(m, sn));
+    io(r.ip, FIELD(m, ip));
+    io(r.port, FIELD(m, param_7));
+    io(r.user, FIELD(m, user));
+    io(r.password, FIELD(m, password));
+    io(r.param10, FIELD(m, param_10));
+    io(r.param11, FIELD(m, param_11));
+    io(r.abilityDetails, FIELD(m, ability_details));
 }
 
-void fromWire(const AbilityMap &m, QMap<int, AiAbilityInfo> *r)
+FIELDS(DevNetInfo, proto::DevNetInfo) { netInfo(io, r, m); }
+FIELDS(DevPlatformInfo, proto::DevPlatformInfo) { platformInfo(io, r, m); }
+
+FIELDS(DevPlatform_tavInfo, proto::DevPlatformInfo_tav)
 {
-    r->clear();
-    for (const auto &entry : m)
-        fromWire(entry.second, &(*r)[entry.first]);
+    io(r.param1, FIELD(m, param_1));
+    io(r.param2, FIELD(m, param_2));
+    io(r.onlineServer, FIELD(m, online_server));
+    io(r.param4, FIELD(m, param_4));
+    io(r.businessServer, FIELD(m, bussiness_server));
 }
 
-void toWire(const QMap<int, AiAbilityInfo> &r, AbilityMap *m)
+FIELDS(DevTempUserCode, proto::DevTempUserCode)
 {
-    m->clear();
-    for (auto it = r.cbegin(); it != r.cend(); ++it)
-        toWire(it.value(), &(*m)[it.key()]);
+    io(r.sn, FIELD(m, sn));
+    io(r.code, FIELD(m, code));
 }
 
-void fromWire(const proto::DevInfoFromDgw &m, DevInfoFromDgw *r)
+FIELDS(VideoRecInfo, proto::VideoRecInfo)
 {
-    r->id = text(m.id());
-    r->sn = text(m.sn());
-    r->ip = text(m.ip());
-    r->param4 = m.param_4();
-    r->param5 = m.param_5();
-    r->param6 = m.param_6();
-    r->version = text(m.version());
-    r->seriesName = text(m.series_name());
-    r->param9 = m.param_9();
-    r->param10 = m.param_10();
-    r->devCode = text(m.dev_code());
-    r->param12 = m.param_12();
-    fromWire(m.ability_details(), &r->abilityDetails);
+    io(r.begin, FIELD(m, begin_time));
+    io(r.end, FIELD(m, end_time));
+    io(r.fileName, FIELD(m, file_name));
+    io(r.param4, FIELD(m, param_4));
+    io(r.param5, FIELD(m, param_5));
 }
 
-void toWire(const DevInfoFromDgw &r, proto::DevInfoFromDgw *m)
+FIELDS(PresetInfo, proto::PresetInfo)
 {
-    m->set_id(utf8(r.id));
-    m->set_sn(utf8(r.sn));
-    m->set_ip(utf8(r.ip));
-    m->set_param_4(r.param4);
-    m->set_param_5(r.param5);
-    m->set_param_6(r.param6);
-    m->set_version(utf8(r.version));
-    m->set_series_name(utf8(r.seriesName));
-    m->set_param_9(r.param9);
-    m->set_param_10(r.param10);
-    m->set_dev_code(utf8(r.devCode));
-    m->set_param_12(r.param12);
-    toWire(r.abilityDetails, m->mutable_ability_details());
+    io(r.number, FIELD(m, param_1));
+    io(r.name, FIELD(m, preset_name));
 }
 
-void fromWire(const proto::DevChannInfo &m, DevChannelInfo *r)
+FIELDS(PatrolPresetInfo, proto::PatrolPresetInfo)
 {
-    readChannel(m, &r->devId, &r->channel);
-    r->osd = text(m.osd());
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-    r->sn = text(m.sn());
-    r->ip = text(m.ip());
-    r->port = m.param_7();
-    r->user = text(m.user());
-    r->password = text(m.password());
-    r->param10 = m.param_10();
-    r->param11 = m.param_11();
-    fromWire(m.ability_details(), &r->abilityDetails);
+    io(r.preset, FIELD(m, preset));
+    io(r.param2, FIELD(m, param_2));
+    io(r.param3, FIELD(m, param_3));
 }
 
-void toWire(const DevChannelInfo &r, proto::DevChannInfo *m)
+FIELDS(PatrolInfo, proto::PatrolInfo)
 {
-    writeChannel(r.devId, r.channel, m);
-    m->set_osd(utf8(r.osd));
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-    m->set_sn(utf8(r.sn));
-    m->set_ip(utf8(r.ip));
-    m->set_param_7(r.port);
-    m->set_user(utf8(r.user));
-    m->set_password(utf8(r.password));
-    m->set_param_10(r.param10);
-    m->set_param_11(r.param11);
-    toWire(r.abilityDetails, m->mutable_ability_details());
+    io(r.number, FIELD(m, param_1));
+    io(r.presets, FIELD(m, presets));
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
 }
 
-void fromWire(const proto::DevNetInfo &m, DevNetInfo *r)
+FIELDS(FaceInfo, proto::FaceInfo)
 {
-    r->ip = text(m.ip());
-    r->subNetMask = text(m.sub_net_mask());
-    r->defaultGateway = text(m.default_gateway());
-    r->dns = text(m.dns());
-    r->param5 = m.param_5();
-    r->param6 = m.param_6();
-    r->param7 = m.param_7();
-    r->param8 = m.param_8();
+    io(r.param1, FIELD(m, param_1));
+    io(r.serialNum, FIELD(m, serial_num));
+    io(r.name, FIELD(m, name));
+    io(r.faceType, FIELD(m, face_type));
+    io(r.faceUrl, FIELD(m, face_url));
+    io(r.param6, FIELD(m, param_6));
+    io(r.param7, FIELD(m, param_7));
+    io(r.faceImage, FIELD(m, data_8));
+    io(r.validTime, FIELD(m, valid_time));
+    io(r.invalidTime, FIELD(m, invalid_time));
+    io(r.organizations, FIELD(m, organizations));
 }
 
-void toWire(const DevNetInfo &r, proto::DevNetInfo *m)
+FIELDS(FaceDetectRecordInfo, proto::FaceDetectRecordInfo)
 {
-    m->set_ip(utf8(r.ip));
-    m->set_sub_net_mask(utf8(r.subNetMask));
-    m->set_default_gateway(utf8(r.defaultGateway));
-    m->set_dns(utf8(r.dns));
-    m->set_param_5(r.param5);
-    m->set_param_6(r.param6);
-    m->set_param_7(r.param7);
-    m->set_param_8(r.param8);
+    io(r.serialNum, FIELD(m, serial_num));
+    io(r.name, FIELD(m, name));
+    io(r.company, FIELD(m, company));
+    io(r.department, FIELD(m, department));
+    io(r.position, FIELD(m, position));
+    io(r.detectTime, FIELD(m, detect_time));
+    io(r.param7, FIELD(m, param_7));
+    io(r.param8, FIELD(m, param_8));
+    io(r.param9, FIELD(m, param_9));
+    io(r.param10, FIELD(m, param_10));
+    io(r.param11, FIELD(m, param_11));
+    io(r.data12, FIELD(m, data_12));
+    io(r.data13, FIELD(m, data_13));
 }
 
-void fromWire(const proto::DevPlatformInfo &m, DevPlatformInfo *r)
+// channel_id has no member: only the counts travel.
+FIELDS(FaceCountInfo, proto::FaceCountInfo)
 {
-    r->param1 = m.param_1();
-    r->platformAddr = text(m.platform_addr());
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-    r->param5 = m.param_5();
+    io(r.param2, FIELD(m, param_2));
+    io(r.param3, FIELD(m, param_3));
+    io(r.param4, FIELD(m, param_4));
 }
 
-void toWire(const DevPlatformInfo &r, proto::DevPlatformInfo *m)
+FIELDS(AlarmInfo, proto::AlarmInfo)
 {
-    m->set_param_1(r.param1);
-    m->set_platform_addr(utf8(r.platformAddr));
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-    m->set_param_5(r.param5);
+    io(r.alarmId, FIELD(m, alarm_id));
+    io(r.channel, FIELD(m, channel_id));
+    io(r.secondChannel, FIELD(m, second_channel_id));
+    io(r.triggerName, FIELD(m, trigger_name));
+    io(r.alarmTime, FIELD(m, alarm_time));
+    io(r.data6, FIELD(m, data_6));
+    io(r.alarmType, FIELD(m, alarm_type));
+    io(r.param8, FIELD(m, param_8));
+    io(r.alarmName, FIELD(m, alarm_name));
+    io(r.data10, FIELD(m, data_10));
 }
 
-void fromWire(const proto::DevPlatformInfo_tav &m, DevPlatform_tavInfo *r)
+// Fields 1-2 (request and device) belong to the envelope, not the record.
+FIELDS(DevUpgradeInfo, proto::DevUpgradeRes)
 {
-    r->param1 = m.param_1();
-    r->param2 = m.param_2();
-    r->onlineServer = text(m.online_server());
-    r->param4 = m.param_4();
-    r->businessServer = text(m.bussiness_server());
+    io(r.param3, FIELD(m, param_3));
+    io(r.newVersionName, FIELD(m, new_version_name));
+    io(r.param5, FIELD(m, param_5));
+    io(r.phase, FIELD(m, phase));
+    io(r.param7, FIELD(m, param_7));
 }
 
-void toWire(const DevPlatform_tavInfo &r, proto::DevPlatformInfo_tav *m)
+FIELDS(FileTransferProgress, proto::FileTransferProgress)
 {
-    m->set_param_1(r.param1);
-    m->set_param_2(r.param2);
-    m->set_online_server(utf8(r.onlineServer));
-    m->set_param_4(r.param4);
-    m->set_bussiness_server(utf8(r.businessServer));
+    io(r.requestId, FIELD(m, request_id));
+    io(r.param2, FIELD(m, param_2));
+    io(r.param3, FIELD(m, param_3));
 }
 
-void fromWire(const proto::DevTempUserCode &m, DevTempUserCode *r)
+// ---- Repeated texts and bytes, for callers that build messages by hand ----
+
+QStringList texts(const Repeated<std::string> &in)
 {
-    r->sn = text(m.sn());
-    r->code = text(m.code());
+    QStringList out;
+    read(in, &out);
+    return out;
 }
 
-void toWire(const DevTempUserCode &r, proto::DevTempUserCode *m)
+void setTexts(const QStringList &in, Repeated<std::string> *out) { write(in, out); }
+
+QList<QByteArray> byteList(const Repeated<std::string> &in)
 {
-    m->set_sn(utf8(r.sn));
-    m->set_code(utf8(r.code));
+    QList<QByteArray> out;
+    read(in, &out);
+    return out;
 }
 
-void fromWire(const proto::VideoRecInfo &m, VideoRecInfo *r)
-{
-    r->begin = dateTime(m.begin_time());
-    r->end = dateTime(m.end_time());
-    r->fileName = text(m.file_name());
-    r->param4 = m.param_4();
-    r->param5 = m.param_5();
-}
+void setByteList(const QList<QByteArray> &in, Repeated<std::string> *out) { write(in, out); }
 
-void toWire(const VideoRecInfo &r, proto::VideoRecInfo *m)
-{
-    m->set_begin_time(dateTimeText(r.begin));
-    m->set_end_time(dateTimeText(r.end));
-    m->set_file_name(utf8(r.fileName));
-    m->set_param_4(r.param4);
-    m->set_param_5(r.param5);
-}
-
-void fromWire(const proto::PresetInfo &m, PresetInfo *r)
-{
-    r->number = static_cast<int>(m.param_1());
-    r->name = text(m.preset_name());
-}
-
-void toWire(const PresetInfo &r, proto::PresetInfo *m)
-{
-    m->set_param_1(static_cast<uint32_t>(r.number));
-    m->set_preset_name(utf8(r.name));
-}
-
-void fromWire(const proto::PatrolPresetInfo &m, PatrolPresetInfo *r)
-{
-    fromWire(m.preset(), &r->preset);
-    r->param2 = m.param_2();
-    r->param3 = m.param_3();
-}
-
-void toWire(const PatrolPresetInfo &r, proto::PatrolPresetInfo *m)
-{
-    toWire(r.preset, m->mutable_preset());
-    m->set_param_2(r.param2);
-    m->set_param_3(r.param3);
-}
-
-void fromWire(const proto::PatrolInfo &m, PatrolInfo *r)
-{
-    r->number = m.param_1();
-    r->presets = listFromWire<PatrolPresetInfo>(m.presets());
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-}
-
-void toWire(const PatrolInfo &r, proto::PatrolInfo *m)
-{
-    m->set_param_1(r.number);
-    listToWire(r.presets, m->mutable_presets());
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-}
-
-void fromWire(const proto::FaceInfo &m, FaceInfo *r)
-{
-    r->param1 = m.param_1();
-    r->serialNum = text(m.serial_num());
-    r->name = text(m.name());
-    r->faceType = text(m.face_type());
-    r->faceUrl = text(m.face_url());
-    r->param6 = m.param_6();
-    r->param7 = m.param_7();
-    r->faceImage = bytes(m.data_8());
-    r->validTime = dateTime(m.valid_time());
-    r->invalidTime = dateTime(m.invalid_time());
-    r->organizations = texts(m.organizations());
-}
-
-void toWire(const FaceInfo &r, proto::FaceInfo *m)
-{
-    m->set_param_1(r.param1);
-    m->set_serial_num(utf8(r.serialNum));
-    m->set_name(utf8(r.name));
-    m->set_face_type(utf8(r.faceType));
-    m->set_face_url(utf8(r.faceUrl));
-    m->set_param_6(r.param6);
-    m->set_param_7(r.param7);
-    m->set_data_8(rawBytes(r.faceImage));
-    m->set_valid_time(dateTimeText(r.validTime));
-    m->set_invalid_time(dateTimeText(r.invalidTime));
-    setTexts(r.organizations, m->mutable_organizations());
-}
-
-void fromWire(const proto::FaceDetectRecordInfo &m, FaceDetectRecordInfo *r)
-{
-    r->serialNum = text(m.serial_num());
-    r->name = text(m.name());
-    r->company = text(m.company());
-    r->department = text(m.department());
-    r->position = text(m.position());
-    r->detectTime = dateTime(m.detect_time());
-    r->param7 = m.param_7();
-    r->param8 = m.param_8();
-    r->param9 = m.param_9();
-    r->param10 = m.param_10();
-    r->param11 = m.param_11();
-    r->data12 = bytes(m.data_12());
-    r->data13 = bytes(m.data_13());
-}
-
-void toWire(const FaceDetectRecordInfo &r, proto::FaceDetectRecordInfo *m)
-{
-    m->set_serial_num(utf8(r.serialNum));
-    m->set_name(utf8(r.name));
-    m->set_company(utf8(r.company));
-    m->set_department(utf8(r.department));
-    m->set_position(utf8(r.position));
-    m->set_detect_time(dateTimeText(r.detectTime));
-    m->set_param_7(r.param7);
-    m->set_param_8(r.param8);
-    m->set_param_9(wireDouble(r.param9));
-    m->set_param_10(r.param10);
-    m->set_param_11(r.param11);
-    m->set_data_12(rawBytes(r.data12));
-    m->set_data_13(rawBytes(r.data13));
-}
-
-void fromWire(const proto::FaceCountInfo &m, FaceCountInfo *r)
-{
-    r->param2 = m.param_2();
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-}
-
-void toWire(const FaceCountInfo &r, proto::FaceCountInfo *m)
-{
-    m->set_param_2(r.param2);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-}
-
-void fromWire(const proto::AlarmInfo &m, AlarmInfo *r)
-{
-    r->alarmId = text(m.alarm_id());
-    fromWire(m.channel_id(), &r->channel);
-    fromWire(m.second_channel_id(), &r->secondChannel);
-    r->triggerName = text(m.trigger_name());
-    r->alarmTime = dateTime(m.alarm_time());
-    r->data6 = byteList(m.data_6());
-    r->alarmType = text(m.alarm_type());
-    r->param8 = m.param_8();
-    r->alarmName = text(m.alarm_name());
-    r->data10 = bytes(m.data_10());
-}
-
-void toWire(const AlarmInfo &r, proto::AlarmInfo *m)
-{
-    m->set_alarm_id(utf8(r.alarmId));
-    toWire(r.channel, m->mutable_channel_id());
-    toWire(r.secondChannel, m->mutable_second_channel_id());
-    m->set_trigger_name(utf8(r.triggerName));
-    m->set_alarm_time(dateTimeText(r.alarmTime));
-    setByteList(r.data6, m->mutable_data_6());
-    m->set_alarm_type(utf8(r.alarmType));
-    m->set_param_8(r.param8);
-    m->set_alarm_name(utf8(r.alarmName));
-    m->set_data_10(rawBytes(r.data10));
-}
-
-void fromWire(const proto::DevUpgradeRes &m, DevUpgradeInfo *r)
-{
-    r->param3 = m.param_3();
-    r->newVersionName = text(m.new_version_name());
-    r->param5 = m.param_5();
-    r->phase = text(m.phase());
-    r->param7 = m.param_7();
-}
-
-void toWire(const DevUpgradeInfo &r, proto::DevUpgradeRes *m)
-{
-    m->set_param_3(r.param3);
-    m->set_new_version_name(utf8(r.newVersionName));
-    m->set_param_5(r.param5);
-    m->set_phase(utf8(r.phase));
-    m->set_param_7(r.param7);
-}
-
-void fromWire(const proto::FileTransferProgress &m, FileTransferProgress *r)
-{
-    r->requestId = text(m.request_id());
-    r->param2 = m.param_2();
-    r->param3 = m.param_3();
-}
-
-void toWire(const FileTransferProgress &r, proto::FileTransferProgress *m)
-{
-    m->set_request_id(utf8(r.requestId));
-    m->set_param_2(r.param2);
-    m->set_param_3(r.param3);
-}
+#undef FIELDS
+#undef FIELD
 
 } // namespace oru_sdk::wire
