@@ -95,24 +95,20 @@ W wireNumber(R r)
         return static_cast<W>(r);
 }
 
+void write(const QString &r, std::string *w) { *w = wireText(r); }
+void write(const QByteArray &r, std::string *w) { *w = wireText(r); }
+
+// A nested message that has a record of its own (defined below).
 template <class R, class W>
-auto write(const R &r, W *w) -> decltype(toWire(r, w))
-{
-    toWire(r, w);
-}
+auto write(const R &r, W *w) -> decltype(toWire(r, w));
 
 // Repeated fields are replaced, not appended to.
 template <class R, class W>
 void write(const QList<R> &r, Repeated<W> *w)
 {
     w->Clear();
-    w->Reserve(r.size());
-    for (const R &element : r) {
-        if constexpr (std::is_same_v<W, std::string>)
-            w->Add(wireText(element));
-        else
-            write(element, w->Add());
-    }
+    for (const R &element : r)
+        write(element, w->Add());
 }
 
 template <class R, class K, class W>
@@ -121,6 +117,12 @@ void write(const QMap<int, R> &r, google::protobuf::Map<K, W> *w)
     w->clear();
     for (auto it = r.cbegin(); it != r.cend(); ++it)
         write(it.value(), &(*w)[it.key()]);
+}
+
+template <class R, class W>
+auto write(const R &r, W *w) -> decltype(toWire(r, w))
+{
+    toWire(r, w);
 }
 
 // ---- The two directions a field list runs in ----
@@ -193,34 +195,8 @@ struct Writer {
     }
 };
 
-template <class Record>
-struct Of {
-};
-
-} // namespace
-
-// FIELDS(Record, Message) { io(r.member, FIELD(m, wire_field)); ... } is the
-// one field list of a record: fromWire() runs it with a Reader over the const
-// message, toWire() with a Writer over the const record.
-#define FIELDS(Record, Message)                                                                                        \
-    template <class Io, class R, class M>                                                                              \
-    void fieldsOf(Io &io, R &r, M &m, Of<Record>);                                                                     \
-    void fromWire(const Message &m, Record *r)                                                                         \
-    {                                                                                                                  \
-        Reader io;                                                                                                     \
-        fieldsOf(io, *r, m, Of<Record>());                                                                             \
-    }                                                                                                                  \
-    void toWire(const Record &r, Message *m)                                                                           \
-    {                                                                                                                  \
-        Writer io;                                                                                                     \
-        fieldsOf(io, r, *m, Of<Record>());                                                                             \
-    }                                                                                                                  \
-    template <class Io, class R, class M>                                                                              \
-    void fieldsOf(Io &io, R &r, M &m, Of<Record>)
-
-namespace {
-
-// dev_id + channel, as a ChannelId and as the nested head of channel requests.
+// dev_id + channel, as a ChannelId and as the nested channel_id head of
+// channel requests; an absent channel_id reads as ("", 0).
 template <class Io, class Text, class Number, class M>
 void channelFields(Io &io, Text &devId, Number &channel, M &m)
 {
@@ -228,522 +204,464 @@ void channelFields(Io &io, Text &devId, Number &channel, M &m)
     io(channel, FIELD(m, channel));
 }
 
-// Nested channel_id as (devId, channel); an absent one reads as ("", 0).
-template <class Io, class R, class M>
-void channelId(Io &io, R &r, M &m)
-{
-    io.inside(FIELD(m, channel_id), [&](auto &c) { channelFields(io, r.devId, r.channel, c); });
-}
-
-// request_id + nested channel_id, the head of most channel requests.
-template <class Io, class R, class M>
-void channelHead(Io &io, R &r, M &m)
-{
-    io(r.requestId, FIELD(m, request_id));
-    channelId(io, r, m);
-}
-
-// request_id + dev_id, the head of most device requests.
-template <class Io, class R, class M>
-void deviceHead(Io &io, R &r, M &m)
-{
-    io(r.requestId, FIELD(m, request_id));
-    io(r.devId, FIELD(m, dev_id));
-}
-
-// The net and platform settings travel as DevNetInfo / DevPlatformInfo both
-// inside set requests and on their own.
-template <class Io, class R, class M>
-void netInfo(Io &io, R &r, M &m)
-{
-    io(r.ip, FIELD(m, ip));
-    io(r.subNetMask, FIELD(m, sub_net_mask));
-    io(r.defaultGateway, FIELD(m, default_gateway));
-    io(r.dns, FIELD(m, dns));
-    io(r.param5, FIELD(m, param_5));
-    io(r.param6, FIELD(m, param_6));
-    io(r.param7, FIELD(m, param_7));
-    io(r.param8, FIELD(m, param_8));
-}
-
-template <class Io, class R, class M>
-void platformInfo(Io &io, R &r, M &m)
-{
-    io(r.param1, FIELD(m, param_1));
-    io(r.platformAddr, FIELD(m, platform_addr));
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-    io(r.param5, FIELD(m, param_5));
-}
-
-// Talk and speak share one wire message and one record shape.
-template <class Io, class R, class M>
-void talk(Io &io, R &r, M &m)
-{
-    channelHead(io, r, m);
-    io(r.param3, FIELD(m, param_3));
-}
-
-} // namespace
-
-// ---- Channels ----
-
-FIELDS(ChannelId, proto::ChannelId) { channelFields(io, r.first, r.second, m); }
-
-// ---- Request conditions ----
-
-FIELDS(InitDgwCondition, proto::InitDgwReq)
-{
-    io(r.requestId, FIELD(m, request_id));
-    io(r.ak, FIELD(m, ak));
-    io(r.sk, FIELD(m, sk));
-    io(r.ck, FIELD(m, ck));
-    io(r.csk, FIELD(m, csk));
-    io(r.param6, FIELD(m, param_6));
-    io(r.url, FIELD(m, url));
-    io(r.param8, FIELD(m, param_8));
-    io(r.saasServer, FIELD(m, saas_server));
-    io(r.saasCer, FIELD(m, saas_cer));
-}
-
-FIELDS(SearchDevsConfig, proto::SetSearchDevsConfigCmd)
-{
-    io(r.param1, FIELD(m, param_1));
-    io(r.beginIp, FIELD(m, begin_ip));
-    io(r.endIp, FIELD(m, end_ip));
-    io(r.param4, FIELD(m, param_4));
-}
+// A group of rows that is not a record of its own (its rows say what).
+struct TavServers {
+};
 
 using SecretPair = QPair<QString, QString>;
 
-FIELDS(SecretPair, proto::SecretInfo)
+// Every record's fields, a row each: the record member and the wire field it
+// travels in. fields<G>() keeps the rows of group G and discards the others
+// at compile time; fromWire() runs them with a Reader over the const
+// message, toWire() with a Writer over the const record. A record whose rows
+// run inside a nested message of the wire names that message with NESTED.
+#define ROW(Group, member, wire)                                                                                       \
+    if constexpr (std::is_same_v<G, Group>)                                                                            \
+    io(r.member, FIELD(m, wire))
+#define CHANNEL_FIELDS(Group, devId, channel)                                                                          \
+    if constexpr (std::is_same_v<G, Group>)                                                                            \
+    channelFields(io, r.devId, r.channel, m)
+#define CHANNEL_ID(Group, devId, channel)                                                                              \
+    if constexpr (std::is_same_v<G, Group>)                                                                            \
+    io.inside(FIELD(m, channel_id), [&](auto &c) { channelFields(io, r.devId, r.channel, c); })
+#define NESTED(Group, wire, Rows)                                                                                      \
+    if constexpr (std::is_same_v<G, Group>)                                                                            \
+    io.inside(FIELD(m, wire), [&](auto &inner) { fields<Rows>(io, r, inner); })
+
+template <class G, class Io, class R, class M>
+void fields(Io &io, R &r, M &m)
 {
-    io(r.first, FIELD(m, question));
-    io(r.second, FIELD(m, answer));
+    // ---- Channels ----
+
+    CHANNEL_FIELDS(ChannelId, first, second);
+
+    // ---- Request conditions ----
+
+    ROW(InitDgwCondition, requestId, request_id);
+    ROW(InitDgwCondition, ak, ak);
+    ROW(InitDgwCondition, sk, sk);
+    ROW(InitDgwCondition, ck, ck);
+    ROW(InitDgwCondition, csk, csk);
+    ROW(InitDgwCondition, param6, param_6);
+    ROW(InitDgwCondition, url, url);
+    ROW(InitDgwCondition, param8, param_8);
+    ROW(InitDgwCondition, saasServer, saas_server);
+    ROW(InitDgwCondition, saasCer, saas_cer);
+
+    ROW(SearchDevsConfig, param1, param_1);
+    ROW(SearchDevsConfig, beginIp, begin_ip);
+    ROW(SearchDevsConfig, endIp, end_ip);
+    ROW(SearchDevsConfig, param4, param_4);
+
+    ROW(SecretPair, first, question);
+    ROW(SecretPair, second, answer);
+
+    // devs_sn has no member: neither direction touches it.
+    ROW(ActivateCondition, account, account);
+    ROW(ActivateCondition, password, password);
+    ROW(ActivateCondition, secretInfos, secret_infos);
+    ROW(ActivateCondition, param5, param_5);
+
+    ROW(GetDevSecretQuestionsCondition, devSn, dev_sn);
+    ROW(GetDevSecretQuestionsCondition, account, account);
+
+    ROW(ResetDevPwdCondition, devSn, dev_sn);
+    ROW(ResetDevPwdCondition, account, account);
+    ROW(ResetDevPwdCondition, password, password);
+    ROW(ResetDevPwdCondition, secretInfos, secret_infos);
+
+    ROW(GetDevPlatformCondition, requestId, request_id);
+    ROW(GetDevPlatformCondition, devId, dev_id);
+    ROW(GetDevPlatformCondition, param3, param_3);
+    ROW(GetDevPlatformCondition, param4, param_4);
+
+    ROW(SetDevPlatformCondition, requestId, request_id);
+    ROW(SetDevPlatformCondition, devId, dev_id);
+    NESTED(SetDevPlatformCondition, dev_platform_info, DevPlatformInfo);
+
+    ROW(SetDevPlatform_tavCondition, requestId, request_id);
+    ROW(SetDevPlatform_tavCondition, devId, dev_id);
+    NESTED(SetDevPlatform_tavCondition, dev_platform_info, TavServers);
+
+    // The part of DevPlatformInfo_tav that a set request carries.
+    ROW(TavServers, onlineServer, online_server);
+    ROW(TavServers, param4, param_4);
+    ROW(TavServers, businessServer, bussiness_server);
+
+    ROW(ImportDevCertCondition, requestId, request_id);
+    ROW(ImportDevCertCondition, devId, dev_id);
+    ROW(ImportDevCertCondition, param3, param_3);
+    ROW(ImportDevCertCondition, ca, ca);
+    ROW(ImportDevCertCondition, certContents, cert_contents);
+    ROW(ImportDevCertCondition, key, key);
+    ROW(ImportDevCertCondition, secretKey, secret_key);
+
+    ROW(SetDevNetCondition, requestId, request_id);
+    ROW(SetDevNetCondition, devId, dev_id);
+    NESTED(SetDevNetCondition, dev_net_info, DevNetInfo);
+
+    ROW(RecsSearchCondition, requestId, request_id);
+    CHANNEL_ID(RecsSearchCondition, devId, channel);
+    ROW(RecsSearchCondition, param3, param_3);
+    ROW(RecsSearchCondition, param4, param_4);
+    ROW(RecsSearchCondition, beginTime, begin_time);
+    ROW(RecsSearchCondition, endTime, end_time);
+
+    ROW(GetRtspUrlCondition, requestId, request_id);
+    CHANNEL_ID(GetRtspUrlCondition, devId, channel);
+    ROW(GetRtspUrlCondition, streamType, param_3);
+
+    ROW(PTZCtrlCondition, requestId, request_id);
+    CHANNEL_ID(PTZCtrlCondition, devId, channel);
+    ROW(PTZCtrlCondition, operation, param_3);
+    ROW(PTZCtrlCondition, action, param_4);
+    ROW(PTZCtrlCondition, param5, param_5);
+    ROW(PTZCtrlCondition, param6, param_6);
+
+    ROW(ChannelCondition, requestId, request_id);
+    CHANNEL_ID(ChannelCondition, devId, channel);
+
+    ROW(PresetOperCondition, requestId, request_id);
+    CHANNEL_ID(PresetOperCondition, devId, channel);
+    ROW(PresetOperCondition, presetNumber, param_3);
+    ROW(PresetOperCondition, presetName, preset_name);
+    ROW(PresetOperCondition, oper, param_5);
+
+    // The record has two ints; param_5 of the wire has no counterpart.
+    ROW(PatrolOperCondition, requestId, request_id);
+    CHANNEL_ID(PatrolOperCondition, devId, channel);
+    ROW(PatrolOperCondition, param3, param_3);
+    ROW(PatrolOperCondition, param4, param_4);
+
+    ROW(PatrolPresetOperCondition, requestId, request_id);
+    CHANNEL_ID(PatrolPresetOperCondition, devId, channel);
+    ROW(PatrolPresetOperCondition, param3, param_3);
+    ROW(PatrolPresetOperCondition, param4, param_4);
+    ROW(PatrolPresetOperCondition, param5, param_5);
+    ROW(PatrolPresetOperCondition, param6, param_6);
+
+    ROW(PatrolPresetEntry, presetNumber, param_1);
+    ROW(PatrolPresetEntry, stayTime, param_2);
+
+    ROW(SetPatrolPresetsCondition, requestId, request_id);
+    CHANNEL_ID(SetPatrolPresetsCondition, devId, channel);
+    ROW(SetPatrolPresetsCondition, param3, param_3);
+    ROW(SetPatrolPresetsCondition, presets, presets);
+
+    ROW(SetOSDCondition, requestId, request_id);
+    CHANNEL_ID(SetOSDCondition, devId, channel);
+    ROW(SetOSDCondition, osd, osd);
+
+    ROW(ModifyDevNameCondition, requestId, request_id);
+    ROW(ModifyDevNameCondition, devId, dev_id);
+    ROW(ModifyDevNameCondition, devName, dev_name);
+
+    ROW(DevUpgradeCondtition, requestId, request_id);
+    ROW(DevUpgradeCondtition, devId, dev_id);
+    ROW(DevUpgradeCondtition, mode, mode);
+    ROW(DevUpgradeCondtition, url, url);
+    ROW(DevUpgradeCondtition, param5, param_5);
+    ROW(DevUpgradeCondtition, mainFile, main_file);
+    ROW(DevUpgradeCondtition, verFile, ver_file);
+
+    ROW(ModifyDevAccountCondition, requestId, request_id);
+    ROW(ModifyDevAccountCondition, devId, dev_id);
+    ROW(ModifyDevAccountCondition, account, account);
+    ROW(ModifyDevAccountCondition, oldPassword, old_password);
+    ROW(ModifyDevAccountCondition, newPassword, new_password);
+    ROW(ModifyDevAccountCondition, level, level);
+
+    ROW(ModifyFaceCondition, requestId, request_id);
+    CHANNEL_ID(ModifyFaceCondition, devId, channel);
+    ROW(ModifyFaceCondition, serialNum, serial_num);
+    ROW(ModifyFaceCondition, name, name);
+    ROW(ModifyFaceCondition, organizations, organizations);
+    ROW(ModifyFaceCondition, param6, param_6);
+    ROW(ModifyFaceCondition, param7, param_7);
+    ROW(ModifyFaceCondition, param8, param_8);
+    ROW(ModifyFaceCondition, faceType, face_type);
+    ROW(ModifyFaceCondition, validTime, valid_time);
+    ROW(ModifyFaceCondition, invalidTime, invalid_time);
+    ROW(ModifyFaceCondition, faceImage, data_12);
+
+    ROW(GetFacesCondition, requestId, request_id);
+    CHANNEL_ID(GetFacesCondition, devId, channel);
+    ROW(GetFacesCondition, param3, param_3);
+    ROW(GetFacesCondition, param4, param_4);
+    ROW(GetFacesCondition, param5, param_5);
+    ROW(GetFacesCondition, param6, param_6);
+
+    ROW(DelFaceCondition, requestId, request_id);
+    CHANNEL_ID(DelFaceCondition, devId, channel);
+    ROW(DelFaceCondition, param3, param_3);
+
+    // The record has no counterpart for param_3 and param_4 of the wire.
+    ROW(GetFaceDetectRecordsCondition, requestId, request_id);
+    CHANNEL_ID(GetFaceDetectRecordsCondition, devId, channel);
+    ROW(GetFaceDetectRecordsCondition, beginTime, begin_time);
+    ROW(GetFaceDetectRecordsCondition, endTime, end_time);
+
+    ROW(TalkOperCondition, requestId, request_id);
+    CHANNEL_ID(TalkOperCondition, devId, channel);
+    ROW(TalkOperCondition, param3, param_3);
+
+    ROW(SpeakOperCondition, requestId, request_id);
+    CHANNEL_ID(SpeakOperCondition, devId, channel);
+    ROW(SpeakOperCondition, param3, param_3);
+
+    ROW(UploadFileCondition, requestId, request_id);
+    ROW(UploadFileCondition, devId, dev_id);
+    ROW(UploadFileCondition, fileName, file_name);
+    ROW(UploadFileCondition, purpose, purpose);
+
+    ROW(DownloadFileCondition, requestId, request_id);
+    ROW(DownloadFileCondition, devId, dev_id);
+    ROW(DownloadFileCondition, srcFileName, src_file_name);
+    ROW(DownloadFileCondition, desFileName, des_file_name);
+
+    // ---- Stream conditions ----
+
+    CHANNEL_ID(LiveVideoConnCondition, devId, channel);
+    ROW(LiveVideoConnCondition, streamType, param_2);
+
+    CHANNEL_ID(PlaybackByFileCondition, devId, channel);
+    ROW(PlaybackByFileCondition, fileName, file_name);
+    ROW(PlaybackByFileCondition, param3, param_3);
+    ROW(PlaybackByFileCondition, param4, param_4);
+
+    CHANNEL_ID(PlaybackByTimeCondition, devId, channel);
+    ROW(PlaybackByTimeCondition, startTime, start_time);
+    ROW(PlaybackByTimeCondition, param3, param_3);
+
+    // ---- Results and events ----
+
+    ROW(DevInfo, id, id);
+    ROW(DevInfo, name, name);
+    ROW(DevInfo, sn, sn);
+    ROW(DevInfo, param4, param_4);
+    ROW(DevInfo, ip, ip);
+    ROW(DevInfo, port, param_6);
+    ROW(DevInfo, user, user);
+    ROW(DevInfo, password, password);
+    ROW(DevInfo, version, version);
+    ROW(DevInfo, seriesName, series_name);
+    ROW(DevInfo, param11, param_11);
+    ROW(DevInfo, param12, param_12);
+    ROW(DevInfo, param13, param_13);
+    ROW(DevInfo, param14, param_14);
+    ROW(DevInfo, param15, param_15);
+    ROW(DevInfo, param16, param_16);
+    ROW(DevInfo, param17, param_17);
+    ROW(DevInfo, param18, param_18);
+
+    ROW(AiAbilityInfo, package, package);
+    ROW(AiAbilityInfo, param2, param_2);
+    ROW(AiAbilityInfo, name, name);
+    ROW(AiAbilityInfo, param4, param_4);
+    ROW(AiAbilityInfo, param5, param_5);
+
+    ROW(DevInfoFromDgw, id, id);
+    ROW(DevInfoFromDgw, sn, sn);
+    ROW(DevInfoFromDgw, ip, ip);
+    ROW(DevInfoFromDgw, param4, param_4);
+    ROW(DevInfoFromDgw, param5, param_5);
+    ROW(DevInfoFromDgw, param6, param_6);
+    ROW(DevInfoFromDgw, version, version);
+    ROW(DevInfoFromDgw, seriesName, series_name);
+    ROW(DevInfoFromDgw, param9, param_9);
+    ROW(DevInfoFromDgw, param10, param_10);
+    ROW(DevInfoFromDgw, devCode, dev_code);
+    ROW(DevInfoFromDgw, param12, param_12);
+    ROW(DevInfoFromDgw, abilityDetails, ability_details);
+
+    CHANNEL_ID(DevChannelInfo, devId, channel);
+    ROW(DevChannelInfo, osd, osd);
+    ROW(DevChannelInfo, param3, param_3);
+    ROW(DevChannelInfo, param4, param_4);
+    ROW(DevChannelInfo, sn, sn);
+    ROW(DevChannelInfo, ip, ip);
+    ROW(DevChannelInfo, port, param_7);
+    ROW(DevChannelInfo, user, user);
+    ROW(DevChannelInfo, password, password);
+    ROW(DevChannelInfo, param10, param_10);
+    ROW(DevChannelInfo, param11, param_11);
+    ROW(DevChannelInfo, abilityDetails, ability_details);
+
+    ROW(DevNetInfo, ip, ip);
+    ROW(DevNetInfo, subNetMask, sub_net_mask);
+    ROW(DevNetInfo, defaultGateway, default_gateway);
+    ROW(DevNetInfo, dns, dns);
+    ROW(DevNetInfo, param5, param_5);
+    ROW(DevNetInfo, param6, param_6);
+    ROW(DevNetInfo, param7, param_7);
+    ROW(DevNetInfo, param8, param_8);
+
+    ROW(DevPlatformInfo, param1, param_1);
+    ROW(DevPlatformInfo, platformAddr, platform_addr);
+    ROW(DevPlatformInfo, param3, param_3);
+    ROW(DevPlatformInfo, param4, param_4);
+    ROW(DevPlatformInfo, param5, param_5);
+
+    ROW(DevPlatform_tavInfo, param1, param_1);
+    ROW(DevPlatform_tavInfo, param2, param_2);
+    ROW(DevPlatform_tavInfo, onlineServer, online_server);
+    ROW(DevPlatform_tavInfo, param4, param_4);
+    ROW(DevPlatform_tavInfo, businessServer, bussiness_server);
+
+    ROW(DevTempUserCode, sn, sn);
+    ROW(DevTempUserCode, code, code);
+
+    ROW(VideoRecInfo, begin, begin_time);
+    ROW(VideoRecInfo, end, end_time);
+    ROW(VideoRecInfo, fileName, file_name);
+    ROW(VideoRecInfo, param4, param_4);
+    ROW(VideoRecInfo, param5, param_5);
+
+    ROW(PresetInfo, number, param_1);
+    ROW(PresetInfo, name, preset_name);
+
+    ROW(PatrolPresetInfo, preset, preset);
+    ROW(PatrolPresetInfo, param2, param_2);
+    ROW(PatrolPresetInfo, param3, param_3);
+
+    ROW(PatrolInfo, number, param_1);
+    ROW(PatrolInfo, presets, presets);
+    ROW(PatrolInfo, param3, param_3);
+    ROW(PatrolInfo, param4, param_4);
+
+    ROW(FaceInfo, param1, param_1);
+    ROW(FaceInfo, serialNum, serial_num);
+    ROW(FaceInfo, name, name);
+    ROW(FaceInfo, faceType, face_type);
+    ROW(FaceInfo, faceUrl, face_url);
+    ROW(FaceInfo, param6, param_6);
+    ROW(FaceInfo, param7, param_7);
+    ROW(FaceInfo, faceImage, data_8);
+    ROW(FaceInfo, validTime, valid_time);
+    ROW(FaceInfo, invalidTime, invalid_time);
+    ROW(FaceInfo, organizations, organizations);
+
+    ROW(FaceDetectRecordInfo, serialNum, serial_num);
+    ROW(FaceDetectRecordInfo, name, name);
+    ROW(FaceDetectRecordInfo, company, company);
+    ROW(FaceDetectRecordInfo, department, department);
+    ROW(FaceDetectRecordInfo, position, position);
+    ROW(FaceDetectRecordInfo, detectTime, detect_time);
+    ROW(FaceDetectRecordInfo, param7, param_7);
+    ROW(FaceDetectRecordInfo, param8, param_8);
+    ROW(FaceDetectRecordInfo, param9, param_9);
+    ROW(FaceDetectRecordInfo, param10, param_10);
+    ROW(FaceDetectRecordInfo, param11, param_11);
+    ROW(FaceDetectRecordInfo, data12, data_12);
+    ROW(FaceDetectRecordInfo, data13, data_13);
+
+    // channel_id has no member: only the counts travel.
+    ROW(FaceCountInfo, param2, param_2);
+    ROW(FaceCountInfo, param3, param_3);
+    ROW(FaceCountInfo, param4, param_4);
+
+    ROW(AlarmInfo, alarmId, alarm_id);
+    ROW(AlarmInfo, channel, channel_id);
+    ROW(AlarmInfo, secondChannel, second_channel_id);
+    ROW(AlarmInfo, triggerName, trigger_name);
+    ROW(AlarmInfo, alarmTime, alarm_time);
+    ROW(AlarmInfo, data6, data_6);
+    ROW(AlarmInfo, alarmType, alarm_type);
+    ROW(AlarmInfo, param8, param_8);
+    ROW(AlarmInfo, alarmName, alarm_name);
+    ROW(AlarmInfo, data10, data_10);
+
+    // Fields 1-2 (request and device) belong to the envelope, not the record.
+    ROW(DevUpgradeInfo, param3, param_3);
+    ROW(DevUpgradeInfo, newVersionName, new_version_name);
+    ROW(DevUpgradeInfo, param5, param_5);
+    ROW(DevUpgradeInfo, phase, phase);
+    ROW(DevUpgradeInfo, param7, param_7);
+
+    ROW(FileTransferProgress, requestId, request_id);
+    ROW(FileTransferProgress, param2, param_2);
+    ROW(FileTransferProgress, param3, param_3);
 }
 
-// devs_sn has no member: neither direction touches it.
-FIELDS(ActivateCondition, proto::DevActivateCmd)
-{
-    io(r.account, FIELD(m, account));
-    io(r.password, FIELD(m, password));
-    io(r.secretInfos, FIELD(m, secret_infos));
-    io(r.param5, FIELD(m, param_5));
-}
+#undef NESTED
+#undef CHANNEL_ID
+#undef CHANNEL_FIELDS
+#undef ROW
 
-FIELDS(GetDevSecretQuestionsCondition, proto::DevSecretQuestionsGetReq)
-{
-    io(r.devSn, FIELD(m, dev_sn));
-    io(r.account, FIELD(m, account));
-}
+} // namespace
 
-FIELDS(ResetDevPwdCondition, proto::DevPwdResetReq)
-{
-    io(r.devSn, FIELD(m, dev_sn));
-    io(r.account, FIELD(m, account));
-    io(r.password, FIELD(m, password));
-    io(r.secretInfos, FIELD(m, secret_infos));
-}
+// Each record with its wire message; both directions run its rows.
+#define CONVERT(Record, Message)                                                                                       \
+    void fromWire(const Message &m, Record *r)                                                                         \
+    {                                                                                                                  \
+        Reader io;                                                                                                     \
+        fields<Record>(io, *r, m);                                                                                     \
+    }                                                                                                                  \
+    void toWire(const Record &r, Message *m)                                                                           \
+    {                                                                                                                  \
+        Writer io;                                                                                                     \
+        fields<Record>(io, r, *m);                                                                                     \
+    }
 
-FIELDS(GetDevPlatformCondition, proto::DevPlatformGetReq)
-{
-    deviceHead(io, r, m);
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-}
+CONVERT(ChannelId, proto::ChannelId);
+CONVERT(InitDgwCondition, proto::InitDgwReq);
+CONVERT(SearchDevsConfig, proto::SetSearchDevsConfigCmd);
+CONVERT(SecretPair, proto::SecretInfo);
+CONVERT(ActivateCondition, proto::DevActivateCmd);
+CONVERT(GetDevSecretQuestionsCondition, proto::DevSecretQuestionsGetReq);
+CONVERT(ResetDevPwdCondition, proto::DevPwdResetReq);
+CONVERT(GetDevPlatformCondition, proto::DevPlatformGetReq);
+CONVERT(SetDevPlatformCondition, proto::DevPlatformSetReq);
+CONVERT(SetDevPlatform_tavCondition, proto::DevPlatform_tavSetReq);
+CONVERT(ImportDevCertCondition, proto::DevCertImportReq);
+CONVERT(SetDevNetCondition, proto::DevNetSetReq);
+CONVERT(RecsSearchCondition, proto::SearchVideoRecordingsReq);
+CONVERT(GetRtspUrlCondition, proto::GetRtspUrlReq);
+CONVERT(PTZCtrlCondition, proto::PTZCtrlReq);
+CONVERT(ChannelCondition, proto::ChannelReq);
+CONVERT(PresetOperCondition, proto::PresetOperReq);
+CONVERT(PatrolOperCondition, proto::PatrolOperReq);
+CONVERT(PatrolPresetOperCondition, proto::PatrolPresetOperReq);
+CONVERT(PatrolPresetEntry, proto::SetPatrolPresetsReq::PresetInfo);
+CONVERT(SetPatrolPresetsCondition, proto::SetPatrolPresetsReq);
+CONVERT(SetOSDCondition, proto::SetOSDReq);
+CONVERT(ModifyDevNameCondition, proto::ModifyDevNameReq);
+CONVERT(DevUpgradeCondtition, proto::DevUpgradeReq);
+CONVERT(ModifyDevAccountCondition, proto::ModifyDevAccountReq);
+CONVERT(ModifyFaceCondition, proto::AddFaceReq);
+CONVERT(GetFacesCondition, proto::GetFacesReq);
+CONVERT(DelFaceCondition, proto::DelFaceReq);
+CONVERT(GetFaceDetectRecordsCondition, proto::GetFaceDetectRecordsReq);
+CONVERT(TalkOperCondition, proto::TalkOperReq);
+CONVERT(SpeakOperCondition, proto::TalkOperReq);
+CONVERT(UploadFileCondition, proto::UploadFileReq);
+CONVERT(DownloadFileCondition, proto::DownloadFileReq);
+CONVERT(LiveVideoConnCondition, proto::LiveVideoConnReq);
+CONVERT(PlaybackByFileCondition, proto::PlaybackByFileReq);
+CONVERT(PlaybackByTimeCondition, proto::PlaybackByTimeReq);
+CONVERT(DevInfo, proto::DevInfo);
+CONVERT(AiAbilityInfo, proto::AiAbilityInfo);
+CONVERT(DevInfoFromDgw, proto::DevInfoFromDgw);
+CONVERT(DevChannelInfo, proto::DevChannInfo);
+CONVERT(DevNetInfo, proto::DevNetInfo);
+CONVERT(DevPlatformInfo, proto::DevPlatformInfo);
+CONVERT(DevPlatform_tavInfo, proto::DevPlatformInfo_tav);
+CONVERT(DevTempUserCode, proto::DevTempUserCode);
+CONVERT(VideoRecInfo, proto::VideoRecInfo);
+CONVERT(PresetInfo, proto::PresetInfo);
+CONVERT(PatrolPresetInfo, proto::PatrolPresetInfo);
+CONVERT(PatrolInfo, proto::PatrolInfo);
+CONVERT(FaceInfo, proto::FaceInfo);
+CONVERT(FaceDetectRecordInfo, proto::FaceDetectRecordInfo);
+CONVERT(FaceCountInfo, proto::FaceCountInfo);
+CONVERT(AlarmInfo, proto::AlarmInfo);
+CONVERT(DevUpgradeInfo, proto::DevUpgradeRes);
+CONVERT(FileTransferProgress, proto::FileTransferProgress);
 
-FIELDS(SetDevPlatformCondition, proto::DevPlatformSetReq)
-{
-    deviceHead(io, r, m);
-    io.inside(FIELD(m, dev_platform_info), [&](auto &info) { platformInfo(io, r, info); });
-}
-
-FIELDS(SetDevPlatform_tavCondition, proto::DevPlatform_tavSetReq)
-{
-    deviceHead(io, r, m);
-    io.inside(FIELD(m, dev_platform_info), [&](auto &info) {
-        io(r.onlineServer, FIELD(info, online_server));
-        io(r.param4, FIELD(info, param_4));
-        io(r.businessServer, FIELD(info, bussiness_server));
-    });
-}
-
-FIELDS(ImportDevCertCondition, proto::DevCertImportReq)
-{
-    deviceHead(io, r, m);
-    io(r.param3, FIELD(m, param_3));
-    io(r.ca, FIELD(m, ca));
-    io(r.certContents, FIELD(m, cert_contents));
-    io(r.key, FIELD(m, key));
-    io(r.secretKey, FIELD(m, secret_key));
-}
-
-FIELDS(SetDevNetCondition, proto::DevNetSetReq)
-{
-    deviceHead(io, r, m);
-    io.inside(FIELD(m, dev_net_info), [&](auto &info) { netInfo(io, r, info); });
-}
-
-FIELDS(RecsSearchCondition, proto::SearchVideoRecordingsReq)
-{
-    channelHead(io, r, m);
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-    io(r.beginTime, FIELD(m, begin_time));
-    io(r.endTime, FIELD(m, end_time));
-}
-
-FIELDS(GetRtspUrlCondition, proto::GetRtspUrlReq)
-{
-    channelHead(io, r, m);
-    io(r.streamType, FIELD(m, param_3));
-}
-
-FIELDS(PTZCtrlCondition, proto::PTZCtrlReq)
-{
-    channelHead(io, r, m);
-    io(r.operation, FIELD(m, param_3));
-    io(r.action, FIELD(m, param_4));
-    io(r.param5, FIELD(m, param_5));
-    io(r.param6, FIELD(m, param_6));
-}
-
-FIELDS(ChannelCondition, proto::ChannelReq) { channelHead(io, r, m); }
-
-FIELDS(PresetOperCondition, proto::PresetOperReq)
-{
-    channelHead(io, r, m);
-    io(r.presetNumber, FIELD(m, param_3));
-    io(r.presetName, FIELD(m, preset_name));
-    io(r.oper, FIELD(m, param_5));
-}
-
-// The record has two ints; param_5 of the wire has no counterpart.
-FIELDS(PatrolOperCondition, proto::PatrolOperReq)
-{
-    channelHead(io, r, m);
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-}
-
-FIELDS(PatrolPresetOperCondition, proto::PatrolPresetOperReq)
-{
-    channelHead(io, r, m);
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-    io(r.param5, FIELD(m, param_5));
-    io(r.param6, FIELD(m, param_6));
-}
-
-FIELDS(PatrolPresetEntry, proto::SetPatrolPresetsReq::PresetInfo)
-{
-    io(r.presetNumber, FIELD(m, param_1));
-    io(r.stayTime, FIELD(m, param_2));
-}
-
-FIELDS(SetPatrolPresetsCondition, proto::SetPatrolPresetsReq)
-{
-    channelHead(io, r, m);
-    io(r.param3, FIELD(m, param_3));
-    io(r.presets, FIELD(m, presets));
-}
-
-FIELDS(SetOSDCondition, proto::SetOSDReq)
-{
-    channelHead(io, r, m);
-    io(r.osd, FIELD(m, osd));
-}
-
-FIELDS(ModifyDevNameCondition, proto::ModifyDevNameReq)
-{
-    deviceHead(io, r, m);
-    io(r.devName, FIELD(m, dev_name));
-}
-
-FIELDS(DevUpgradeCondtition, proto::DevUpgradeReq)
-{
-    deviceHead(io, r, m);
-    io(r.mode, FIELD(m, mode));
-    io(r.url, FIELD(m, url));
-    io(r.param5, FIELD(m, param_5));
-    io(r.mainFile, FIELD(m, main_file));
-    io(r.verFile, FIELD(m, ver_file));
-}
-
-FIELDS(ModifyDevAccountCondition, proto::ModifyDevAccountReq)
-{
-    deviceHead(io, r, m);
-    io(r.account, FIELD(m, account));
-    io(r.oldPassword, FIELD(m, old_password));
-    io(r.newPassword, FIELD(m, new_password));
-    io(r.level, FIELD(m, level));
-}
-
-FIELDS(ModifyFaceCondition, proto::AddFaceReq)
-{
-    channelHead(io, r, m);
-    io(r.serialNum, FIELD(m, serial_num));
-    io(r.name, FIELD(m, name));
-    io(r.organizations, FIELD(m, organizations));
-    io(r.param6, FIELD(m, param_6));
-    io(r.param7, FIELD(m, param_7));
-    io(r.param8, FIELD(m, param_8));
-    io(r.faceType, FIELD(m, face_type));
-    io(r.validTime, FIELD(m, valid_time));
-    io(r.invalidTime, FIELD(m, invalid_time));
-    io(r.faceImage, FIELD(m, data_12));
-}
-
-FIELDS(GetFacesCondition, proto::GetFacesReq)
-{
-    channelHead(io, r, m);
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-    io(r.param5, FIELD(m, param_5));
-    io(r.param6, FIELD(m, param_6));
-}
-
-FIELDS(DelFaceCondition, proto::DelFaceReq)
-{
-    channelHead(io, r, m);
-    io(r.param3, FIELD(m, param_3));
-}
-
-// The record has no counterpart for param_3 and param_4 of the wire.
-FIELDS(GetFaceDetectRecordsCondition, proto::GetFaceDetectRecordsReq)
-{
-    channelHead(io, r, m);
-    io(r.beginTime, FIELD(m, begin_time));
-    io(r.endTime, FIELD(m, end_time));
-}
-
-FIELDS(TalkOperCondition, proto::TalkOperReq) { talk(io, r, m); }
-FIELDS(SpeakOperCondition, proto::TalkOperReq) { talk(io, r, m); }
-
-FIELDS(UploadFileCondition, proto::UploadFileReq)
-{
-    deviceHead(io, r, m);
-    io(r.fileName, FIELD(m, file_name));
-    io(r.purpose, FIELD(m, purpose));
-}
-
-FIELDS(DownloadFileCondition, proto::DownloadFileReq)
-{
-    deviceHead(io, r, m);
-    io(r.srcFileName, FIELD(m, src_file_name));
-    io(r.desFileName, FIELD(m, des_file_name));
-}
-
-// ---- Stream conditions ----
-
-FIELDS(LiveVideoConnCondition, proto::LiveVideoConnReq)
-{
-    channelId(io, r, m);
-    io(r.streamType, FIELD(m, param_2));
-}
-
-FIELDS(PlaybackByFileCondition, proto::PlaybackByFileReq)
-{
-    channelId(io, r, m);
-    io(r.fileName, FIELD(m, file_name));
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-}
-
-FIELDS(PlaybackByTimeCondition, proto::PlaybackByTimeReq)
-{
-    channelId(io, r, m);
-    io(r.startTime, FIELD(m, start_time));
-    io(r.param3, FIELD(m, param_3));
-}
-
-// ---- Results and events ----
-
-FIELDS(DevInfo, proto::DevInfo)
-{
-    io(r.id, FIELD(m, id));
-    io(r.name, FIELD(m, name));
-    io(r.sn, FIELD(m, sn));
-    io(r.param4, FIELD(m, param_4));
-    io(r.ip, FIELD(m, ip));
-    io(r.port, FIELD(m, param_6));
-    io(r.user, FIELD(m, user));
-    io(r.password, FIELD(m, password));
-    io(r.version, FIELD(m, version));
-    io(r.seriesName, FIELD(m, series_name));
-    io(r.param11, FIELD(m, param_11));
-    io(r.param12, FIELD(m, param_12));
-    io(r.param13, FIELD(m, param_13));
-    io(r.param14, FIELD(m, param_14));
-    io(r.param15, FIELD(m, param_15));
-    io(r.param16, FIELD(m, param_16));
-    io(r.param17, FIELD(m, param_17));
-    io(r.param18, FIELD(m, param_18));
-}
-
-FIELDS(AiAbilityInfo, proto::AiAbilityInfo)
-{
-    io(r.package, FIELD(m, package));
-    io(r.param2, FIELD(m, param_2));
-    io(r.name, FIELD(m, name));
-    io(r.param4, FIELD(m, param_4));
-    io(r.param5, FIELD(m, param_5));
-}
+#undef CONVERT
 
 void fromWire(const AbilityMap &m, QMap<int, AiAbilityInfo> *r) { read(m, r); }
 void toWire(const QMap<int, AiAbilityInfo> &r, AbilityMap *m) { write(r, m); }
-
-FIELDS(DevInfoFromDgw, proto::DevInfoFromDgw)
-{
-    io(r.id, FIELD(m, id));
-    io(r.sn, FIELD(m, sn));
-    io(r.ip, FIELD(m, ip));
-    io(r.param4, FIELD(m, param_4));
-    io(r.param5, FIELD(m, param_5));
-    io(r.param6, FIELD(m, param_6));
-    io(r.version, FIELD(m, version));
-    io(r.seriesName, FIELD(m, series_name));
-    io(r.param9, FIELD(m, param_9));
-    io(r.param10, FIELD(m, param_10));
-    io(r.devCode, FIELD(m, dev_code));
-    io(r.param12, FIELD(m, param_12));
-    io(r.abilityDetails, FIELD(m, ability_details));
-}
-
-FIELDS(DevChannelInfo, proto::DevChannInfo)
-{
-    channelId(io, r, m);
-    io(r.osd, FIELD(m, osd));
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-    io(r.sn, FIELD(m, sn));
-    io(r.ip, FIELD(m, ip));
-    io(r.port, FIELD(m, param_7));
-    io(r.user, FIELD(m, user));
-    io(r.password, FIELD(m, password));
-    io(r.param10, FIELD(m, param_10));
-    io(r.param11, FIELD(m, param_11));
-    io(r.abilityDetails, FIELD(m, ability_details));
-}
-
-FIELDS(DevNetInfo, proto::DevNetInfo) { netInfo(io, r, m); }
-FIELDS(DevPlatformInfo, proto::DevPlatformInfo) { platformInfo(io, r, m); }
-
-FIELDS(DevPlatform_tavInfo, proto::DevPlatformInfo_tav)
-{
-    io(r.param1, FIELD(m, param_1));
-    io(r.param2, FIELD(m, param_2));
-    io(r.onlineServer, FIELD(m, online_server));
-    io(r.param4, FIELD(m, param_4));
-    io(r.businessServer, FIELD(m, bussiness_server));
-}
-
-FIELDS(DevTempUserCode, proto::DevTempUserCode)
-{
-    io(r.sn, FIELD(m, sn));
-    io(r.code, FIELD(m, code));
-}
-
-FIELDS(VideoRecInfo, proto::VideoRecInfo)
-{
-    io(r.begin, FIELD(m, begin_time));
-    io(r.end, FIELD(m, end_time));
-    io(r.fileName, FIELD(m, file_name));
-    io(r.param4, FIELD(m, param_4));
-    io(r.param5, FIELD(m, param_5));
-}
-
-FIELDS(PresetInfo, proto::PresetInfo)
-{
-    io(r.number, FIELD(m, param_1));
-    io(r.name, FIELD(m, preset_name));
-}
-
-FIELDS(PatrolPresetInfo, proto::PatrolPresetInfo)
-{
-    io(r.preset, FIELD(m, preset));
-    io(r.param2, FIELD(m, param_2));
-    io(r.param3, FIELD(m, param_3));
-}
-
-FIELDS(PatrolInfo, proto::PatrolInfo)
-{
-    io(r.number, FIELD(m, param_1));
-    io(r.presets, FIELD(m, presets));
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-}
-
-FIELDS(FaceInfo, proto::FaceInfo)
-{
-    io(r.param1, FIELD(m, param_1));
-    io(r.serialNum, FIELD(m, serial_num));
-    io(r.name, FIELD(m, name));
-    io(r.faceType, FIELD(m, face_type));
-    io(r.faceUrl, FIELD(m, face_url));
-    io(r.param6, FIELD(m, param_6));
-    io(r.param7, FIELD(m, param_7));
-    io(r.faceImage, FIELD(m, data_8));
-    io(r.validTime, FIELD(m, valid_time));
-    io(r.invalidTime, FIELD(m, invalid_time));
-    io(r.organizations, FIELD(m, organizations));
-}
-
-FIELDS(FaceDetectRecordInfo, proto::FaceDetectRecordInfo)
-{
-    io(r.serialNum, FIELD(m, serial_num));
-    io(r.name, FIELD(m, name));
-    io(r.company, FIELD(m, company));
-    io(r.department, FIELD(m, department));
-    io(r.position, FIELD(m, position));
-    io(r.detectTime, FIELD(m, detect_time));
-    io(r.param7, FIELD(m, param_7));
-    io(r.param8, FIELD(m, param_8));
-    io(r.param9, FIELD(m, param_9));
-    io(r.param10, FIELD(m, param_10));
-    io(r.param11, FIELD(m, param_11));
-    io(r.data12, FIELD(m, data_12));
-    io(r.data13, FIELD(m, data_13));
-}
-
-// channel_id has no member: only the counts travel.
-FIELDS(FaceCountInfo, proto::FaceCountInfo)
-{
-    io(r.param2, FIELD(m, param_2));
-    io(r.param3, FIELD(m, param_3));
-    io(r.param4, FIELD(m, param_4));
-}
-
-FIELDS(AlarmInfo, proto::AlarmInfo)
-{
-    io(r.alarmId, FIELD(m, alarm_id));
-    io(r.channel, FIELD(m, channel_id));
-    io(r.secondChannel, FIELD(m, second_channel_id));
-    io(r.triggerName, FIELD(m, trigger_name));
-    io(r.alarmTime, FIELD(m, alarm_time));
-    io(r.data6, FIELD(m, data_6));
-    io(r.alarmType, FIELD(m, alarm_type));
-    io(r.param8, FIELD(m, param_8));
-    io(r.alarmName, FIELD(m, alarm_name));
-    io(r.data10, FIELD(m, data_10));
-}
-
-// Fields 1-2 (request and device) belong to the envelope, not the record.
-FIELDS(DevUpgradeInfo, proto::DevUpgradeRes)
-{
-    io(r.param3, FIELD(m, param_3));
-    io(r.newVersionName, FIELD(m, new_version_name));
-    io(r.param5, FIELD(m, param_5));
-    io(r.phase, FIELD(m, phase));
-    io(r.param7, FIELD(m, param_7));
-}
-
-FIELDS(FileTransferProgress, proto::FileTransferProgress)
-{
-    io(r.requestId, FIELD(m, request_id));
-    io(r.param2, FIELD(m, param_2));
-    io(r.param3, FIELD(m, param_3));
-}
 
 // ---- Repeated texts and bytes, for callers that build messages by hand ----
 
@@ -765,7 +683,6 @@ QList<QByteArray> byteList(const Repeated<std::string> &in)
 
 void setByteList(const QList<QByteArray> &in, Repeated<std::string> *out) { write(in, out); }
 
-#undef FIELDS
 #undef FIELD
 
 } // namespace oru_sdk::wire

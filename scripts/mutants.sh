@@ -59,8 +59,8 @@ P03 @@ oru_protocol/frame_codec.cpp @@ if (available - kFrameHeaderSize < payloa
 P04 @@ oru_protocol/frame_codec.cpp @@ static_cast<qint8>(in[8]) @@ static_cast<qint8>(in[7]) @@ client frame splitter: type read from the wrong byte @@
 P05 @@ oru_protocol/frame_codec.h @@ (pendingLength > maxLength || pendingLength < 0) @@ (pendingLength >= maxLength || pendingLength < 0) @@ frame reader: a frame of exactly the limit refused @@
 P06 @@ oru_protocol/frame_codec.h @@         pendingLength = 0;\n @@ @@ frame reader: length of the frame just read not reset @@
-W01 @@ oru_sdk/wire_convert.cpp @@ io(r.subNetMask, FIELD(m, sub_net_mask)); @@ io(r.subNetMask, FIELD(m, default_gateway)); @@ conversion: net info mask read from (and written to) the gateway field @@
-W02 @@ oru_sdk/wire_convert.cpp @@ io(r.ak, FIELD(m, ak)); @@ io(r.ak, FIELD(m, sk)); @@ conversion: init request ak read from (and written to) sk @@
+W01 @@ oru_sdk/wire_convert.cpp @@ ROW(DevNetInfo, subNetMask, sub_net_mask); @@ ROW(DevNetInfo, subNetMask, default_gateway); @@ conversion: net info mask read from (and written to) the gateway field @@
+W02 @@ oru_sdk/wire_convert.cpp @@ ROW(InitDgwCondition, ak, ak); @@ ROW(InitDgwCondition, ak, sk); @@ conversion: init request ak read from (and written to) sk @@
 W03 @@ oru_sdk/wire_convert.cpp @@ double wireDouble(double d) { return d == 0.0 ? 0.0 : d; } @@ double wireDouble(double d) { return d; } @@ conversion: -0.0 no longer normalised @@
 W04 @@ oru_sdk/wire_convert.cpp @@ kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz") @@ kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss") @@ conversion: milliseconds lost from date-times @@
 W05 @@ oru_sdk/wire_convert.cpp @@ io(channel, FIELD(m, channel)); @@ io(channel, FIELD(m, channel));\n    if constexpr (std::is_same_v<Io, Reader>)\n        channel += 1; @@ conversion: channel index off by one on reading @@
