@@ -2,58 +2,12 @@
 
 #include "plain_text.h"
 
+#include <type_traits>
+#include <utility>
+
 namespace oru_sdk::wire {
 
 const QString kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz");
-
-namespace {
-
-// request_id + nested channel_id, the head of most channel requests.
-template <class M, class C>
-void readChannelHead(const M &m, C *c)
-{
-    c->requestId = text(m.request_id());
-    readChannel(m, &c->devId, &c->channel);
-}
-
-template <class C, class M>
-void writeChannelHead(const C &c, M *m)
-{
-    m->set_request_id(utf8(c.requestId));
-    writeChannel(c.devId, c.channel, m);
-}
-
-// request_id + dev_id, the head of most device requests.
-template <class M, class C>
-void readDeviceHead(const M &m, C *c)
-{
-    c->requestId = text(m.request_id());
-    c->devId = text(m.dev_id());
-}
-
-template <class C, class M>
-void writeDeviceHead(const C &c, M *m)
-{
-    m->set_request_id(utf8(c.requestId));
-    m->set_dev_id(utf8(c.devId));
-}
-
-// Talk and speak share one wire message and one record shape.
-template <class C>
-void readTalk(const proto::TalkOperReq &m, C *r)
-{
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-}
-
-template <class C>
-void writeTalk(const C &r, proto::TalkOperReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-}
-
-} // namespace
 
 // ---- Shared rules ----
 
@@ -66,1008 +20,669 @@ QDateTime dateTime(const std::string &s) { return QDateTime::fromString(text(s),
 std::string dateTimeText(const QDateTime &t) { return utf8(t.toString(kDateTimeFormat)); }
 double wireDouble(double d) { return d == 0.0 ? 0.0 : d; }
 
+namespace {
+
+// ---- One value, wire to record: the rule is chosen by the two types ----
+
+void read(const std::string &w, QString *r) { *r = text(w); }
+void read(const std::string &w, QByteArray *r) { *r = bytes(w); }
+void read(const std::string &w, QDateTime *r) { *r = dateTime(w); }
+
+// Numbers of the same width and kind (int32 <-> int, uint32 <-> int, ...) or
+// a wire bool with an int member. Anything else would cut or round a value:
+// a mistake in the field list, refused at compile time.
+template <class W, class R>
+constexpr bool fits()
+{
+    if constexpr (!std::is_arithmetic_v<W> || !std::is_arithmetic_v<R>)
+        return false;
+    else if constexpr (std::is_floating_point_v<W> != std::is_floating_point_v<R>)
+        return false;
+    else
+        return sizeof(W) == sizeof(R) || std::is_same_v<W, bool>;
+}
+
+template <class W, class R, std::enable_if_t<std::is_arithmetic_v<W> && std::is_arithmetic_v<R>, int> = 0>
+void read(W w, R *r)
+{
+    static_assert(fits<W, R>(), "a wire number would be cut to fit the record member");
+    *r = static_cast<R>(w);
+}
+
+// A nested message that has a record of its own.
+template <class W, class R>
+auto read(const W &w, R *r) -> decltype(fromWire(w, r))
+{
+    fromWire(w, r);
+}
+
+// Repeated fields replace the list, element by element in order; each
+// element starts from a default-constructed value.
+template <class W, class R>
+void read(const Repeated<W> &w, QList<R> *r)
+{
+    r->clear();
+    r->reserve(w.size());
+    for (const W &element : w) {
+        r->append(R());
+        read(element, &r->last());
+    }
+}
+
+template <class K, class W, class R>
+void read(const google::protobuf::Map<K, W> &w, QMap<int, R> *r)
+{
+    r->clear();
+    for (const auto &entry : w)
+        read(entry.second, &(*r)[entry.first]);
+}
+
+// ---- One value, record to wire ----
+
+std::string wireText(const QString &r) { return utf8(r); }
+std::string wireText(const QByteArray &r) { return rawBytes(r); }
+std::string wireText(const QDateTime &r) { return dateTimeText(r); }
+
+template <class W, class R>
+W wireNumber(R r)
+{
+    static_assert(fits<W, R>(), "a record member would be cut to fit the wire number");
+    if constexpr (std::is_same_v<W, bool>)
+        return r != 0;
+    else if constexpr (std::is_same_v<W, double>)
+        return wireDouble(r);
+    else
+        return static_cast<W>(r);
+}
+
+void write(const QString &r, std::string *w) { *w = wireText(r); }
+void write(const QByteArray &r, std::string *w) { *w = wireText(r); }
+
+// A nested message that has a record of its own (defined below).
+template <class R, class W>
+auto write(const R &r, W *w) -> decltype(toWire(r, w));
+
+// Repeated fields are replaced, not appended to.
+template <class R, class W>
+void write(const QList<R> &r, Repeated<W> *w)
+{
+    w->Clear();
+    for (const R &element : r)
+        write(element, w->Add());
+}
+
+template <class R, class K, class W>
+void write(const QMap<int, R> &r, google::protobuf::Map<K, W> *w)
+{
+    w->clear();
+    for (auto it = r.cbegin(); it != r.cend(); ++it)
+        write(it.value(), &(*w)[it.key()]);
+}
+
+template <class R, class W>
+auto write(const R &r, W *w) -> decltype(toWire(r, w))
+{
+    toWire(r, w);
+}
+
+// ---- The two directions a field list runs in ----
+
+// One wire field of a message: read it, set it, or reach it in place. The
+// accessors are generic lambdas over the message so that only what the
+// running direction calls is compiled: a const message has no setters, a
+// scalar field no mutable_ accessor.
+template <class Message, class Get, class Set, class Mutable>
+struct Field {
+    Message &message;
+    Get getter;
+    Set setter;
+    Mutable mutableGetter;
+
+    decltype(auto) get() const { return getter(message); }
+    template <class T>
+    void set(T &&value) const
+    {
+        setter(message, std::forward<T>(value));
+    }
+    auto mutableGet() const { return mutableGetter(message); }
+};
+
+template <class Message, class Get, class Set, class Mutable>
+Field<Message, Get, Set, Mutable> field(Message &message, Get get, Set set, Mutable mutableGet)
+{
+    return {message, get, set, mutableGet};
+}
+
+#define FIELD(msg, name)                                                                                               \
+    field(                                                                                                             \
+        msg, [](auto &m) -> decltype(auto) { return m.name(); },                                                       \
+        [](auto &m, auto &&value) { m.set_##name(std::forward<decltype(value)>(value)); },                             \
+        [](auto &m) { return m.mutable_##name(); })
+
+struct Reader {
+    template <class Member, class F>
+    void operator()(Member &member, const F &f) const
+    {
+        read(f.get(), &member);
+    }
+
+    // A nested message whose fields are members of the record itself.
+    template <class F, class List>
+    void inside(const F &f, List list) const
+    {
+        list(f.get());
+    }
+};
+
+struct Writer {
+    template <class Member, class F>
+    void operator()(const Member &member, const F &f) const
+    {
+        using Wire = std::decay_t<decltype(f.get())>;
+        if constexpr (std::is_same_v<Wire, std::string>)
+            f.set(wireText(member));
+        else if constexpr (std::is_arithmetic_v<Wire>)
+            f.set(wireNumber<Wire>(member));
+        else
+            write(member, f.mutableGet()); // nested message, repeated field or map
+    }
+
+    // Written even when all its fields are empty: the wire always has it.
+    template <class F, class List>
+    void inside(const F &f, List list) const
+    {
+        list(*f.mutableGet());
+    }
+};
+
+// dev_id + channel, as a ChannelId and as the nested channel_id head of
+// channel requests; an absent channel_id reads as ("", 0).
+template <class Io, class Text, class Number, class M>
+void channelFields(Io &io, Text &devId, Number &channel, M &m)
+{
+    io(devId, FIELD(m, dev_id));
+    io(channel, FIELD(m, channel));
+}
+
+// A group of rows that is not a record of its own (its rows say what).
+struct TavServers {
+};
+
+using SecretPair = QPair<QString, QString>;
+
+// Every record's fields, a row each: the record member and the wire field it
+// travels in. fields<G>() keeps the rows of group G and discards the others
+// at compile time; fromWire() runs them with a Reader over the const
+// message, toWire() with a Writer over the const record. A record whose rows
+// run inside a nested message of the wire names that message with NESTED.
+#define ROW(Group, member, wire)                                                                                       \
+    if constexpr (std::is_same_v<G, Group>)                                                                            \
+    io(r.member, FIELD(m, wire))
+#define CHANNEL_FIELDS(Group, devId, channel)                                                                          \
+    if constexpr (std::is_same_v<G, Group>)                                                                            \
+    channelFields(io, r.devId, r.channel, m)
+#define CHANNEL_ID(Group, devId, channel)                                                                              \
+    if constexpr (std::is_same_v<G, Group>)                                                                            \
+    io.inside(FIELD(m, channel_id), [&](auto &c) { channelFields(io, r.devId, r.channel, c); })
+#define NESTED(Group, wire, Rows)                                                                                      \
+    if constexpr (std::is_same_v<G, Group>)                                                                            \
+    io.inside(FIELD(m, wire), [&](auto &inner) { fields<Rows>(io, r, inner); })
+
+template <class G, class Io, class R, class M>
+void fields(Io &io, R &r, M &m)
+{
+    // ---- Channels ----
+
+    CHANNEL_FIELDS(ChannelId, first, second);
+
+    // ---- Request conditions ----
+
+    ROW(InitDgwCondition, requestId, request_id);
+    ROW(InitDgwCondition, ak, ak);
+    ROW(InitDgwCondition, sk, sk);
+    ROW(InitDgwCondition, ck, ck);
+    ROW(InitDgwCondition, csk, csk);
+    ROW(InitDgwCondition, param6, param_6);
+    ROW(InitDgwCondition, url, url);
+    ROW(InitDgwCondition, param8, param_8);
+    ROW(InitDgwCondition, saasServer, saas_server);
+    ROW(InitDgwCondition, saasCer, saas_cer);
+
+    ROW(SearchDevsConfig, param1, param_1);
+    ROW(SearchDevsConfig, beginIp, begin_ip);
+    ROW(SearchDevsConfig, endIp, end_ip);
+    ROW(SearchDevsConfig, param4, param_4);
+
+    ROW(SecretPair, first, question);
+    ROW(SecretPair, second, answer);
+
+    // devs_sn has no member: neither direction touches it.
+    ROW(ActivateCondition, account, account);
+    ROW(ActivateCondition, password, password);
+    ROW(ActivateCondition, secretInfos, secret_infos);
+    ROW(ActivateCondition, param5, param_5);
+
+    ROW(GetDevSecretQuestionsCondition, devSn, dev_sn);
+    ROW(GetDevSecretQuestionsCondition, account, account);
+
+    ROW(ResetDevPwdCondition, devSn, dev_sn);
+    ROW(ResetDevPwdCondition, account, account);
+    ROW(ResetDevPwdCondition, password, password);
+    ROW(ResetDevPwdCondition, secretInfos, secret_infos);
+
+    ROW(GetDevPlatformCondition, requestId, request_id);
+    ROW(GetDevPlatformCondition, devId, dev_id);
+    ROW(GetDevPlatformCondition, param3, param_3);
+    ROW(GetDevPlatformCondition, param4, param_4);
+
+    ROW(SetDevPlatformCondition, requestId, request_id);
+    ROW(SetDevPlatformCondition, devId, dev_id);
+    NESTED(SetDevPlatformCondition, dev_platform_info, DevPlatformInfo);
+
+    ROW(SetDevPlatform_tavCondition, requestId, request_id);
+    ROW(SetDevPlatform_tavCondition, devId, dev_id);
+    NESTED(SetDevPlatform_tavCondition, dev_platform_info, TavServers);
+
+    // The part of DevPlatformInfo_tav that a set request carries.
+    ROW(TavServers, onlineServer, online_server);
+    ROW(TavServers, param4, param_4);
+    ROW(TavServers, businessServer, bussiness_server);
+
+    ROW(ImportDevCertCondition, requestId, request_id);
+    ROW(ImportDevCertCondition, devId, dev_id);
+    ROW(ImportDevCertCondition, param3, param_3);
+    ROW(ImportDevCertCondition, ca, ca);
+    ROW(ImportDevCertCondition, certContents, cert_contents);
+    ROW(ImportDevCertCondition, key, key);
+    ROW(ImportDevCertCondition, secretKey, secret_key);
+
+    ROW(SetDevNetCondition, requestId, request_id);
+    ROW(SetDevNetCondition, devId, dev_id);
+    NESTED(SetDevNetCondition, dev_net_info, DevNetInfo);
+
+    ROW(RecsSearchCondition, requestId, request_id);
+    CHANNEL_ID(RecsSearchCondition, devId, channel);
+    ROW(RecsSearchCondition, param3, param_3);
+    ROW(RecsSearchCondition, param4, param_4);
+    ROW(RecsSearchCondition, beginTime, begin_time);
+    ROW(RecsSearchCondition, endTime, end_time);
+
+    ROW(GetRtspUrlCondition, requestId, request_id);
+    CHANNEL_ID(GetRtspUrlCondition, devId, channel);
+    ROW(GetRtspUrlCondition, streamType, param_3);
+
+    ROW(PTZCtrlCondition, requestId, request_id);
+    CHANNEL_ID(PTZCtrlCondition, devId, channel);
+    ROW(PTZCtrlCondition, operation, param_3);
+    ROW(PTZCtrlCondition, action, param_4);
+    ROW(PTZCtrlCondition, param5, param_5);
+    ROW(PTZCtrlCondition, param6, param_6);
+
+    ROW(ChannelCondition, requestId, request_id);
+    CHANNEL_ID(ChannelCondition, devId, channel);
+
+    ROW(PresetOperCondition, requestId, request_id);
+    CHANNEL_ID(PresetOperCondition, devId, channel);
+    ROW(PresetOperCondition, presetNumber, param_3);
+    ROW(PresetOperCondition, presetName, preset_name);
+    ROW(PresetOperCondition, oper, param_5);
+
+    // The record has two ints; param_5 of the wire has no counterpart.
+    ROW(PatrolOperCondition, requestId, request_id);
+    CHANNEL_ID(PatrolOperCondition, devId, channel);
+    ROW(PatrolOperCondition, param3, param_3);
+    ROW(PatrolOperCondition, param4, param_4);
+
+    ROW(PatrolPresetOperCondition, requestId, request_id);
+    CHANNEL_ID(PatrolPresetOperCondition, devId, channel);
+    ROW(PatrolPresetOperCondition, param3, param_3);
+    ROW(PatrolPresetOperCondition, param4, param_4);
+    ROW(PatrolPresetOperCondition, param5, param_5);
+    ROW(PatrolPresetOperCondition, param6, param_6);
+
+    ROW(PatrolPresetEntry, presetNumber, param_1);
+    ROW(PatrolPresetEntry, stayTime, param_2);
+
+    ROW(SetPatrolPresetsCondition, requestId, request_id);
+    CHANNEL_ID(SetPatrolPresetsCondition, devId, channel);
+    ROW(SetPatrolPresetsCondition, param3, param_3);
+    ROW(SetPatrolPresetsCondition, presets, presets);
+
+    ROW(SetOSDCondition, requestId, request_id);
+    CHANNEL_ID(SetOSDCondition, devId, channel);
+    ROW(SetOSDCondition, osd, osd);
+
+    ROW(ModifyDevNameCondition, requestId, request_id);
+    ROW(ModifyDevNameCondition, devId, dev_id);
+    ROW(ModifyDevNameCondition, devName, dev_name);
+
+    ROW(DevUpgradeCondtition, requestId, request_id);
+    ROW(DevUpgradeCondtition, devId, dev_id);
+    ROW(DevUpgradeCondtition, mode, mode);
+    ROW(DevUpgradeCondtition, url, url);
+    ROW(DevUpgradeCondtition, param5, param_5);
+    ROW(DevUpgradeCondtition, mainFile, main_file);
+    ROW(DevUpgradeCondtition, verFile, ver_file);
+
+    ROW(ModifyDevAccountCondition, requestId, request_id);
+    ROW(ModifyDevAccountCondition, devId, dev_id);
+    ROW(ModifyDevAccountCondition, account, account);
+    ROW(ModifyDevAccountCondition, oldPassword, old_password);
+    ROW(ModifyDevAccountCondition, newPassword, new_password);
+    ROW(ModifyDevAccountCondition, level, level);
+
+    ROW(ModifyFaceCondition, requestId, request_id);
+    CHANNEL_ID(ModifyFaceCondition, devId, channel);
+    ROW(ModifyFaceCondition, serialNum, serial_num);
+    ROW(ModifyFaceCondition, name, name);
+    ROW(ModifyFaceCondition, organizations, organizations);
+    ROW(ModifyFaceCondition, param6, param_6);
+    ROW(ModifyFaceCondition, param7, param_7);
+    ROW(ModifyFaceCondition, param8, param_8);
+    ROW(ModifyFaceCondition, faceType, face_type);
+    ROW(ModifyFaceCondition, validTime, valid_time);
+    ROW(ModifyFaceCondition, invalidTime, invalid_time);
+    ROW(ModifyFaceCondition, faceImage, data_12);
+
+    ROW(GetFacesCondition, requestId, request_id);
+    CHANNEL_ID(GetFacesCondition, devId, channel);
+    ROW(GetFacesCondition, param3, param_3);
+    ROW(GetFacesCondition, param4, param_4);
+    ROW(GetFacesCondition, param5, param_5);
+    ROW(GetFacesCondition, param6, param_6);
+
+    ROW(DelFaceCondition, requestId, request_id);
+    CHANNEL_ID(DelFaceCondition, devId, channel);
+    ROW(DelFaceCondition, param3, param_3);
+
+    // The record has no counterpart for param_3 and param_4 of the wire.
+    ROW(GetFaceDetectRecordsCondition, requestId, request_id);
+    CHANNEL_ID(GetFaceDetectRecordsCondition, devId, channel);
+    ROW(GetFaceDetectRecordsCondition, beginTime, begin_time);
+    ROW(GetFaceDetectRecordsCondition, endTime, end_time);
+
+    ROW(TalkOperCondition, requestId, request_id);
+    CHANNEL_ID(TalkOperCondition, devId, channel);
+    ROW(TalkOperCondition, param3, param_3);
+
+    ROW(SpeakOperCondition, requestId, request_id);
+    CHANNEL_ID(SpeakOperCondition, devId, channel);
+    ROW(SpeakOperCondition, param3, param_3);
+
+    ROW(UploadFileCondition, requestId, request_id);
+    ROW(UploadFileCondition, devId, dev_id);
+    ROW(UploadFileCondition, fileName, file_name);
+    ROW(UploadFileCondition, purpose, purpose);
+
+    ROW(DownloadFileCondition, requestId, request_id);
+    ROW(DownloadFileCondition, devId, dev_id);
+    ROW(DownloadFileCondition, srcFileName, src_file_name);
+    ROW(DownloadFileCondition, desFileName, des_file_name);
+
+    // ---- Stream conditions ----
+
+    CHANNEL_ID(LiveVideoConnCondition, devId, channel);
+    ROW(LiveVideoConnCondition, streamType, param_2);
+
+    CHANNEL_ID(PlaybackByFileCondition, devId, channel);
+    ROW(PlaybackByFileCondition, fileName, file_name);
+    ROW(PlaybackByFileCondition, param3, param_3);
+    ROW(PlaybackByFileCondition, param4, param_4);
+
+    CHANNEL_ID(PlaybackByTimeCondition, devId, channel);
+    ROW(PlaybackByTimeCondition, startTime, start_time);
+    ROW(PlaybackByTimeCondition, param3, param_3);
+
+    // ---- Results and events ----
+
+    ROW(DevInfo, id, id);
+    ROW(DevInfo, name, name);
+    ROW(DevInfo, sn, sn);
+    ROW(DevInfo, param4, param_4);
+    ROW(DevInfo, ip, ip);
+    ROW(DevInfo, port, param_6);
+    ROW(DevInfo, user, user);
+    ROW(DevInfo, password, password);
+    ROW(DevInfo, version, version);
+    ROW(DevInfo, seriesName, series_name);
+    ROW(DevInfo, param11, param_11);
+    ROW(DevInfo, param12, param_12);
+    ROW(DevInfo, param13, param_13);
+    ROW(DevInfo, param14, param_14);
+    ROW(DevInfo, param15, param_15);
+    ROW(DevInfo, param16, param_16);
+    ROW(DevInfo, param17, param_17);
+    ROW(DevInfo, param18, param_18);
+
+    ROW(AiAbilityInfo, package, package);
+    ROW(AiAbilityInfo, param2, param_2);
+    ROW(AiAbilityInfo, name, name);
+    ROW(AiAbilityInfo, param4, param_4);
+    ROW(AiAbilityInfo, param5, param_5);
+
+    ROW(DevInfoFromDgw, id, id);
+    ROW(DevInfoFromDgw, sn, sn);
+    ROW(DevInfoFromDgw, ip, ip);
+    ROW(DevInfoFromDgw, param4, param_4);
+    ROW(DevInfoFromDgw, param5, param_5);
+    ROW(DevInfoFromDgw, param6, param_6);
+    ROW(DevInfoFromDgw, version, version);
+    ROW(DevInfoFromDgw, seriesName, series_name);
+    ROW(DevInfoFromDgw, param9, param_9);
+    ROW(DevInfoFromDgw, param10, param_10);
+    ROW(DevInfoFromDgw, devCode, dev_code);
+    ROW(DevInfoFromDgw, param12, param_12);
+    ROW(DevInfoFromDgw, abilityDetails, ability_details);
+
+    CHANNEL_ID(DevChannelInfo, devId, channel);
+    ROW(DevChannelInfo, osd, osd);
+    ROW(DevChannelInfo, param3, param_3);
+    ROW(DevChannelInfo, param4, param_4);
+    ROW(DevChannelInfo, sn, sn);
+    ROW(DevChannelInfo, ip, ip);
+    ROW(DevChannelInfo, port, param_7);
+    ROW(DevChannelInfo, user, user);
+    ROW(DevChannelInfo, password, password);
+    ROW(DevChannelInfo, param10, param_10);
+    ROW(DevChannelInfo, param11, param_11);
+    ROW(DevChannelInfo, abilityDetails, ability_details);
+
+    ROW(DevNetInfo, ip, ip);
+    ROW(DevNetInfo, subNetMask, sub_net_mask);
+    ROW(DevNetInfo, defaultGateway, default_gateway);
+    ROW(DevNetInfo, dns, dns);
+    ROW(DevNetInfo, param5, param_5);
+    ROW(DevNetInfo, param6, param_6);
+    ROW(DevNetInfo, param7, param_7);
+    ROW(DevNetInfo, param8, param_8);
+
+    ROW(DevPlatformInfo, param1, param_1);
+    ROW(DevPlatformInfo, platformAddr, platform_addr);
+    ROW(DevPlatformInfo, param3, param_3);
+    ROW(DevPlatformInfo, param4, param_4);
+    ROW(DevPlatformInfo, param5, param_5);
+
+    ROW(DevPlatform_tavInfo, param1, param_1);
+    ROW(DevPlatform_tavInfo, param2, param_2);
+    ROW(DevPlatform_tavInfo, onlineServer, online_server);
+    ROW(DevPlatform_tavInfo, param4, param_4);
+    ROW(DevPlatform_tavInfo, businessServer, bussiness_server);
+
+    ROW(DevTempUserCode, sn, sn);
+    ROW(DevTempUserCode, code, code);
+
+    ROW(VideoRecInfo, begin, begin_time);
+    ROW(VideoRecInfo, end, end_time);
+    ROW(VideoRecInfo, fileName, file_name);
+    ROW(VideoRecInfo, param4, param_4);
+    ROW(VideoRecInfo, param5, param_5);
+
+    ROW(PresetInfo, number, param_1);
+    ROW(PresetInfo, name, preset_name);
+
+    ROW(PatrolPresetInfo, preset, preset);
+    ROW(PatrolPresetInfo, param2, param_2);
+    ROW(PatrolPresetInfo, param3, param_3);
+
+    ROW(PatrolInfo, number, param_1);
+    ROW(PatrolInfo, presets, presets);
+    ROW(PatrolInfo, param3, param_3);
+    ROW(PatrolInfo, param4, param_4);
+
+    ROW(FaceInfo, param1, param_1);
+    ROW(FaceInfo, serialNum, serial_num);
+    ROW(FaceInfo, name, name);
+    ROW(FaceInfo, faceType, face_type);
+    ROW(FaceInfo, faceUrl, face_url);
+    ROW(FaceInfo, param6, param_6);
+    ROW(FaceInfo, param7, param_7);
+    ROW(FaceInfo, faceImage, data_8);
+    ROW(FaceInfo, validTime, valid_time);
+    ROW(FaceInfo, invalidTime, invalid_time);
+    ROW(FaceInfo, organizations, organizations);
+
+    ROW(FaceDetectRecordInfo, serialNum, serial_num);
+    ROW(FaceDetectRecordInfo, name, name);
+    ROW(FaceDetectRecordInfo, company, company);
+    ROW(FaceDetectRecordInfo, department, department);
+    ROW(FaceDetectRecordInfo, position, position);
+    ROW(FaceDetectRecordInfo, detectTime, detect_time);
+    ROW(FaceDetectRecordInfo, param7, param_7);
+    ROW(FaceDetectRecordInfo, param8, param_8);
+    ROW(FaceDetectRecordInfo, param9, param_9);
+    ROW(FaceDetectRecordInfo, param10, param_10);
+    ROW(FaceDetectRecordInfo, param11, param_11);
+    ROW(FaceDetectRecordInfo, data12, data_12);
+    ROW(FaceDetectRecordInfo, data13, data_13);
+
+    // channel_id has no member: only the counts travel.
+    ROW(FaceCountInfo, param2, param_2);
+    ROW(FaceCountInfo, param3, param_3);
+    ROW(FaceCountInfo, param4, param_4);
+
+    ROW(AlarmInfo, alarmId, alarm_id);
+    ROW(AlarmInfo, channel, channel_id);
+    ROW(AlarmInfo, secondChannel, second_channel_id);
+    ROW(AlarmInfo, triggerName, trigger_name);
+    ROW(AlarmInfo, alarmTime, alarm_time);
+    ROW(AlarmInfo, data6, data_6);
+    ROW(AlarmInfo, alarmType, alarm_type);
+    ROW(AlarmInfo, param8, param_8);
+    ROW(AlarmInfo, alarmName, alarm_name);
+    ROW(AlarmInfo, data10, data_10);
+
+    // Fields 1-2 (request and device) belong to the envelope, not the record.
+    ROW(DevUpgradeInfo, param3, param_3);
+    ROW(DevUpgradeInfo, newVersionName, new_version_name);
+    ROW(DevUpgradeInfo, param5, param_5);
+    ROW(DevUpgradeInfo, phase, phase);
+    ROW(DevUpgradeInfo, param7, param_7);
+
+    ROW(FileTransferProgress, requestId, request_id);
+    ROW(FileTransferProgress, param2, param_2);
+    ROW(FileTransferProgress, param3, param_3);
+}
+
+#undef NESTED
+#undef CHANNEL_ID
+#undef CHANNEL_FIELDS
+#undef ROW
+
+} // namespace
+
+// Each record with its wire message; both directions run its rows.
+#define CONVERT(Record, Message)                                                                                       \
+    void fromWire(const Message &m, Record *r)                                                                         \
+    {                                                                                                                  \
+        Reader io;                                                                                                     \
+        fields<Record>(io, *r, m);                                                                                     \
+    }                                                                                                                  \
+    void toWire(const Record &r, Message *m)                                                                           \
+    {                                                                                                                  \
+        Writer io;                                                                                                     \
+        fields<Record>(io, r, *m);                                                                                     \
+    }
+
+CONVERT(ChannelId, proto::ChannelId);
+CONVERT(InitDgwCondition, proto::InitDgwReq);
+CONVERT(SearchDevsConfig, proto::SetSearchDevsConfigCmd);
+CONVERT(SecretPair, proto::SecretInfo);
+CONVERT(ActivateCondition, proto::DevActivateCmd);
+CONVERT(GetDevSecretQuestionsCondition, proto::DevSecretQuestionsGetReq);
+CONVERT(ResetDevPwdCondition, proto::DevPwdResetReq);
+CONVERT(GetDevPlatformCondition, proto::DevPlatformGetReq);
+CONVERT(SetDevPlatformCondition, proto::DevPlatformSetReq);
+CONVERT(SetDevPlatform_tavCondition, proto::DevPlatform_tavSetReq);
+CONVERT(ImportDevCertCondition, proto::DevCertImportReq);
+CONVERT(SetDevNetCondition, proto::DevNetSetReq);
+CONVERT(RecsSearchCondition, proto::SearchVideoRecordingsReq);
+CONVERT(GetRtspUrlCondition, proto::GetRtspUrlReq);
+CONVERT(PTZCtrlCondition, proto::PTZCtrlReq);
+CONVERT(ChannelCondition, proto::ChannelReq);
+CONVERT(PresetOperCondition, proto::PresetOperReq);
+CONVERT(PatrolOperCondition, proto::PatrolOperReq);
+CONVERT(PatrolPresetOperCondition, proto::PatrolPresetOperReq);
+CONVERT(PatrolPresetEntry, proto::SetPatrolPresetsReq::PresetInfo);
+CONVERT(SetPatrolPresetsCondition, proto::SetPatrolPresetsReq);
+CONVERT(SetOSDCondition, proto::SetOSDReq);
+CONVERT(ModifyDevNameCondition, proto::ModifyDevNameReq);
+CONVERT(DevUpgradeCondtition, proto::DevUpgradeReq);
+CONVERT(ModifyDevAccountCondition, proto::ModifyDevAccountReq);
+CONVERT(ModifyFaceCondition, proto::AddFaceReq);
+CONVERT(GetFacesCondition, proto::GetFacesReq);
+CONVERT(DelFaceCondition, proto::DelFaceReq);
+CONVERT(GetFaceDetectRecordsCondition, proto::GetFaceDetectRecordsReq);
+CONVERT(TalkOperCondition, proto::TalkOperReq);
+CONVERT(SpeakOperCondition, proto::TalkOperReq);
+CONVERT(UploadFileCondition, proto::UploadFileReq);
+CONVERT(DownloadFileCondition, proto::DownloadFileReq);
+CONVERT(LiveVideoConnCondition, proto::LiveVideoConnReq);
+CONVERT(PlaybackByFileCondition, proto::PlaybackByFileReq);
+CONVERT(PlaybackByTimeCondition, proto::PlaybackByTimeReq);
+CONVERT(DevInfo, proto::DevInfo);
+CONVERT(AiAbilityInfo, proto::AiAbilityInfo);
+CONVERT(DevInfoFromDgw, proto::DevInfoFromDgw);
+CONVERT(DevChannelInfo, proto::DevChannInfo);
+CONVERT(DevNetInfo, proto::DevNetInfo);
+CONVERT(DevPlatformInfo, proto::DevPlatformInfo);
+CONVERT(DevPlatform_tavInfo, proto::DevPlatformInfo_tav);
+CONVERT(DevTempUserCode, proto::DevTempUserCode);
+CONVERT(VideoRecInfo, proto::VideoRecInfo);
+CONVERT(PresetInfo, proto::PresetInfo);
+CONVERT(PatrolPresetInfo, proto::PatrolPresetInfo);
+CONVERT(PatrolInfo, proto::PatrolInfo);
+CONVERT(FaceInfo, proto::FaceInfo);
+CONVERT(FaceDetectRecordInfo, proto::FaceDetectRecordInfo);
+CONVERT(FaceCountInfo, proto::FaceCountInfo);
+CONVERT(AlarmInfo, proto::AlarmInfo);
+CONVERT(DevUpgradeInfo, proto::DevUpgradeRes);
+CONVERT(FileTransferProgress, proto::FileTransferProgress);
+
+#undef CONVERT
+
+void fromWire(const AbilityMap &m, QMap<int, AiAbilityInfo> *r) { read(m, r); }
+void toWire(const QMap<int, AiAbilityInfo> &r, AbilityMap *m) { write(r, m); }
+
+// ---- Repeated texts and bytes, for callers that build messages by hand ----
+
 QStringList texts(const Repeated<std::string> &in)
 {
     QStringList out;
-    out.reserve(in.size());
-    for (const std::string &s : in)
-        out.append(text(s));
+    read(in, &out);
     return out;
 }
 
-void setTexts(const QStringList &in, Repeated<std::string> *out)
-{
-    out->Clear();
-    for (const QString &s : in)
-        out->Add(utf8(s));
-}
+void setTexts(const QStringList &in, Repeated<std::string> *out) { write(in, out); }
 
 QList<QByteArray> byteList(const Repeated<std::string> &in)
 {
     QList<QByteArray> out;
-    out.reserve(in.size());
-    for (const std::string &s : in)
-        out.append(bytes(s));
+    read(in, &out);
     return out;
 }
 
-void setByteList(const QList<QByteArray> &in, Repeated<std::string> *out)
-{
-    out->Clear();
-    for (const QByteArray &b : in)
-        out->Add(rawBytes(b));
-}
+void setByteList(const QList<QByteArray> &in, Repeated<std::string> *out) { write(in, out); }
 
-// ---- Channels ----
-
-void fromWire(const proto::ChannelId &m, ChannelId *r)
-{
-    r->first = text(m.dev_id());
-    r->second = static_cast<int>(m.channel());
-}
-
-void toWire(const ChannelId &r, proto::ChannelId *m)
-{
-    m->set_dev_id(utf8(r.first));
-    m->set_channel(static_cast<uint32_t>(r.second));
-}
-
-// ---- Request conditions ----
-
-void fromWire(const proto::InitDgwReq &m, InitDgwCondition *r)
-{
-    r->requestId = text(m.request_id());
-    r->ak = text(m.ak());
-    r->sk = text(m.sk());
-    r->ck = text(m.ck());
-    r->csk = text(m.csk());
-    r->param6 = m.param_6();
-    r->url = text(m.url());
-    r->param8 = m.param_8();
-    r->saasServer = text(m.saas_server());
-    r->saasCer = text(m.saas_cer());
-}
-
-void toWire(const InitDgwCondition &r, proto::InitDgwReq *m)
-{
-    m->set_request_id(utf8(r.requestId));
-    m->set_ak(utf8(r.ak));
-    m->set_sk(utf8(r.sk));
-    m->set_ck(utf8(r.ck));
-    m->set_csk(utf8(r.csk));
-    m->set_param_6(r.param6 != 0);
-    m->set_url(utf8(r.url));
-    m->set_param_8(r.param8);
-    m->set_saas_server(utf8(r.saasServer));
-    m->set_saas_cer(utf8(r.saasCer));
-}
-
-void fromWire(const proto::SetSearchDevsConfigCmd &m, SearchDevsConfig *r)
-{
-    r->param1 = m.param_1();
-    r->beginIp = text(m.begin_ip());
-    r->endIp = text(m.end_ip());
-    r->param4 = m.param_4();
-}
-
-void toWire(const SearchDevsConfig &r, proto::SetSearchDevsConfigCmd *m)
-{
-    m->set_param_1(r.param1 != 0);
-    m->set_begin_ip(utf8(r.beginIp));
-    m->set_end_ip(utf8(r.endIp));
-    m->set_param_4(r.param4);
-}
-
-void fromWire(const proto::SecretInfo &m, QPair<QString, QString> *r)
-{
-    r->first = text(m.question());
-    r->second = text(m.answer());
-}
-
-void toWire(const QPair<QString, QString> &r, proto::SecretInfo *m)
-{
-    m->set_question(utf8(r.first));
-    m->set_answer(utf8(r.second));
-}
-
-void fromWire(const proto::DevActivateCmd &m, ActivateCondition *r)
-{
-    r->account = text(m.account());
-    r->password = text(m.password());
-    r->secretInfos = listFromWire<QPair<QString, QString>>(m.secret_infos());
-    r->param5 = m.param_5();
-}
-
-void toWire(const ActivateCondition &r, proto::DevActivateCmd *m)
-{
-    m->set_account(utf8(r.account));
-    m->set_password(utf8(r.password));
-    listToWire(r.secretInfos, m->mutable_secret_infos());
-    m->set_param_5(r.param5);
-}
-
-void fromWire(const proto::DevSecretQuestionsGetReq &m, GetDevSecretQuestionsCondition *r)
-{
-    r->devSn = text(m.dev_sn());
-    r->account = text(m.account());
-}
-
-void toWire(const GetDevSecretQuestionsCondition &r, proto::DevSecretQuestionsGetReq *m)
-{
-    m->set_dev_sn(utf8(r.devSn));
-    m->set_account(utf8(r.account));
-}
-
-void fromWire(const proto::DevPwdResetReq &m, ResetDevPwdCondition *r)
-{
-    r->devSn = text(m.dev_sn());
-    r->account = text(m.account());
-    r->password = text(m.password());
-    r->secretInfos = listFromWire<QPair<QString, QString>>(m.secret_infos());
-}
-
-void toWire(const ResetDevPwdCondition &r, proto::DevPwdResetReq *m)
-{
-    m->set_dev_sn(utf8(r.devSn));
-    m->set_account(utf8(r.account));
-    m->set_password(utf8(r.password));
-    listToWire(r.secretInfos, m->mutable_secret_infos());
-}
-
-void fromWire(const proto::DevPlatformGetReq &m, GetDevPlatformCondition *r)
-{
-    readDeviceHead(m, r);
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-}
-
-void toWire(const GetDevPlatformCondition &r, proto::DevPlatformGetReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4 != 0);
-}
-
-void fromWire(const proto::DevPlatformSetReq &m, SetDevPlatformCondition *r)
-{
-    readDeviceHead(m, r);
-    const proto::DevPlatformInfo &info = m.dev_platform_info();
-    r->param1 = info.param_1();
-    r->platformAddr = text(info.platform_addr());
-    r->param3 = info.param_3();
-    r->param4 = info.param_4();
-    r->param5 = info.param_5();
-}
-
-void toWire(const SetDevPlatformCondition &r, proto::DevPlatformSetReq *m)
-{
-    writeDeviceHead(r, m);
-    proto::DevPlatformInfo *info = m->mutable_dev_platform_info();
-    info->set_param_1(r.param1);
-    info->set_platform_addr(utf8(r.platformAddr));
-    info->set_param_3(r.param3);
-    info->set_param_4(r.param4);
-    info->set_param_5(r.param5);
-}
-
-void fromWire(const proto::DevPlatform_tavSetReq &m, SetDevPlatform_tavCondition *r)
-{
-    readDeviceHead(m, r);
-    const proto::DevPlatformInfo_tav &info = m.dev_platform_info();
-    r->onlineServer = text(info.online_server());
-    r->param4 = info.param_4();
-    r->businessServer = text(info.bussiness_server());
-}
-
-void toWire(const SetDevPlatform_tavCondition &r, proto::DevPlatform_tavSetReq *m)
-{
-    writeDeviceHead(r, m);
-    proto::DevPlatformInfo_tav *info = m->mutable_dev_platform_info();
-    info->set_online_server(utf8(r.onlineServer));
-    info->set_param_4(r.param4);
-    info->set_bussiness_server(utf8(r.businessServer));
-}
-
-void fromWire(const proto::DevCertImportReq &m, ImportDevCertCondition *r)
-{
-    readDeviceHead(m, r);
-    r->param3 = m.param_3();
-    r->ca = text(m.ca());
-    r->certContents = text(m.cert_contents());
-    r->key = text(m.key());
-    r->secretKey = text(m.secret_key());
-}
-
-void toWire(const ImportDevCertCondition &r, proto::DevCertImportReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_ca(utf8(r.ca));
-    m->set_cert_contents(utf8(r.certContents));
-    m->set_key(utf8(r.key));
-    m->set_secret_key(utf8(r.secretKey));
-}
-
-void fromWire(const proto::DevNetSetReq &m, SetDevNetCondition *r)
-{
-    readDeviceHead(m, r);
-    const proto::DevNetInfo &info = m.dev_net_info();
-    r->ip = text(info.ip());
-    r->subNetMask = text(info.sub_net_mask());
-    r->defaultGateway = text(info.default_gateway());
-    r->dns = text(info.dns());
-    r->param5 = info.param_5();
-    r->param6 = info.param_6();
-    r->param7 = info.param_7();
-    r->param8 = info.param_8();
-}
-
-void toWire(const SetDevNetCondition &r, proto::DevNetSetReq *m)
-{
-    writeDeviceHead(r, m);
-    proto::DevNetInfo *info = m->mutable_dev_net_info();
-    info->set_ip(utf8(r.ip));
-    info->set_sub_net_mask(utf8(r.subNetMask));
-    info->set_default_gateway(utf8(r.defaultGateway));
-    info->set_dns(utf8(r.dns));
-    info->set_param_5(r.param5);
-    info->set_param_6(r.param6);
-    info->set_param_7(r.param7);
-    info->set_param_8(r.param8);
-}
-
-void fromWire(const proto::SearchVideoRecordingsReq &m, RecsSearchCondition *r)
-{
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-    r->beginTime = dateTime(m.begin_time());
-    r->endTime = dateTime(m.end_time());
-}
-
-void toWire(const RecsSearchCondition &r, proto::SearchVideoRecordingsReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-    m->set_begin_time(dateTimeText(r.beginTime));
-    m->set_end_time(dateTimeText(r.endTime));
-}
-
-void fromWire(const proto::GetRtspUrlReq &m, GetRtspUrlCondition *r)
-{
-    readChannelHead(m, r);
-    r->streamType = m.param_3();
-}
-
-void toWire(const GetRtspUrlCondition &r, proto::GetRtspUrlReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.streamType);
-}
-
-void fromWire(const proto::PTZCtrlReq &m, PTZCtrlCondition *r)
-{
-    readChannelHead(m, r);
-    r->operation = m.param_3();
-    r->action = m.param_4();
-    r->param5 = m.param_5();
-    r->param6 = static_cast<int>(m.param_6());
-}
-
-void toWire(const PTZCtrlCondition &r, proto::PTZCtrlReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.operation);
-    m->set_param_4(r.action);
-    m->set_param_5(r.param5);
-    m->set_param_6(static_cast<uint32_t>(r.param6));
-}
-
-void fromWire(const proto::ChannelReq &m, ChannelCondition *r) { readChannelHead(m, r); }
-void toWire(const ChannelCondition &r, proto::ChannelReq *m) { writeChannelHead(r, m); }
-
-void fromWire(const proto::PresetOperReq &m, PresetOperCondition *r)
-{
-    readChannelHead(m, r);
-    r->presetNumber = static_cast<int>(m.param_3());
-    r->presetName = text(m.preset_name());
-    r->oper = m.param_5();
-}
-
-void toWire(const PresetOperCondition &r, proto::PresetOperReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(static_cast<uint32_t>(r.presetNumber));
-    m->set_preset_name(utf8(r.presetName));
-    m->set_param_5(r.oper);
-}
-
-// The record has two ints; param_5 of the wire has no counterpart.
-void fromWire(const proto::PatrolOperReq &m, PatrolOperCondition *r)
-{
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-}
-
-void toWire(const PatrolOperCondition &r, proto::PatrolOperReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-}
-
-void fromWire(const proto::PatrolPresetOperReq &m, PatrolPresetOperCondition *r)
-{
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-    r->param5 = static_cast<int>(m.param_5());
-    r->param6 = m.param_6();
-}
-
-void toWire(const PatrolPresetOperCondition &r, proto::PatrolPresetOperReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-    m->set_param_5(static_cast<uint32_t>(r.param5));
-    m->set_param_6(r.param6);
-}
-
-void fromWire(const proto::SetPatrolPresetsReq::PresetInfo &m, PatrolPresetEntry *r)
-{
-    r->presetNumber = static_cast<int>(m.param_1());
-    r->stayTime = static_cast<int>(m.param_2());
-}
-
-void toWire(const PatrolPresetEntry &r, proto::SetPatrolPresetsReq::PresetInfo *m)
-{
-    m->set_param_1(static_cast<uint32_t>(r.presetNumber));
-    m->set_param_2(static_cast<uint32_t>(r.stayTime));
-}
-
-void fromWire(const proto::SetPatrolPresetsReq &m, SetPatrolPresetsCondition *r)
-{
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-    r->presets = listFromWire<PatrolPresetEntry>(m.presets());
-}
-
-void toWire(const SetPatrolPresetsCondition &r, proto::SetPatrolPresetsReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-    listToWire(r.presets, m->mutable_presets());
-}
-
-void fromWire(const proto::SetOSDReq &m, SetOSDCondition *r)
-{
-    readChannelHead(m, r);
-    r->osd = text(m.osd());
-}
-
-void toWire(const SetOSDCondition &r, proto::SetOSDReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_osd(utf8(r.osd));
-}
-
-void fromWire(const proto::ModifyDevNameReq &m, ModifyDevNameCondition *r)
-{
-    readDeviceHead(m, r);
-    r->devName = text(m.dev_name());
-}
-
-void toWire(const ModifyDevNameCondition &r, proto::ModifyDevNameReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_dev_name(utf8(r.devName));
-}
-
-void fromWire(const proto::DevUpgradeReq &m, DevUpgradeCondtition *r)
-{
-    readDeviceHead(m, r);
-    r->mode = text(m.mode());
-    r->url = text(m.url());
-    r->param5 = m.param_5();
-    r->mainFile = text(m.main_file());
-    r->verFile = text(m.ver_file());
-}
-
-void toWire(const DevUpgradeCondtition &r, proto::DevUpgradeReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_mode(utf8(r.mode));
-    m->set_url(utf8(r.url));
-    m->set_param_5(r.param5);
-    m->set_main_file(utf8(r.mainFile));
-    m->set_ver_file(utf8(r.verFile));
-}
-
-void fromWire(const proto::ModifyDevAccountReq &m, ModifyDevAccountCondition *r)
-{
-    readDeviceHead(m, r);
-    r->account = text(m.account());
-    r->oldPassword = text(m.old_password());
-    r->newPassword = text(m.new_password());
-    r->level = text(m.level());
-}
-
-void toWire(const ModifyDevAccountCondition &r, proto::ModifyDevAccountReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_account(utf8(r.account));
-    m->set_old_password(utf8(r.oldPassword));
-    m->set_new_password(utf8(r.newPassword));
-    m->set_level(utf8(r.level));
-}
-
-void fromWire(const proto::AddFaceReq &m, ModifyFaceCondition *r)
-{
-    readChannelHead(m, r);
-    r->serialNum = text(m.serial_num());
-    r->name = text(m.name());
-    r->param6 = m.param_6();
-    r->param7 = m.param_7();
-    r->param8 = m.param_8();
-    r->faceType = text(m.face_type());
-    r->validTime = dateTime(m.valid_time());
-    r->invalidTime = dateTime(m.invalid_time());
-    r->faceImage = bytes(m.data_12());
-    r->organizations = texts(m.organizations());
-}
-
-void toWire(const ModifyFaceCondition &r, proto::AddFaceReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_serial_num(utf8(r.serialNum));
-    m->set_name(utf8(r.name));
-    setTexts(r.organizations, m->mutable_organizations());
-    m->set_param_6(r.param6);
-    m->set_param_7(r.param7);
-    m->set_param_8(r.param8);
-    m->set_face_type(utf8(r.faceType));
-    m->set_valid_time(dateTimeText(r.validTime));
-    m->set_invalid_time(dateTimeText(r.invalidTime));
-    m->set_data_12(rawBytes(r.faceImage));
-}
-
-void fromWire(const proto::GetFacesReq &m, GetFacesCondition *r)
-{
-    readChannelHead(m, r);
-    r->param3 = static_cast<int>(m.param_3());
-    r->param4 = static_cast<int>(m.param_4());
-    r->param5 = static_cast<int>(m.param_5());
-    r->param6 = m.param_6();
-}
-
-void toWire(const GetFacesCondition &r, proto::GetFacesReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(static_cast<uint32_t>(r.param3));
-    m->set_param_4(static_cast<uint32_t>(r.param4));
-    m->set_param_5(static_cast<uint32_t>(r.param5));
-    m->set_param_6(r.param6 != 0);
-}
-
-void fromWire(const proto::DelFaceReq &m, DelFaceCondition *r)
-{
-    readChannelHead(m, r);
-    r->param3 = m.param_3();
-}
-
-void toWire(const DelFaceCondition &r, proto::DelFaceReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_param_3(r.param3);
-}
-
-// The record has no counterpart for param_3 and param_4 of the wire.
-void fromWire(const proto::GetFaceDetectRecordsReq &m, GetFaceDetectRecordsCondition *r)
-{
-    readChannelHead(m, r);
-    r->beginTime = dateTime(m.begin_time());
-    r->endTime = dateTime(m.end_time());
-}
-
-void toWire(const GetFaceDetectRecordsCondition &r, proto::GetFaceDetectRecordsReq *m)
-{
-    writeChannelHead(r, m);
-    m->set_begin_time(dateTimeText(r.beginTime));
-    m->set_end_time(dateTimeText(r.endTime));
-}
-
-void fromWire(const proto::TalkOperReq &m, TalkOperCondition *r) { readTalk(m, r); }
-void toWire(const TalkOperCondition &r, proto::TalkOperReq *m) { writeTalk(r, m); }
-void fromWire(const proto::TalkOperReq &m, SpeakOperCondition *r) { readTalk(m, r); }
-void toWire(const SpeakOperCondition &r, proto::TalkOperReq *m) { writeTalk(r, m); }
-
-void fromWire(const proto::UploadFileReq &m, UploadFileCondition *r)
-{
-    readDeviceHead(m, r);
-    r->fileName = text(m.file_name());
-    r->purpose = text(m.purpose());
-}
-
-void toWire(const UploadFileCondition &r, proto::UploadFileReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_file_name(utf8(r.fileName));
-    m->set_purpose(utf8(r.purpose));
-}
-
-void fromWire(const proto::DownloadFileReq &m, DownloadFileCondition *r)
-{
-    readDeviceHead(m, r);
-    r->srcFileName = text(m.src_file_name());
-    r->desFileName = text(m.des_file_name());
-}
-
-void toWire(const DownloadFileCondition &r, proto::DownloadFileReq *m)
-{
-    writeDeviceHead(r, m);
-    m->set_src_file_name(utf8(r.srcFileName));
-    m->set_des_file_name(utf8(r.desFileName));
-}
-
-// ---- Stream conditions ----
-
-void fromWire(const proto::LiveVideoConnReq &m, LiveVideoConnCondition *r)
-{
-    readChannel(m, &r->devId, &r->channel);
-    r->streamType = m.param_2();
-}
-
-void toWire(const LiveVideoConnCondition &r, proto::LiveVideoConnReq *m)
-{
-    writeChannel(r.devId, r.channel, m);
-    m->set_param_2(r.streamType);
-}
-
-void fromWire(const proto::PlaybackByFileReq &m, PlaybackByFileCondition *r)
-{
-    readChannel(m, &r->devId, &r->channel);
-    r->fileName = text(m.file_name());
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-}
-
-void toWire(const PlaybackByFileCondition &r, proto::PlaybackByFileReq *m)
-{
-    writeChannel(r.devId, r.channel, m);
-    m->set_file_name(utf8(r.fileName));
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-}
-
-void fromWire(const proto::PlaybackByTimeReq &m, PlaybackByTimeCondition *r)
-{
-    readChannel(m, &r->devId, &r->channel);
-    r->startTime = dateTime(m.start_time());
-    r->param3 = m.param_3();
-}
-
-void toWire(const PlaybackByTimeCondition &r, proto::PlaybackByTimeReq *m)
-{
-    writeChannel(r.devId, r.channel, m);
-    m->set_start_time(dateTimeText(r.startTime));
-    m->set_param_3(r.param3);
-}
-
-// ---- Results and events ----
-
-void fromWire(const proto::DevInfo &m, DevInfo *r)
-{
-    r->id = text(m.id());
-    r->name = text(m.name());
-    r->sn = text(m.sn());
-    r->param4 = m.param_4();
-    r->ip = text(m.ip());
-    r->port = m.param_6();
-    r->user = text(m.user());
-    r->password = text(m.password());
-    r->version = text(m.version());
-    r->seriesName = text(m.series_name());
-    r->param11 = m.param_11();
-    r->param12 = m.param_12();
-    r->param13 = m.param_13();
-    r->param14 = m.param_14();
-    r->param15 = m.param_15();
-    r->param16 = m.param_16();
-    r->param17 = m.param_17();
-    r->param18 = m.param_18();
-}
-
-void toWire(const DevInfo &r, proto::DevInfo *m)
-{
-    m->set_id(utf8(r.id));
-    m->set_name(utf8(r.name));
-    m->set_sn(utf8(r.sn));
-    m->set_param_4(r.param4);
-    m->set_ip(utf8(r.ip));
-    m->set_param_6(r.port);
-    m->set_user(utf8(r.user));
-    m->set_password(utf8(r.password));
-    m->set_version(utf8(r.version));
-    m->set_series_name(utf8(r.seriesName));
-    m->set_param_11(r.param11);
-    m->set_param_12(r.param12);
-    m->set_param_13(r.param13);
-    m->set_param_14(r.param14);
-    m->set_param_15(r.param15);
-    m->set_param_16(r.param16);
-    m->set_param_17(r.param17);
-    m->set_param_18(r.param18);
-}
-
-void fromWire(const proto::AiAbilityInfo &m, AiAbilityInfo *r)
-{
-    r->package = text(m.package());
-    r->param2 = m.param_2();
-    r->name = text(m.name());
-    r->param4 = m.param_4();
-    r->param5 = m.param_5();
-}
-
-void toWire(const AiAbilityInfo &r, proto::AiAbilityInfo *m)
-{
-    m->set_package(utf8(r.package));
-    m->set_param_2(r.param2);
-    m->set_name(utf8(r.name));
-    m->set_param_4(r.param4);
-    m->set_param_5(r.param5);
-}
-
-void fromWire(const AbilityMap &m, QMap<int, AiAbilityInfo> *r)
-{
-    r->clear();
-    for (const auto &entry : m)
-        fromWire(entry.second, &(*r)[entry.first]);
-}
-
-void toWire(const QMap<int, AiAbilityInfo> &r, AbilityMap *m)
-{
-    m->clear();
-    for (auto it = r.cbegin(); it != r.cend(); ++it)
-        toWire(it.value(), &(*m)[it.key()]);
-}
-
-void fromWire(const proto::DevInfoFromDgw &m, DevInfoFromDgw *r)
-{
-    r->id = text(m.id());
-    r->sn = text(m.sn());
-    r->ip = text(m.ip());
-    r->param4 = m.param_4();
-    r->param5 = m.param_5();
-    r->param6 = m.param_6();
-    r->version = text(m.version());
-    r->seriesName = text(m.series_name());
-    r->param9 = m.param_9();
-    r->param10 = m.param_10();
-    r->devCode = text(m.dev_code());
-    r->param12 = m.param_12();
-    fromWire(m.ability_details(), &r->abilityDetails);
-}
-
-void toWire(const DevInfoFromDgw &r, proto::DevInfoFromDgw *m)
-{
-    m->set_id(utf8(r.id));
-    m->set_sn(utf8(r.sn));
-    m->set_ip(utf8(r.ip));
-    m->set_param_4(r.param4);
-    m->set_param_5(r.param5);
-    m->set_param_6(r.param6);
-    m->set_version(utf8(r.version));
-    m->set_series_name(utf8(r.seriesName));
-    m->set_param_9(r.param9);
-    m->set_param_10(r.param10);
-    m->set_dev_code(utf8(r.devCode));
-    m->set_param_12(r.param12);
-    toWire(r.abilityDetails, m->mutable_ability_details());
-}
-
-void fromWire(const proto::DevChannInfo &m, DevChannelInfo *r)
-{
-    readChannel(m, &r->devId, &r->channel);
-    r->osd = text(m.osd());
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-    r->sn = text(m.sn());
-    r->ip = text(m.ip());
-    r->port = m.param_7();
-    r->user = text(m.user());
-    r->password = text(m.password());
-    r->param10 = m.param_10();
-    r->param11 = m.param_11();
-    fromWire(m.ability_details(), &r->abilityDetails);
-}
-
-void toWire(const DevChannelInfo &r, proto::DevChannInfo *m)
-{
-    writeChannel(r.devId, r.channel, m);
-    m->set_osd(utf8(r.osd));
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-    m->set_sn(utf8(r.sn));
-    m->set_ip(utf8(r.ip));
-    m->set_param_7(r.port);
-    m->set_user(utf8(r.user));
-    m->set_password(utf8(r.password));
-    m->set_param_10(r.param10);
-    m->set_param_11(r.param11);
-    toWire(r.abilityDetails, m->mutable_ability_details());
-}
-
-void fromWire(const proto::DevNetInfo &m, DevNetInfo *r)
-{
-    r->ip = text(m.ip());
-    r->subNetMask = text(m.sub_net_mask());
-    r->defaultGateway = text(m.default_gateway());
-    r->dns = text(m.dns());
-    r->param5 = m.param_5();
-    r->param6 = m.param_6();
-    r->param7 = m.param_7();
-    r->param8 = m.param_8();
-}
-
-void toWire(const DevNetInfo &r, proto::DevNetInfo *m)
-{
-    m->set_ip(utf8(r.ip));
-    m->set_sub_net_mask(utf8(r.subNetMask));
-    m->set_default_gateway(utf8(r.defaultGateway));
-    m->set_dns(utf8(r.dns));
-    m->set_param_5(r.param5);
-    m->set_param_6(r.param6);
-    m->set_param_7(r.param7);
-    m->set_param_8(r.param8);
-}
-
-void fromWire(const proto::DevPlatformInfo &m, DevPlatformInfo *r)
-{
-    r->param1 = m.param_1();
-    r->platformAddr = text(m.platform_addr());
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-    r->param5 = m.param_5();
-}
-
-void toWire(const DevPlatformInfo &r, proto::DevPlatformInfo *m)
-{
-    m->set_param_1(r.param1);
-    m->set_platform_addr(utf8(r.platformAddr));
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-    m->set_param_5(r.param5);
-}
-
-void fromWire(const proto::DevPlatformInfo_tav &m, DevPlatform_tavInfo *r)
-{
-    r->param1 = m.param_1();
-    r->param2 = m.param_2();
-    r->onlineServer = text(m.online_server());
-    r->param4 = m.param_4();
-    r->businessServer = text(m.bussiness_server());
-}
-
-void toWire(const DevPlatform_tavInfo &r, proto::DevPlatformInfo_tav *m)
-{
-    m->set_param_1(r.param1);
-    m->set_param_2(r.param2);
-    m->set_online_server(utf8(r.onlineServer));
-    m->set_param_4(r.param4);
-    m->set_bussiness_server(utf8(r.businessServer));
-}
-
-void fromWire(const proto::DevTempUserCode &m, DevTempUserCode *r)
-{
-    r->sn = text(m.sn());
-    r->code = text(m.code());
-}
-
-void toWire(const DevTempUserCode &r, proto::DevTempUserCode *m)
-{
-    m->set_sn(utf8(r.sn));
-    m->set_code(utf8(r.code));
-}
-
-void fromWire(const proto::VideoRecInfo &m, VideoRecInfo *r)
-{
-    r->begin = dateTime(m.begin_time());
-    r->end = dateTime(m.end_time());
-    r->fileName = text(m.file_name());
-    r->param4 = m.param_4();
-    r->param5 = m.param_5();
-}
-
-void toWire(const VideoRecInfo &r, proto::VideoRecInfo *m)
-{
-    m->set_begin_time(dateTimeText(r.begin));
-    m->set_end_time(dateTimeText(r.end));
-    m->set_file_name(utf8(r.fileName));
-    m->set_param_4(r.param4);
-    m->set_param_5(r.param5);
-}
-
-void fromWire(const proto::PresetInfo &m, PresetInfo *r)
-{
-    r->number = static_cast<int>(m.param_1());
-    r->name = text(m.preset_name());
-}
-
-void toWire(const PresetInfo &r, proto::PresetInfo *m)
-{
-    m->set_param_1(static_cast<uint32_t>(r.number));
-    m->set_preset_name(utf8(r.name));
-}
-
-void fromWire(const proto::PatrolPresetInfo &m, PatrolPresetInfo *r)
-{
-    fromWire(m.preset(), &r->preset);
-    r->param2 = m.param_2();
-    r->param3 = m.param_3();
-}
-
-void toWire(const PatrolPresetInfo &r, proto::PatrolPresetInfo *m)
-{
-    toWire(r.preset, m->mutable_preset());
-    m->set_param_2(r.param2);
-    m->set_param_3(r.param3);
-}
-
-void fromWire(const proto::PatrolInfo &m, PatrolInfo *r)
-{
-    r->number = m.param_1();
-    r->presets = listFromWire<PatrolPresetInfo>(m.presets());
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-}
-
-void toWire(const PatrolInfo &r, proto::PatrolInfo *m)
-{
-    m->set_param_1(r.number);
-    listToWire(r.presets, m->mutable_presets());
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-}
-
-void fromWire(const proto::FaceInfo &m, FaceInfo *r)
-{
-    r->param1 = m.param_1();
-    r->serialNum = text(m.serial_num());
-    r->name = text(m.name());
-    r->faceType = text(m.face_type());
-    r->faceUrl = text(m.face_url());
-    r->param6 = m.param_6();
-    r->param7 = m.param_7();
-    r->faceImage = bytes(m.data_8());
-    r->validTime = dateTime(m.valid_time());
-    r->invalidTime = dateTime(m.invalid_time());
-    r->organizations = texts(m.organizations());
-}
-
-void toWire(const FaceInfo &r, proto::FaceInfo *m)
-{
-    m->set_param_1(r.param1);
-    m->set_serial_num(utf8(r.serialNum));
-    m->set_name(utf8(r.name));
-    m->set_face_type(utf8(r.faceType));
-    m->set_face_url(utf8(r.faceUrl));
-    m->set_param_6(r.param6);
-    m->set_param_7(r.param7);
-    m->set_data_8(rawBytes(r.faceImage));
-    m->set_valid_time(dateTimeText(r.validTime));
-    m->set_invalid_time(dateTimeText(r.invalidTime));
-    setTexts(r.organizations, m->mutable_organizations());
-}
-
-void fromWire(const proto::FaceDetectRecordInfo &m, FaceDetectRecordInfo *r)
-{
-    r->serialNum = text(m.serial_num());
-    r->name = text(m.name());
-    r->company = text(m.company());
-    r->department = text(m.department());
-    r->position = text(m.position());
-    r->detectTime = dateTime(m.detect_time());
-    r->param7 = m.param_7();
-    r->param8 = m.param_8();
-    r->param9 = m.param_9();
-    r->param10 = m.param_10();
-    r->param11 = m.param_11();
-    r->data12 = bytes(m.data_12());
-    r->data13 = bytes(m.data_13());
-}
-
-void toWire(const FaceDetectRecordInfo &r, proto::FaceDetectRecordInfo *m)
-{
-    m->set_serial_num(utf8(r.serialNum));
-    m->set_name(utf8(r.name));
-    m->set_company(utf8(r.company));
-    m->set_department(utf8(r.department));
-    m->set_position(utf8(r.position));
-    m->set_detect_time(dateTimeText(r.detectTime));
-    m->set_param_7(r.param7);
-    m->set_param_8(r.param8);
-    m->set_param_9(wireDouble(r.param9));
-    m->set_param_10(r.param10);
-    m->set_param_11(r.param11);
-    m->set_data_12(rawBytes(r.data12));
-    m->set_data_13(rawBytes(r.data13));
-}
-
-void fromWire(const proto::FaceCountInfo &m, FaceCountInfo *r)
-{
-    r->param2 = m.param_2();
-    r->param3 = m.param_3();
-    r->param4 = m.param_4();
-}
-
-void toWire(const FaceCountInfo &r, proto::FaceCountInfo *m)
-{
-    m->set_param_2(r.param2);
-    m->set_param_3(r.param3);
-    m->set_param_4(r.param4);
-}
-
-void fromWire(const proto::AlarmInfo &m, AlarmInfo *r)
-{
-    r->alarmId = text(m.alarm_id());
-    fromWire(m.channel_id(), &r->channel);
-    fromWire(m.second_channel_id(), &r->secondChannel);
-    r->triggerName = text(m.trigger_name());
-    r->alarmTime = dateTime(m.alarm_time());
-    r->data6 = byteList(m.data_6());
-    r->alarmType = text(m.alarm_type());
-    r->param8 = m.param_8();
-    r->alarmName = text(m.alarm_name());
-    r->data10 = bytes(m.data_10());
-}
-
-void toWire(const AlarmInfo &r, proto::AlarmInfo *m)
-{
-    m->set_alarm_id(utf8(r.alarmId));
-    toWire(r.channel, m->mutable_channel_id());
-    toWire(r.secondChannel, m->mutable_second_channel_id());
-    m->set_trigger_name(utf8(r.triggerName));
-    m->set_alarm_time(dateTimeText(r.alarmTime));
-    setByteList(r.data6, m->mutable_data_6());
-    m->set_alarm_type(utf8(r.alarmType));
-    m->set_param_8(r.param8);
-    m->set_alarm_name(utf8(r.alarmName));
-    m->set_data_10(rawBytes(r.data10));
-}
-
-void fromWire(const proto::DevUpgradeRes &m, DevUpgradeInfo *r)
-{
-    r->param3 = m.param_3();
-    r->newVersionName = text(m.new_version_name());
-    r->param5 = m.param_5();
-    r->phase = text(m.phase());
-    r->param7 = m.param_7();
-}
-
-void toWire(const DevUpgradeInfo &r, proto::DevUpgradeRes *m)
-{
-    m->set_param_3(r.param3);
-    m->set_new_version_name(utf8(r.newVersionName));
-    m->set_param_5(r.param5);
-    m->set_phase(utf8(r.phase));
-    m->set_param_7(r.param7);
-}
-
-void fromWire(const proto::FileTransferProgress &m, FileTransferProgress *r)
-{
-    r->requestId = text(m.request_id());
-    r->param2 = m.param_2();
-    r->param3 = m.param_3();
-}
-
-void toWire(const FileTransferProgress &r, proto::FileTransferProgress *m)
-{
-    m->set_request_id(utf8(r.requestId));
-    m->set_param_2(r.param2);
-    m->set_param_3(r.param3);
-}
+#undef FIELD
 
 } // namespace oru_sdk::wire

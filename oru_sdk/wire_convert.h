@@ -3,6 +3,7 @@
 // Conversions between the public records and the wire messages, both ways.
 // fromWire() fills an already default-constructed record; toWire() fills a
 // message. Strings are cut at the first zero byte on the way in, bytes never.
+// Both directions of a record run its one field list (wire_convert.cpp).
 
 #include <oru_sdk/types.h>
 
@@ -40,21 +41,6 @@ double wireDouble(double d); // -0.0 becomes 0.0
 
 void fromWire(const proto::ChannelId &m, ChannelId *r);
 void toWire(const ChannelId &r, proto::ChannelId *m);
-
-// Nested channel_id of M as (devId, channel); an absent one reads as ("", 0).
-template <class M>
-void readChannel(const M &m, QString *devId, int *channel)
-{
-    *devId = text(m.channel_id().dev_id());
-    *channel = static_cast<int>(m.channel_id().channel());
-}
-
-template <class M>
-void writeChannel(const QString &devId, int channel, M *m)
-{
-    m->mutable_channel_id()->set_dev_id(utf8(devId));
-    m->mutable_channel_id()->set_channel(static_cast<uint32_t>(channel));
-}
 
 // ---- Answer envelope: request_id plus an always present error ----
 

@@ -59,11 +59,11 @@ P03 @@ oru_protocol/frame_codec.cpp @@ if (available - kFrameHeaderSize < payloa
 P04 @@ oru_protocol/frame_codec.cpp @@ static_cast<qint8>(in[8]) @@ static_cast<qint8>(in[7]) @@ client frame splitter: type read from the wrong byte @@
 P05 @@ oru_protocol/frame_codec.h @@ (pendingLength > maxLength || pendingLength < 0) @@ (pendingLength >= maxLength || pendingLength < 0) @@ frame reader: a frame of exactly the limit refused @@
 P06 @@ oru_protocol/frame_codec.h @@         pendingLength = 0;\n @@ @@ frame reader: length of the frame just read not reset @@
-W01 @@ oru_sdk/wire_convert.cpp @@ r->subNetMask = text(info.sub_net_mask()); @@ r->subNetMask = text(info.default_gateway()); @@ conversion: net info mask read from the gateway field @@
-W02 @@ oru_sdk/wire_convert.cpp @@ r->ak = text(m.ak()); @@ r->ak = text(m.sk()); @@ conversion: init request ak read from sk @@
+W01 @@ oru_sdk/wire_convert.cpp @@ ROW(DevNetInfo, subNetMask, sub_net_mask); @@ ROW(DevNetInfo, subNetMask, default_gateway); @@ conversion: net info mask read from (and written to) the gateway field @@
+W02 @@ oru_sdk/wire_convert.cpp @@ ROW(InitDgwCondition, ak, ak); @@ ROW(InitDgwCondition, ak, sk); @@ conversion: init request ak read from (and written to) sk @@
 W03 @@ oru_sdk/wire_convert.cpp @@ double wireDouble(double d) { return d == 0.0 ? 0.0 : d; } @@ double wireDouble(double d) { return d; } @@ conversion: -0.0 no longer normalised @@
 W04 @@ oru_sdk/wire_convert.cpp @@ kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz") @@ kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss") @@ conversion: milliseconds lost from date-times @@
-W05 @@ oru_sdk/wire_convert.cpp @@ r->second = static_cast<int>(m.channel()); @@ r->second = static_cast<int>(m.channel()) + 1; @@ conversion: channel index off by one @@
+W05 @@ oru_sdk/wire_convert.cpp @@ io(channel, FIELD(m, channel)); @@ io(channel, FIELD(m, channel));\n    if constexpr (std::is_same_v<Io, Reader>)\n        channel += 1; @@ conversion: channel index off by one on reading @@
 H01 @@ oru_sdk/message_hamal.cpp @@                     if (!pendingRequests.take(routingId(firstOf(args...)), &target)) @@                     qintptr asker = 0;\n                    if (!pendingRequests.take(routingId(firstOf(args...)), &asker)) @@ routing: answers go to every connection, not the asker @@
 H02 @@ oru_sdk/message_hamal.cpp @@ qintptr target = kAllSockets; @@ qintptr target = 0; @@ routing: pushes go to one descriptor, not broadcast @@
 H04 @@ oru_protocol/plain_text.h @@ { return textUpToZero(payload.constData()); } @@ { return QString::fromUtf8(payload.constData(), payload.size()); } @@ plain-text requests: no cut at the first zero byte @@
