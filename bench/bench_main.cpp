@@ -617,7 +617,7 @@ void quitGateway(Gateway &g)
     close(fd);
 }
 
-int profile(const std::string &tool, const std::string &dir, int requests)
+int profile(const std::string &tool, const std::string &dir, int requests, bool streams)
 {
     if (tool == "callgrind") {
         // Instructions per request = the difference between two runs that
@@ -652,6 +652,8 @@ int profile(const std::string &tool, const std::string &dir, int requests)
         std::fflush(stdout);
         // Per stream frame written on the library's thread to one raw reader.
         for (const long chunk : {4L << 10, 64L << 10}) {
+            if (!streams)
+                break;
             const long frames[2] = {requests / 10, requests / 2};
             const auto perFrame =
                 [&](const std::string &name,
@@ -765,7 +767,8 @@ int main(int argc, char **argv)
 
     int rc = 0;
     if (!profileTool.empty()) {
-        rc = profile(profileTool, profileDir.empty() ? workDir : profileDir, requests);
+        rc = profile(profileTool, profileDir.empty() ? workDir : profileDir, requests,
+                     only.find("stream") != std::string::npos);
         std::system(("rm -rf '" + workDir + "'").c_str());
         return rc;
     }

@@ -9,11 +9,16 @@ namespace oru_sdk {
 namespace {
 void writeHeader(uchar *out, MessageType type, const QByteArray &payload)
 {
-    qToBigEndian<qint64>(qint64(payload.size()) + 1, out);
-    out[8] = static_cast<uchar>(static_cast<qint8>(type));
-    qToBigEndian<quint32>(payload.isNull() ? 0xFFFFFFFFu : quint32(payload.size()), out + 9);
+    writeFrameHeader(out, type, payload.size(), payload.isNull());
 }
 } // namespace
+
+void writeFrameHeader(uchar *out, MessageType type, int size, bool null)
+{
+    qToBigEndian<qint64>(qint64(size) + 1, out);
+    out[8] = static_cast<uchar>(static_cast<qint8>(type));
+    qToBigEndian<quint32>(null ? 0xFFFFFFFFu : quint32(size), out + 9);
+}
 
 QByteArray encodeFrame(MessageType type, const QByteArray &payload)
 {

@@ -17,6 +17,18 @@ QByteArray encodeFrame(MessageType type, const QByteArray &payload);
 // Only the frame's first kFrameHeaderSize bytes, for writers that send the
 // payload from its own array.
 QByteArray encodeFrameHeader(MessageType type, const QByteArray &payload);
+// The header of a frame with `size` payload bytes, or of a null payload.
+void writeFrameHeader(uchar *out, MessageType type, int size, bool null);
+// A frame whose (non-null) payload of `size` bytes `write` puts in place at
+// the pointer it is given: one array, no copy of the payload.
+template <typename Write>
+QByteArray encodeFrameInPlace(MessageType type, int size, Write &&write)
+{
+    QByteArray frame(kFrameHeaderSize + size, Qt::Uninitialized);
+    writeFrameHeader(reinterpret_cast<uchar *>(frame.data()), type, size, false);
+    write(reinterpret_cast<uchar *>(frame.data()) + kFrameHeaderSize);
+    return frame;
+}
 
 // Reads every complete frame available on `device`, one pass per readiness
 // notification. `pendingLength` is the connection's length already read (0 when

@@ -133,8 +133,12 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
 
 void MessageServer::sendMessage(qintptr socketName, MessageType msgType, const QByteArray &message)
 {
+    sendFrame(socketName, encodeFrameHeader(msgType, message), message);
+}
+
+void MessageServer::sendFrame(qintptr socketName, const QByteArray &header, const QByteArray &message)
+{
     // Answers of one event-loop pass leave together (see WriteBatch).
-    const QByteArray header = encodeFrameHeader(msgType, message);
     if (socketName == kAllSockets) {
         for (QLocalSocket *socket : qAsConst(sockets)) {
             if (socket->isValid())

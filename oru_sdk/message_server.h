@@ -31,6 +31,9 @@ public:
     MessageServer(const QString &serverName, QObject *parent);
 
     void sendMessage(qintptr socketName, MessageType msgType, const QByteArray &message);
+    // The same with the frame given as a header and a payload, either of
+    // which may hold the whole frame (the other then empty).
+    void sendFrame(qintptr socketName, const QByteArray &header, const QByteArray &message);
 
     // Told when a socket name stops naming the connection it named: the
     // socket left, or its descriptor now belongs to a newer connection.

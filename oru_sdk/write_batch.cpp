@@ -113,8 +113,9 @@ void WriteBatch::sendNow(QLocalSocket *socket)
 
 void WriteBatch::flush()
 {
-    const QVector<QLocalSocket *> sockets = std::exchange(due, {});
-    for (QLocalSocket *socket : sockets) {
+    // The list is swapped with a spare one that keeps its capacity.
+    QVector<QLocalSocket *> sockets = std::exchange(due, std::move(spare));
+    for (QLocalSocket *socket : qAsConst(sockets)) {
         const auto queue = queues.find(socket);
         if (queue == queues.end())
             continue; // destroyed meanwhile
@@ -126,6 +127,8 @@ void WriteBatch::flush()
             drain(socket, *queue); // waits for bytesWritten if Qt still holds bytes
         }
     }
+    sockets.clear();
+    spare = std::move(sockets);
 }
 
 void WriteBatch::drain(QLocalSocket *socket, Queue &queue)

@@ -80,6 +80,7 @@ private:
     const Limits::Policy policy;
     QHash<QLocalSocket *, Queue> queues;
     QVector<QLocalSocket *> due;
+    QVector<QLocalSocket *> spare;
 };
 
 } // namespace oru_sdk
