@@ -4,6 +4,7 @@
 #include "listen_guard.h"
 #include "resource_limits.h"
 #include "sdk_log.h"
+#include "socket_reader.h"
 #include "stream_worker.h"
 #include "write_batch.h"
 
@@ -37,7 +38,9 @@ void MessageServer::slotNewConnection()
         pendingLengths[name] = 0;
         names.insert(socket, name);
         Limits::current().applyTo(socket);
-        connect(socket, &QLocalSocket::readyRead, this, &MessageServer::slotSocketReadyRead);
+        // Read from the descriptor where we can, else through Qt's readyRead.
+        if (!SocketReader::attach(socket, [this, socket](FrameBuffer *buffer) { readFrom(socket, buffer); }))
+            connect(socket, &QLocalSocket::readyRead, this, &MessageServer::slotSocketReadyRead);
         connect(socket, &QLocalSocket::disconnected, this, &MessageServer::slotSocketDisConnected);
         logInfo(QStringLiteral("new connection to message server: %1").arg(name));
     }
@@ -45,9 +48,12 @@ void MessageServer::slotNewConnection()
 
 void MessageServer::slotSocketReadyRead()
 {
-    auto *socket = qobject_cast<QLocalSocket *>(sender());
-    if (!socket)
-        return;
+    if (auto *socket = qobject_cast<QLocalSocket *>(sender()))
+        readFrom(socket, nullptr);
+}
+
+void MessageServer::readFrom(QLocalSocket *socket, FrameBuffer *buffer)
+{
     const auto name = names.constFind(socket);
     if (name == names.cend() || !pendingLengths.contains(*name))
         return;
@@ -57,29 +63,28 @@ void MessageServer::slotSocketReadyRead()
     const SocketRelease::Reading reading(&release, socket);
     const QPointer<QLocalSocket> alive(socket);
     const auto known = [&] { return alive && sockets.value(socketName) == socket; };
+    const auto deliver = [&](MessageType type, const QByteArray &payload) {
+        switch (type) {
+        case MessageType::MainClientHello:
+            msgSocket = socket;
+            break;
+        case MessageType::MainClientExit:
+            if (!msgSocket)
+                return false;
+            logInfo(QStringLiteral("main client exit message"));
+            msgSocketDisconnected(socket);
+            break;
+        default:
+            emit signalMessageComing(socketName, type, payload);
+            break;
+        }
+        // A forgotten socket is not read any further.
+        return known();
+    };
     qint64 pending = pendingLengths.value(socketName);
     const Limits &limits = Limits::current();
-    const bool fits = readFrames(
-        socket, pending,
-        [&](MessageType type, const QByteArray &payload) {
-            switch (type) {
-            case MessageType::MainClientHello:
-                msgSocket = socket;
-                break;
-            case MessageType::MainClientExit:
-                if (!msgSocket)
-                    return false;
-                logInfo(QStringLiteral("main client exit message"));
-                msgSocketDisconnected(socket);
-                break;
-            default:
-                emit signalMessageComing(socketName, type, payload);
-                break;
-            }
-            // A forgotten socket is not read any further.
-            return known();
-        },
-        limits.largestFrame());
+    const bool fits = buffer ? readFrames(buffer, pending, deliver, limits.largestFrame())
+                             : readFrames(socket, pending, deliver, limits.largestFrame());
     if (!known())
         return;
     pendingLengths[socketName] = pending;

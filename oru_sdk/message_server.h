@@ -15,6 +15,7 @@ class QLocalSocket;
 
 namespace oru_sdk {
 
+class FrameBuffer;
 class ListenGuard;
 class WriteBatch;
 
@@ -50,6 +51,10 @@ private slots:
     void msgSocketDisconnected(QLocalSocket *msgSocket);
 
 private:
+    // One pass of the frame reader over `buffer` (bytes read from the
+    // descriptor), or over the socket itself when null.
+    void readFrom(QLocalSocket *socket, FrameBuffer *buffer);
+
     QLocalServer *server;
     QMap<qintptr, QLocalSocket *> sockets;
     QMap<qintptr, qint64> pendingLengths;

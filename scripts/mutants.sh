@@ -74,7 +74,7 @@ H09 @@ oru_sdk/message_hamal.cpp @@ pendingRequests.maxPerConnection = Limits::c
 H10 @@ oru_sdk/message_hamal.cpp @@ emit dgw().signalCommonReq(channel, text(m.request_id()), text(m.req_json())); @@ emit dgw().signalCommonReq(channel, text(m.req_json()), text(m.request_id())); @@ swapped arguments: common request id and json @@
 H12 @@ oru_sdk/message_hamal.cpp @@ m.set_action(int(op)); @@ m.set_action(0); @@ kept quirk lost: the operation no longer goes into the action field @@
 S01 @@ oru_sdk/message_server.cpp @@ msgSocket = socket; @@ @@ hello ignored: no connection becomes the main client @@
-S02 @@ oru_sdk/message_server.cpp @@ if (!msgSocket)\n                    return false; @@ @@ validation skipped: exit accepted before any hello @@
+S02 @@ oru_sdk/message_server.cpp @@ if (!msgSocket)\n                return false; @@ @@ validation skipped: exit accepted before any hello @@
 S03 @@ oru_sdk/message_server.cpp @@                 writes->append(socket, header, message);\n        }\n        return; @@                 writes->append(socket, header, message);\n            break;\n        }\n        return; @@ fan-out: a push reaches only the first connection @@
 S04 @@ oru_sdk/message_server.cpp @@ if (QLocalSocket *socket = sockets.value(socketName)) @@ if (QLocalSocket *socket = sockets.isEmpty() ? nullptr : *sockets.begin()) @@ routing: an answer goes to the first connection, not the asker @@
 S05 @@ oru_sdk/message_server.cpp @@ StreamWorker::instance()->stop(); @@ @@ main client exit leaves the stream server listening @@
