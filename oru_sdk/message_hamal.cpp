@@ -332,7 +332,9 @@ void MessageHamal::start(const QString &serverName)
     pendingRequests.maxPerConnection = Limits::current().maxPendingPerConnection;
     pendingRequests.maxTotal = Limits::current().maxPendingTotal;
     pendingRequests.maxBytes = Limits::current().maxPendingBytes;
-    connect(server, &MessageServer::signalMessageComing, this, &MessageHamal::slotMessageComing);
+    server->onMessage = [this](qintptr socketName, MessageType msgType, const QByteArray &message) {
+        slotMessageComing(socketName, msgType, message);
+    };
     connectOutbound();
 }
 

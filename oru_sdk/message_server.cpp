@@ -12,9 +12,18 @@
 
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QMetaMethod>
 #include <QPointer>
 
 namespace oru_sdk {
+
+namespace {
+const QMetaMethod &messageComing()
+{
+    static const QMetaMethod signal = QMetaMethod::fromSignal(&MessageServer::signalMessageComing);
+    return signal;
+}
+} // namespace
 
 MessageServer::MessageServer(const QString &serverName, QObject *parent)
     : QObject(parent)
@@ -75,7 +84,10 @@ void MessageServer::readFrom(QLocalSocket *socket, FrameBuffer *buffer)
             msgSocketDisconnected(socket);
             break;
         default:
-            emit signalMessageComing(socketName, type, payload);
+            if (onMessage)
+                onMessage(socketName, type, payload);
+            if (isSignalConnected(messageComing()))
+                emit signalMessageComing(socketName, type, payload);
             break;
         }
         // A forgotten socket is not read any further.

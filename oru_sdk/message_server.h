@@ -40,6 +40,10 @@ public:
     // socket left, or its descriptor now belongs to a newer connection.
     // Whatever still waits for that name must not reach the newcomer.
     std::function<void(qintptr socketName)> onNameReleased;
+    // Told each inbound frame (other than hello and exit) before
+    // signalMessageComing is emitted: the dispatcher's direct line, which
+    // spares a signal emission per request.
+    std::function<void(qintptr socketName, MessageType msgType, const QByteArray &message)> onMessage;
 
 signals:
     void signalMessageComing(qintptr socketName, MessageType msgType, QByteArray message);
