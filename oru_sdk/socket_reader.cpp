@@ -29,6 +29,9 @@ SocketReader *SocketReader::attach(QLocalSocket *socket, std::function<void(Fram
     }
     if (!qtReader || !qtReader->isEnabled())
         return nullptr;
+    // Off before ours exists: a dispatcher keeps one notifier per descriptor
+    // and type (Qt's own Unix dispatcher warns about a second).
+    qtReader->setEnabled(false);
     return new SocketReader(socket, qtReader, std::move(pass));
 #else
     Q_UNUSED(socket)
@@ -42,7 +45,6 @@ SocketReader::SocketReader(QLocalSocket *socket, QSocketNotifier *qtReader, std:
     , owner(socket)
     , pass(std::move(pass))
 {
-    qtReader->setEnabled(false);
     // Off before anyone hears of the closing: the descriptor is closed by
     // then and may soon name the next connection.
     connect(socket, &QLocalSocket::stateChanged, this, [this](QLocalSocket::LocalSocketState state) {
