@@ -40,13 +40,13 @@ void PendingRequests::dropOldest(qintptr socketName)
 
 bool PendingRequests::take(const QString &id, qintptr *socketName)
 {
-    const auto it = byId.constFind(id);
-    if (it == byId.cend())
+    const auto it = byId.find(id);
+    if (it == byId.end())
         return false;
     *socketName = it->socketName;
     forget(*it);
     bytes -= weight(id);
-    byId.remove(id);
+    byId.erase(it);
     return true;
 }
 
