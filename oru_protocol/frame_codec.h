@@ -57,7 +57,14 @@ namespace frame_source {
 // read asks for a count and gets what is there, the rest consumed all the same.
 inline qint64 read(QIODevice *device, char *out, qint64 size) { return device->read(out, size); }
 inline qint64 read(FrameBuffer *buffer, char *out, qint64 size) { return buffer->read(out, size); }
-inline QByteArray take(QIODevice *device, qint64 size) { return device->read(size); }
+// Into an array of its own, as QDataStream reads (QIODevice::read(qint64) may
+// call the device's readData with no buffer at all).
+inline QByteArray take(QIODevice *device, qint64 size)
+{
+    QByteArray bytes(int(size), Qt::Uninitialized);
+    bytes.resize(int(qMax<qint64>(0, device->read(bytes.data(), size))));
+    return bytes;
+}
 inline QByteArray take(FrameBuffer *buffer, qint64 size) { return buffer->take(size); }
 } // namespace frame_source
 
@@ -99,7 +106,7 @@ bool readFrames(Source *source, qint64 &pendingLength, Deliver &&deliver, qint64
         } else if (const quint32 size = qFromBigEndian<quint32>(count); size != 0xFFFFFFFFu) {
             if (source->bytesAvailable() >= qint64(size))
                 payload = size == 0 ? QByteArray("") : frame_source::take(source, size);
-            else
+            else if (source->bytesAvailable() > 0)
                 frame_source::take(source, source->bytesAvailable());
         }
         pendingLength = 0;
