@@ -1,13 +1,15 @@
 // The frame layer fed arbitrary bytes. The first byte picks the mode:
 //  - even: the rest is a raw byte stream, cut into chunks whose lengths come
 //    from the next bytes; readFrames runs after every chunk (as it would on each
-//    readiness notification) and so does FrameSplitter;
+//    readiness notification), on a device and on a FrameBuffer, and must agree
+//    with the QDataStream reader it replaced; so does FrameSplitter;
 //  - odd: the rest describes frames (type, length, payload) that are encoded
 //    and must come back unchanged: from FrameSplitter whatever the cuts, and
 //    from readFrames when every write holds whole frames.
 #include "frame_codec.h"
 #include "fuzz_input.h"
 
+#include <QDataStream>
 #include <QIODevice>
 #include <QList>
 
@@ -100,31 +102,86 @@ QList<Frame> splitAll(const QByteArray &stream, const QList<int> &lengths)
     return frames;
 }
 
+// The frame reader as first written, on QDataStream: the reference that
+// readFrames must match on every source, short reads included.
+template <typename Deliver>
+bool referenceReadFrames(QIODevice *device, qint64 &pendingLength, Deliver &&deliver, qint64 maxLength)
+{
+    QDataStream in(device);
+    in.setVersion(QDataStream::Qt_5_13);
+    while (device->bytesAvailable() >= 9) {
+        if (pendingLength == 0)
+            in >> pendingLength;
+        if (maxLength > 0 && (pendingLength > maxLength || pendingLength < 0))
+            return false;
+        if (device->bytesAvailable() < pendingLength)
+            return true;
+        qint8 type = 0;
+        QByteArray payload;
+        in >> type >> payload;
+        pendingLength = 0;
+        if (!deliver(static_cast<MessageType>(type), payload))
+            return true;
+    }
+    return true;
+}
+
 // readFrames as the servers run it: one pass per arriving chunk, the pending
 // length kept between passes; `stopAt` makes the owner refuse one frame
-// (as the control server does with an exit before hello).
-QList<Frame> readAll(const QByteArray &stream, const QList<int> &lengths, int stopAt = -1)
+// (as the control server does with an exit before hello). The same pass runs
+// over a device, over a FrameBuffer (the descriptor reader's) and through the
+// reference reader: frames, bytes consumed and results must all agree.
+QList<Frame> readAll(const QByteArray &stream, const QList<int> &lengths, int stopAt = -1, qint64 maxLength = 0)
 {
-    Feed feed;
-    qint64 pending = 0;
-    QList<Frame> frames;
+    struct Reader {
+        qint64 pending = 0;
+        QList<Frame> frames;
+        bool open = true;
+        auto deliverTo(int stopAt)
+        {
+            return [this, stopAt](MessageType type, const QByteArray &payload) {
+                frames.append({type, payload});
+                return frames.size() != stopAt;
+            };
+        }
+    };
+    Feed feed, reference;
+    oru_sdk::FrameBuffer buffer;
+    qint64 pushed = 0;
+    Reader device, buffered, original;
     inChunks(stream, lengths, [&](const QByteArray &chunk) {
+        if (!device.open)
+            return;
         feed.push(chunk);
-        oru_sdk::readFrames(&feed, pending, [&](MessageType type, const QByteArray &payload) {
-            frames.append({type, payload});
-            check(feed.consumed() <= stream.size());
-            return frames.size() != stopAt;
-        });
+        reference.push(chunk);
+        int room = 0;
+        std::memcpy(buffer.room(chunk.size(), &room), chunk.constData(), size_t(chunk.size()));
+        buffer.wrote(chunk.size());
+        pushed += chunk.size();
+        device.open = oru_sdk::readFrames(&feed, device.pending, device.deliverTo(stopAt), maxLength);
+        buffered.open = oru_sdk::readFrames(&buffer, buffered.pending, buffered.deliverTo(stopAt), maxLength);
+        original.open = referenceReadFrames(&reference, original.pending, original.deliverTo(stopAt), maxLength);
+        check(device.open == original.open && buffered.open == original.open);
+        check(device.pending == original.pending && buffered.pending == original.pending);
+        check(feed.consumed() == reference.consumed() && pushed - buffer.bytesAvailable() == reference.consumed());
+        check(feed.consumed() <= stream.size());
     });
-    return frames;
+    check(device.frames.size() == original.frames.size() && buffered.frames.size() == original.frames.size());
+    for (int i = 0; i < original.frames.size(); ++i) {
+        const Frame &f = original.frames[i];
+        for (const Frame &g : {device.frames[i], buffered.frames[i]})
+            check(g.type == f.type && g.payload == f.payload && g.payload.isNull() == f.payload.isNull());
+    }
+    return original.frames;
 }
 
 void rawStream(Input &in)
 {
     const QList<int> lengths = cuts(in);
-    const int stopAt = in.byte() % 4;
+    const int pick = in.byte();
+    const int stopAt = pick % 4;
     const QByteArray stream = in.rest();
-    readAll(stream, lengths, stopAt == 0 ? -1 : stopAt);
+    readAll(stream, lengths, stopAt == 0 ? -1 : stopAt, (pick & 4) ? 100 : 0);
     splitAll(stream, lengths);
 }
 

@@ -9,11 +9,16 @@ namespace oru_sdk {
 namespace {
 void writeHeader(uchar *out, MessageType type, const QByteArray &payload)
 {
-    qToBigEndian<qint64>(qint64(payload.size()) + 1, out);
-    out[8] = static_cast<uchar>(static_cast<qint8>(type));
-    qToBigEndian<quint32>(payload.isNull() ? 0xFFFFFFFFu : quint32(payload.size()), out + 9);
+    writeFrameHeader(out, type, payload.size(), payload.isNull());
 }
 } // namespace
+
+void writeFrameHeader(uchar *out, MessageType type, int size, bool null)
+{
+    qToBigEndian<qint64>(qint64(size) + 1, out);
+    out[8] = static_cast<uchar>(static_cast<qint8>(type));
+    qToBigEndian<quint32>(null ? 0xFFFFFFFFu : quint32(size), out + 9);
+}
 
 QByteArray encodeFrame(MessageType type, const QByteArray &payload)
 {
@@ -32,6 +37,43 @@ QByteArray encodeFrameHeader(MessageType type, const QByteArray &payload)
     QByteArray header(kFrameHeaderSize, Qt::Uninitialized);
     writeHeader(reinterpret_cast<uchar *>(header.data()), type, payload);
     return header;
+}
+
+qint64 FrameBuffer::read(char *out, qint64 size)
+{
+    const int n = int(qMin(size, bytesAvailable()));
+    if (n > 0)
+        std::memcpy(out, bytes.constData() + offset, size_t(n));
+    offset += n;
+    return n;
+}
+
+QByteArray FrameBuffer::take(qint64 size)
+{
+    const int n = int(qMin(size, bytesAvailable()));
+    const QByteArray taken(bytes.constData() + offset, n);
+    offset += n;
+    return taken;
+}
+
+char *FrameBuffer::room(int atLeast, int *size)
+{
+    // Small storage is kept for the next bytes; large storage goes once empty,
+    // so that one big frame does not stay in memory.
+    constexpr int kKeep = 4096;
+    if (offset == end) {
+        offset = end = 0;
+        if (bytes.size() > kKeep)
+            bytes = QByteArray();
+    } else if (offset > 0 && bytes.size() - end < atLeast) {
+        std::memmove(bytes.data(), bytes.constData() + offset, size_t(end - offset));
+        end -= offset;
+        offset = 0;
+    }
+    if (bytes.size() - end < atLeast)
+        bytes.resize(qMax(end + atLeast, qMin(2 * bytes.size(), end + (1 << 20))));
+    *size = bytes.size() - end;
+    return bytes.data() + end;
 }
 
 bool FrameSplitter::next(MessageType *type, QByteArray *payload)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "scratch_message.h"
 #include "sdk_log.h"
 #include "wire_message.h"
 
@@ -20,12 +21,15 @@ inline QString parseFailure(const QString &what) { return QStringLiteral("parse 
 template <typename Wire, typename Failure, typename Handle>
 void parseThen(const QByteArray &payload, const Failure &failure, Handle &&handle)
 {
-    Wire message;
-    if (!parseMessage(payload, &message)) {
-        logError(failure());
-        return;
-    }
-    handle(message);
+    const auto size = std::size_t(payload.size());
+    withScratchMessage<Wire>([&](Wire &message) {
+        if (!parseMessage(payload, &message)) {
+            logError(failure());
+            return size;
+        }
+        handle(message);
+        return size;
+    });
 }
 
 } // namespace oru_sdk

@@ -1,11 +1,13 @@
 #include "message_hamal.h"
 
+#include "frame_codec.h"
 #include "inbound.h"
 #include "message_server.h"
 #include "message_signals.h"
 #include "oru_message.pb.h"
 #include "plain_text.h"
 #include "resource_limits.h"
+#include "scratch_message.h"
 #include "sdk_log.h"
 #include "wire_convert.h"
 #include "wire_message.h"
@@ -199,18 +201,23 @@ inline const QString &routingId(const Response &r) { return r.requestId; }
 inline const QString &routingId(const FileTransferProgress &p) { return p.requestId; }
 inline const QString &routingId(const QString &requestId) { return requestId; }
 
+// The whole frame, the message serialised in place behind its header.
 template <typename Wire, typename Fill, typename... Args>
-QByteArray payload(const Fill &fill, const Args &...args)
+QByteArray frame(MessageType type, const Fill &fill, const Args &...args)
 {
-    if constexpr (std::is_same_v<Wire, PlainText>) {
-        return wire::utf8Bytes(firstOf(args...));
-    } else {
-        Wire message;
+    QByteArray bytes;
+    withScratchMessage<Wire>([&](Wire &message) {
         if constexpr (std::is_same_v<std::decay_t<decltype(firstOf(args...))>, Response>)
             wire::setResult(firstOf(args...), &message);
         fill(message, args...);
-        return serializeMessage(message);
-    }
+        const size_t size = message.ByteSizeLong();
+        bytes = encodeFrameInPlace(type, int(size), [&](uchar *out) {
+            if (size > 0)
+                message.SerializeWithCachedSizesToArray(out);
+        });
+        return size;
+    });
+    return bytes;
 }
 
 // Fill functions: what a route adds beyond the answer envelope.
@@ -325,7 +332,9 @@ void MessageHamal::start(const QString &serverName)
     pendingRequests.maxPerConnection = Limits::current().maxPendingPerConnection;
     pendingRequests.maxTotal = Limits::current().maxPendingTotal;
     pendingRequests.maxBytes = Limits::current().maxPendingBytes;
-    connect(server, &MessageServer::signalMessageComing, this, &MessageHamal::slotMessageComing);
+    server->onMessage = [this](qintptr socketName, MessageType msgType, const QByteArray &message) {
+        slotMessageComing(socketName, msgType, message);
+    };
     connectOutbound();
 }
 
@@ -357,7 +366,10 @@ void MessageHamal::connectRoute(MessageType type, const Route &route)
                     if (!pendingRequests.take(routingId(firstOf(args...)), &target))
                         return;
                 }
-                server->sendMessage(target, type, payload<typename Route::Wire>(route.fill, args...));
+                if constexpr (std::is_same_v<typename Route::Wire, PlainText>)
+                    server->sendMessage(target, type, wire::utf8Bytes(firstOf(args...)));
+                else
+                    server->sendFrame(target, frame<typename Route::Wire>(type, route.fill, args...), QByteArray());
                 if (!line.isNull())
                     logTrace(line);
             });

@@ -4,6 +4,7 @@
 #include "listen_guard.h"
 #include "resource_limits.h"
 #include "sdk_log.h"
+#include "socket_reader.h"
 #include "stream_worker.h"
 #include "write_batch.h"
 
@@ -11,9 +12,18 @@
 
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QMetaMethod>
 #include <QPointer>
 
 namespace oru_sdk {
+
+namespace {
+const QMetaMethod &messageComing()
+{
+    static const QMetaMethod signal = QMetaMethod::fromSignal(&MessageServer::signalMessageComing);
+    return signal;
+}
+} // namespace
 
 MessageServer::MessageServer(const QString &serverName, QObject *parent)
     : ChannelServer(WriteBatch::Channel::Control, parent)
@@ -32,16 +42,21 @@ void MessageServer::adopt(QLocalSocket *socket)
     sockets[name] = socket;
     pendingLengths[name] = 0;
     names.insert(socket, name);
-    connect(socket, &QLocalSocket::readyRead, this, &MessageServer::slotSocketReadyRead);
+    // Read from the descriptor where we can, else through Qt's readyRead.
+    if (!SocketReader::attach(socket, [this, socket](FrameBuffer *buffer) { readFrom(socket, buffer); }))
+        connect(socket, &QLocalSocket::readyRead, this, &MessageServer::slotSocketReadyRead);
     connect(socket, &QLocalSocket::disconnected, this, &MessageServer::slotSocketDisConnected);
     logInfo(QStringLiteral("new connection to message server: %1").arg(name));
 }
 
 void MessageServer::slotSocketReadyRead()
 {
-    auto *socket = qobject_cast<QLocalSocket *>(sender());
-    if (!socket)
-        return;
+    if (auto *socket = qobject_cast<QLocalSocket *>(sender()))
+        readFrom(socket, nullptr);
+}
+
+void MessageServer::readFrom(QLocalSocket *socket, FrameBuffer *buffer)
+{
     const auto name = names.constFind(socket);
     if (name == names.cend() || !pendingLengths.contains(*name))
         return;
@@ -51,29 +66,31 @@ void MessageServer::slotSocketReadyRead()
     const SocketRelease::Reading reading(&release, socket);
     const QPointer<QLocalSocket> alive(socket);
     const auto known = [&] { return alive && sockets.value(socketName) == socket; };
+    const auto deliver = [&](MessageType type, const QByteArray &payload) {
+        switch (type) {
+        case MessageType::MainClientHello:
+            msgSocket = socket;
+            break;
+        case MessageType::MainClientExit:
+            if (!msgSocket)
+                return false;
+            logInfo(QStringLiteral("main client exit message"));
+            msgSocketDisconnected(socket);
+            break;
+        default:
+            if (onMessage)
+                onMessage(socketName, type, payload);
+            if (isSignalConnected(messageComing()))
+                emit signalMessageComing(socketName, type, payload);
+            break;
+        }
+        // A forgotten socket is not read any further.
+        return known();
+    };
     qint64 pending = pendingLengths.value(socketName);
     const Limits &limits = Limits::current();
-    const bool fits = readFrames(
-        socket, pending,
-        [&](MessageType type, const QByteArray &payload) {
-            switch (type) {
-            case MessageType::MainClientHello:
-                msgSocket = socket;
-                break;
-            case MessageType::MainClientExit:
-                if (!msgSocket)
-                    return false;
-                logInfo(QStringLiteral("main client exit message"));
-                msgSocketDisconnected(socket);
-                break;
-            default:
-                emit signalMessageComing(socketName, type, payload);
-                break;
-            }
-            // A forgotten socket is not read any further.
-            return known();
-        },
-        limits.largestFrame());
+    const bool fits = buffer ? readFrames(buffer, pending, deliver, limits.largestFrame())
+                             : readFrames(socket, pending, deliver, limits.largestFrame());
     if (!known())
         return;
     pendingLengths[socketName] = pending;
@@ -127,8 +144,12 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
 
 void MessageServer::sendMessage(qintptr socketName, MessageType msgType, const QByteArray &message)
 {
+    sendFrame(socketName, encodeFrameHeader(msgType, message), message);
+}
+
+void MessageServer::sendFrame(qintptr socketName, const QByteArray &header, const QByteArray &message)
+{
     // Answers of one event-loop pass leave together (see WriteBatch).
-    const QByteArray header = encodeFrameHeader(msgType, message);
     if (socketName == kAllSockets) {
         for (QLocalSocket *socket : qAsConst(sockets)) {
             if (socket->isValid())

@@ -30,8 +30,7 @@ void PendingRequests::dropOldest(qintptr socketName)
     bytes -= weight(*oldest);
     byId.remove(*oldest);
     ids->erase(oldest);
-    if (ids->isEmpty())
-        byConnection.erase(ids);
+    dropEmpty(ids);
     // Counted, not logged one by one: a flood must not rotate the log away.
     ++dropped;
     if ((dropped & (dropped - 1)) == 0)
@@ -41,13 +40,13 @@ void PendingRequests::dropOldest(qintptr socketName)
 
 bool PendingRequests::take(const QString &id, qintptr *socketName)
 {
-    const auto it = byId.constFind(id);
-    if (it == byId.cend())
+    const auto it = byId.find(id);
+    if (it == byId.end())
         return false;
     *socketName = it->socketName;
     forget(*it);
     bytes -= weight(id);
-    byId.remove(id);
+    byId.erase(it);
     return true;
 }
 
@@ -71,7 +70,15 @@ void PendingRequests::forget(const Entry &entry)
     if (ids == byConnection.end())
         return;
     ids->remove(entry.order);
-    if (ids->isEmpty())
+    dropEmpty(ids);
+}
+
+void PendingRequests::dropEmpty(QHash<qintptr, QMap<quint64, QString>>::iterator ids)
+{
+    // Only the departed connections' list goes when empty (its presence is
+    // asked); a live connection keeps its own until it leaves, so that one
+    // request after another does not build and free it each time.
+    if (ids.key() == kGone && ids->isEmpty())
         byConnection.erase(ids);
 }
 

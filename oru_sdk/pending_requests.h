@@ -40,6 +40,7 @@ private:
     };
     void forget(const Entry &entry);
     void dropOldest(qintptr socketName);
+    void dropEmpty(QHash<qintptr, QMap<quint64, QString>>::iterator ids);
     static qint64 weight(const QString &id) { return qint64(id.size()) * 2 + 64; }
 
     QHash<QString, Entry> byId;

@@ -25,12 +25,14 @@ public:
         }
         ~Reading()
         {
-            const auto it = owner->depths.find(socket);
-            if (--*it > 0)
+            // The entry stays at 0 until the socket is released: no hash
+            // node allocated and freed per read.
+            if (--owner->depths[socket] > 0)
                 return;
-            owner->depths.erase(it);
-            if (owner->doomed.remove(socket))
+            if (owner->doomed.remove(socket)) {
+                owner->depths.remove(socket);
                 socket->deleteLater();
+            }
         }
         Reading(const Reading &) = delete;
         Reading &operator=(const Reading &) = delete;
@@ -43,10 +45,14 @@ public:
     // deleteLater() now, or when the outermost handler of the socket returns.
     void release(QLocalSocket *socket)
     {
-        if (depths.contains(socket))
+        const auto it = depths.find(socket);
+        if (it != depths.end() && *it > 0) {
             doomed.insert(socket);
-        else
-            socket->deleteLater();
+            return;
+        }
+        if (it != depths.end())
+            depths.erase(it);
+        socket->deleteLater();
     }
 
 private:

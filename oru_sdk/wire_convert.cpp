@@ -12,7 +12,21 @@ const QString kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz");
 // ---- Shared rules ----
 
 QString text(const std::string &s) { return textUpToZero(s.c_str()); }
-std::string utf8(const QString &s) { return s.toStdString(); }
+std::string utf8(const QString &s)
+{
+    // Most texts are ASCII: those are written straight, without the UTF-8
+    // QByteArray that toStdString() goes through.
+    const int size = s.size();
+    std::string out(size_t(size), '\0');
+    const QChar *in = s.constData();
+    for (int i = 0; i < size; ++i) {
+        const ushort c = in[i].unicode();
+        if (c >= 0x80)
+            return s.toStdString();
+        out[size_t(i)] = char(c);
+    }
+    return out;
+}
 QByteArray bytes(const std::string &s) { return QByteArray::fromStdString(s); }
 QByteArray utf8Bytes(const QString &s) { return bytes(utf8(s)); }
 std::string rawBytes(const QByteArray &b) { return b.toStdString(); }

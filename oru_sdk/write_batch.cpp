@@ -2,6 +2,7 @@
 
 #include "sdk_log.h"
 
+#include <QAbstractEventDispatcher>
 #include <QLocalSocket>
 
 // One gathered send straight to the descriptor where there is one; the
@@ -31,7 +32,14 @@ WriteBatch::WriteBatch(QObject *parent, Channel channel)
     , channel(channel)
     , limit(channel == Channel::Stream ? Limits::current().streamQueueBytes : Limits::current().controlQueueBytes)
     , policy(channel == Channel::Stream ? Limits::current().streamPolicy : Limits::current().controlPolicy)
+    , dispatcher(QAbstractEventDispatcher::instance(thread()))
 {
+    // The end of a pass is the start of the next one: the dispatcher says so
+    // before it polls, whether or not it will wait, in nested loops too.
+    if (dispatcher) {
+        connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, &WriteBatch::flush);
+        connect(dispatcher, &QAbstractEventDispatcher::awake, this, &WriteBatch::flush);
+    }
 }
 
 void WriteBatch::append(QLocalSocket *socket, const QByteArray &header, const QByteArray &payload)
@@ -56,7 +64,8 @@ void WriteBatch::append(QLocalSocket *socket, const QByteArray &header, const QB
     it->queued += size;
     if (!it->due) {
         it->due = true;
-        if (due.isEmpty())
+        // Without a dispatcher to tell us when the pass ends, a posted call.
+        if (due.isEmpty() && !dispatcher)
             QMetaObject::invokeMethod(this, &WriteBatch::flush, Qt::QueuedConnection);
         due.append(socket);
     }
@@ -113,8 +122,11 @@ void WriteBatch::sendNow(QLocalSocket *socket)
 
 void WriteBatch::flush()
 {
-    const QVector<QLocalSocket *> sockets = std::exchange(due, {});
-    for (QLocalSocket *socket : sockets) {
+    if (due.isEmpty())
+        return;
+    // The list is swapped with a spare one that keeps its capacity.
+    QVector<QLocalSocket *> sockets = std::exchange(due, std::move(spare));
+    for (QLocalSocket *socket : qAsConst(sockets)) {
         const auto queue = queues.find(socket);
         if (queue == queues.end())
             continue; // destroyed meanwhile
@@ -126,6 +138,8 @@ void WriteBatch::flush()
             drain(socket, *queue); // waits for bytesWritten if Qt still holds bytes
         }
     }
+    sockets.clear();
+    spare = std::move(sockets);
 }
 
 void WriteBatch::drain(QLocalSocket *socket, Queue &queue)

@@ -5,10 +5,12 @@
 #include <QByteArray>
 #include <QHash>
 #include <QObject>
+#include <QPointer>
 #include <QVector>
 
 #include <deque>
 
+class QAbstractEventDispatcher;
 class QLocalSocket;
 
 namespace oru_sdk {
@@ -22,7 +24,9 @@ QByteArray ownedBytes(const QByteArray &bytes);
 //
 // Frames written during one pass of the event loop are collected per socket
 // (header and payload by reference: implicitly shared, so one payload fanned
-// out to many sockets exists once) and sent when the pass ends, on Unix with
+// out to many sockets exists once) and sent when the pass ends (when the
+// thread's event dispatcher starts the next one, so no event of our own
+// wakes the loop again), on Unix with
 // one gathered send straight to the descriptor. What the kernel does not take
 // stays queued here; only the rest of the frame being sent when it filled up
 // goes through QLocalSocket's own buffer, whose drain (bytesWritten) resumes
@@ -78,8 +82,10 @@ private:
     const Channel channel;
     const qint64 limit;
     const Limits::Policy policy;
+    const QPointer<QAbstractEventDispatcher> dispatcher;
     QHash<QLocalSocket *, Queue> queues;
     QVector<QLocalSocket *> due;
+    QVector<QLocalSocket *> spare;
 };
 
 } // namespace oru_sdk

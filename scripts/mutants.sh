@@ -53,8 +53,8 @@ done
 # In the texts, \n is a newline and \\ a backslash. The last field is empty
 # unless the suite misses the mutant for a reason stated there.
 MUTANTS=$(cat <<'EOF'
-P01 @@ oru_protocol/frame_codec.cpp @@ qint64(payload.size()) + 1, out @@ qint64(payload.size()) + 2, out @@ frame writer: announced length one too long @@
-P02 @@ oru_protocol/frame_codec.cpp @@ payload.isNull() ? 0xFFFFFFFFu : quint32(payload.size()) @@ quint32(payload.size()) @@ frame writer: null payload written as empty, not 0xFFFFFFFF @@
+P01 @@ oru_protocol/frame_codec.cpp @@ qint64(size) + 1, out @@ qint64(size) + 2, out @@ frame writer: announced length one too long @@
+P02 @@ oru_protocol/frame_codec.cpp @@ null ? 0xFFFFFFFFu : quint32(size) @@ quint32(size) @@ frame writer: null payload written as empty, not 0xFFFFFFFF @@
 P03 @@ oru_protocol/frame_codec.cpp @@ if (available - kFrameHeaderSize < payloadSize) @@ if (available - kFrameHeaderSize <= payloadSize) @@ client frame splitter: off by one, waits for a byte more than the frame @@
 P04 @@ oru_protocol/frame_codec.cpp @@ static_cast<qint8>(in[8]) @@ static_cast<qint8>(in[7]) @@ client frame splitter: type read from the wrong byte @@
 P05 @@ oru_protocol/frame_codec.h @@ (pendingLength > maxLength || pendingLength < 0) @@ (pendingLength >= maxLength || pendingLength < 0) @@ frame reader: a frame of exactly the limit refused @@
@@ -67,14 +67,14 @@ W05 @@ oru_sdk/wire_convert.cpp @@ io(channel, FIELD(m, channel)); @@ io(channel
 H01 @@ oru_sdk/message_hamal.cpp @@                     if (!pendingRequests.take(routingId(firstOf(args...)), &target)) @@                     qintptr asker = 0;\n                    if (!pendingRequests.take(routingId(firstOf(args...)), &asker)) @@ routing: answers go to every connection, not the asker @@
 H02 @@ oru_sdk/message_hamal.cpp @@ qintptr target = kAllSockets; @@ qintptr target = 0; @@ routing: pushes go to one descriptor, not broadcast @@
 H04 @@ oru_protocol/plain_text.h @@ { return textUpToZero(payload.constData()); } @@ { return QString::fromUtf8(payload.constData(), payload.size()); } @@ plain-text requests: no cut at the first zero byte @@
-H05 @@ oru_sdk/inbound.h @@         logError(failure());\n        return; @@         logError(failure()); @@ validation skipped: an unparsable request is still emitted @@
+H05 @@ oru_sdk/inbound.h @@             logError(failure());\n            return size; @@             logError(failure()); @@ validation skipped: an unparsable request is still emitted @@
 H06 @@ oru_protocol/message_type.h @@ "client ptz req" @@ "client ptz request" @@ log text: one request's lines changed (success and its derived failure) @@
 H08 @@ oru_sdk/message_hamal.cpp @@ m.set_alarm_id(utf8(QUuid::createUuid().toString())); @@ m.set_alarm_id(std::string()); @@ default: an alarm without id goes out without one @@
 H09 @@ oru_sdk/message_hamal.cpp @@ pendingRequests.maxPerConnection = Limits::current().maxPendingPerConnection; @@ pendingRequests.maxPerConnection = 0; @@ limit: pending requests per connection unbounded @@
 H10 @@ oru_sdk/message_hamal.cpp @@ emit dgw().signalCommonReq(channel, text(m.request_id()), text(m.req_json())); @@ emit dgw().signalCommonReq(channel, text(m.req_json()), text(m.request_id())); @@ swapped arguments: common request id and json @@
 H12 @@ oru_sdk/message_hamal.cpp @@ m.set_action(int(op)); @@ m.set_action(0); @@ kept quirk lost: the operation no longer goes into the action field @@
 S01 @@ oru_sdk/message_server.cpp @@ msgSocket = socket; @@ @@ hello ignored: no connection becomes the main client @@
-S02 @@ oru_sdk/message_server.cpp @@ if (!msgSocket)\n                    return false; @@ @@ validation skipped: exit accepted before any hello @@
+S02 @@ oru_sdk/message_server.cpp @@ if (!msgSocket)\n                return false; @@ @@ validation skipped: exit accepted before any hello @@
 S03 @@ oru_sdk/message_server.cpp @@                 writes->append(socket, header, message);\n        }\n        return; @@                 writes->append(socket, header, message);\n            break;\n        }\n        return; @@ fan-out: a push reaches only the first connection @@
 S04 @@ oru_sdk/message_server.cpp @@ if (QLocalSocket *socket = sockets.value(socketName)) @@ if (QLocalSocket *socket = sockets.isEmpty() ? nullptr : *sockets.begin()) @@ routing: an answer goes to the first connection, not the asker @@
 S05 @@ oru_sdk/message_server.cpp @@ StreamWorker::instance()->stop(); @@ @@ main client exit leaves the stream server listening @@

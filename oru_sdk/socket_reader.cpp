@@ -1,0 +1,115 @@
+#include "socket_reader.h"
+
+#include <QEvent>
+#include <QLocalSocket>
+
+#if defined(Q_OS_UNIX) && !defined(ORU_PORTABLE_READS)
+#define ORU_DIRECT_READS
+#include <sys/socket.h>
+
+#include <cerrno>
+#endif
+
+namespace oru_sdk {
+
+SocketReader *SocketReader::attach(QLocalSocket *socket, std::function<void(FrameBuffer *)> pass)
+{
+#ifdef ORU_DIRECT_READS
+    const qintptr fd = socket->socketDescriptor();
+    if (fd < 0 || socket->state() != QLocalSocket::ConnectedState || socket->bytesAvailable() > 0)
+        return nullptr;
+    // Qt's read notifier for this descriptor, inside the socket's own objects.
+    QSocketNotifier *qtReader = nullptr;
+    for (QSocketNotifier *n : socket->findChildren<QSocketNotifier *>()) {
+        if (n->type() != QSocketNotifier::Read || n->socket() != fd)
+            continue;
+        if (qtReader)
+            return nullptr; // not the layout we know
+        qtReader = n;
+    }
+    if (!qtReader || !qtReader->isEnabled())
+        return nullptr;
+    // Off before ours exists: a dispatcher keeps one notifier per descriptor
+    // and type (Qt's own Unix dispatcher warns about a second).
+    qtReader->setEnabled(false);
+    return new SocketReader(socket, qtReader, std::move(pass));
+#else
+    Q_UNUSED(socket)
+    Q_UNUSED(pass)
+    return nullptr;
+#endif
+}
+
+SocketReader::SocketReader(QLocalSocket *socket, QSocketNotifier *qtReader, std::function<void(FrameBuffer *)> pass)
+    : QSocketNotifier(qtReader->socket(), QSocketNotifier::Read, socket)
+    , owner(socket)
+    , pass(std::move(pass))
+{
+    // Off before anyone hears of the closing: the descriptor is closed by
+    // then and may soon name the next connection.
+    connect(socket, &QLocalSocket::stateChanged, this, [this](QLocalSocket::LocalSocketState state) {
+        if (state != QLocalSocket::ConnectedState) {
+            stopped = true;
+            setEnabled(false);
+        }
+    });
+}
+
+bool SocketReader::event(QEvent *event)
+{
+    if (event->type() != QEvent::SockAct && event->type() != QEvent::SockClose)
+        return QSocketNotifier::event(event);
+    readable();
+    return true;
+}
+
+void SocketReader::readable()
+{
+#ifdef ORU_DIRECT_READS
+    constexpr int kChunk = 4096;
+    const qint64 limit = owner->readBufferSize();
+    bool fresh = false;
+    bool ended = false;
+    while (!stopped) {
+        int want = kChunk;
+        if (limit > 0) {
+            const qint64 room = limit - buffer.bytesAvailable();
+            if (room <= 0) {
+                setEnabled(false); // full: nothing more until a pass takes some, as with Qt
+                break;
+            }
+            want = int(qMin<qint64>(room, kChunk));
+        }
+        int size = 0;
+        char *at = buffer.room(want, &size);
+        if (limit > 0)
+            size = qMin(size, want);
+        const ssize_t got = ::recv(int(QSocketNotifier::socket()), at, size_t(size), MSG_DONTWAIT);
+        if (got > 0) {
+            buffer.wrote(int(got));
+            fresh = true;
+            if (got < size)
+                break; // drained; a level-triggered notifier says if more comes
+        } else if (got < 0 && errno == EINTR) {
+            continue;
+        } else {
+            ended = got == 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
+            break;
+        }
+    }
+    if (fresh && !passing) {
+        passing = true;
+        pass(&buffer);
+        passing = false;
+    }
+    if (ended) {
+        stopped = true;
+        setEnabled(false);
+        owner->abort();
+    } else if (!stopped && !isEnabled() && limit > 0 && buffer.bytesAvailable() < limit) {
+        setEnabled(true);
+    }
+#endif
+}
+
+} // namespace oru_sdk
