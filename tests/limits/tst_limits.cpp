@@ -28,12 +28,7 @@ class tst_Limits : public QObject
 private slots:
     void initTestCase() { oru_test::startSdk(); }
 
-    void oversizedFrameClosesSocket_data()
-    {
-        QTest::addColumn<bool>("stream");
-        QTest::newRow("control") << false;
-        QTest::newRow("stream") << true;
-    }
+    void oversizedFrameClosesSocket_data() { oru_test::addBoolRows("stream", "control", "stream"); }
 
     void oversizedFrameClosesSocket()
     {

@@ -606,12 +606,7 @@ private slots:
         QVERIFY(served());
     }
 
-    void acceptFailureRecovers_data()
-    {
-        QTest::addColumn<bool>("stream");
-        QTest::newRow("control") << false;
-        QTest::newRow("stream") << true;
-    }
+    void acceptFailureRecovers_data() { oru_test::addBoolRows("stream", "control", "stream"); }
 
     // Qt's server closes itself when accept() fails for lack of descriptors; the
     // gateway must listen again once descriptors are free, and connections that

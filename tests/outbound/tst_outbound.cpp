@@ -658,12 +658,7 @@ void tst_Outbound::everySlot()
     QCOMPARE(cursor.levelLines(), expectedLines << QStringLiteral("trace server push dev p2p success to client"));
 }
 
-void tst_Outbound::reusedHostBuffersArriveAsPushed_data()
-{
-    QTest::addColumn<bool>("tlv");
-    QTest::newRow("tlv data") << true;
-    QTest::newRow("alarm bytes") << false;
-}
+void tst_Outbound::reusedHostBuffersArriveAsPushed_data() { oru_test::addBoolRows("tlv", "alarm bytes", "tlv data"); }
 
 // A push from another thread waits in a queued call while the host already
 // reuses the buffer it wrapped: the frame still carries what was pushed.

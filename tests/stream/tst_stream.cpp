@@ -478,12 +478,7 @@ private slots:
         }
     }
 
-    void leavingSocketStopsItsStreams_data()
-    {
-        QTest::addColumn<bool>("shared");
-        QTest::newRow("alone") << false;
-        QTest::newRow("first stream shared") << true;
-    }
+    void leavingSocketStopsItsStreams_data() { oru_test::addBoolRows("shared", "alone", "first stream shared"); }
 
     // A socket in two streams leaves: the host hears of each stream it was the
     // last socket of, once, and nothing is logged.
@@ -669,12 +664,7 @@ private slots:
         QVERIFY(receivesAll(&b));
     }
 
-    void viewerLeavesWhileHostWaits_data()
-    {
-        QTest::addColumn<bool>("eventLoop");
-        QTest::newRow("QEventLoop") << true;
-        QTest::newRow("processEvents") << false;
-    }
+    void viewerLeavesWhileHostWaits_data() { oru_test::addBoolRows("eventLoop", "processEvents", "QEventLoop"); }
 
     // The host asks its device before answering and waits in a local loop; the
     // viewer gives up meanwhile while another one keeps asking.

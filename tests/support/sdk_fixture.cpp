@@ -163,4 +163,11 @@ bool SocketDeletions::eventFilter(QObject *watched, QEvent *event)
     return false;
 }
 
+void addBoolRows(const char *column, const char *whenFalse, const char *whenTrue)
+{
+    QTest::addColumn<bool>(column);
+    QTest::newRow(whenFalse) << false;
+    QTest::newRow(whenTrue) << true;
+}
+
 } // namespace oru_test

@@ -64,6 +64,9 @@ bool connectStreamLogged(oru_client::Connection *connection);
 // Sends a device search on `connection` and waits for its signal: the server
 // has then read everything sent before it. Logs "client search devs cmd".
 bool controlBarrier(oru_client::Connection *connection);
+
+// A case run both ways: one bool column, the row for false first.
+void addBoolRows(const char *column, const char *whenFalse, const char *whenTrue);
 // Disconnects and waits until the server has logged it, for the same reason.
 bool disconnectLogged(oru_client::Connection *connection);
 
