@@ -1,7 +1,6 @@
 #include "stream_server.h"
 
 #include "frame_codec.h"
-#include "listen_guard.h"
 #include "resource_limits.h"
 #include "sdk_log.h"
 #include "write_batch.h"
