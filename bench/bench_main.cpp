@@ -747,9 +747,10 @@ int streamProfile(const std::string &dir, long frames)
         Start start;
         double pacing = -1;
     };
-    // Two things that change the count from run to run: glibc's one-off fastbin
-    // consolidation (100k to 200k instructions), whose moment depends on timing,
-    // and Qt's random hash seed, which changes the cost of walking a QHash.
+    // What otherwise changes the count from run to run: glibc's one-off fastbin
+    // consolidation (100k to 200k instructions) at a moment that depends on
+    // timing, malloc's search of bins that depends on the heap's layout (a
+    // tcache that keeps every small block instead), Qt's random hash seed.
     const std::vector<std::string> env{"GLIBC_TUNABLES=glibc.malloc.mxfast=0:glibc.malloc.tcache_count=65535",
                                        "QT_HASH_SEED=0"};
     std::vector<Build> builds{{"after", sdkStart("cg-after", false, gatewayBinary, env)}};
@@ -765,8 +766,8 @@ int streamProfile(const std::string &dir, long frames)
         b.pacing = perUnit(dir, b.name + ".pacing", counts, b.start, paced(4 << 10, 0));
     const std::string beforeName = beforeBinary.empty() ? "before (--before PATH)" : "before";
     std::printf("Gateway instructions per paced stream frame (callgrind Ir, %ld - %ld frames; the pacing ack "
-                "subtracted), after: %s%s\n\n",
-                counts[1], counts[0], gatewayBinary.c_str(),
+                "subtracted; SDK hosts run with %s %s), after: %s%s\n\n",
+                counts[1], counts[0], env[0].c_str(), env[1].c_str(), gatewayBinary.c_str(),
                 beforeBinary.empty() ? "" : ("; before: " + beforeBinary).c_str());
     std::printf("| frame | after | after per KiB | %s | before per KiB | after/before | raw server | after/raw |\n"
                 "|---|---:|---:|---:|---:|---:|---:|---:|\n",
