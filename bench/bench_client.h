@@ -59,6 +59,15 @@ RateResult sdkRate(const Target &t, int connections, int inFlight, double second
 double rawStream(const Target &t, const StreamJob &job);
 double sdkStream(const Target &t, const StreamJob &job);
 
+// For instruction counts that repeat: `frames` frames of `chunk` bytes pushed
+// to `readers` sockets of one stream, the next only once every reader has the
+// one before (one ack per frame paces the SDK host). `atEnd` runs with the
+// sockets still open. Without readers, `frames` - 1 of the same acks for a job
+// with nothing to write, each sent once the gateway has read the one before:
+// the pacing's own cost.
+bool rawPacedStream(const Target &t, const std::string &device, long chunk, int readers, long frames,
+                    const std::function<void()> &atEnd);
+
 // Opens `count` idle control connections (or `count` stream sockets joined to
 // count/perStream streams), calls `measure` while they are open, closes them.
 void rawHoldControl(const Target &t, int count, const std::function<void()> &measure);

@@ -6,7 +6,9 @@
 //   oru_bench [--quick|--full] [--out FILE] [--only rtt,rate,stream,payload,stall,memory]
 //             [--gateway PATH]   (another build of the SDK host, to measure a change)
 //             [--gateway-env NAME=VALUE]  (environment of the SDK host only, repeatable)
-//   oru_bench --profile callgrind|perf --dir DIR [--requests N]
+//             [--before PATH]    (an older build of the SDK host, measured in the same rounds)
+//   oru_bench --profile callgrind|perf --dir DIR [--requests N] [--before PATH]
+//   oru_bench --profile callgrind-stream --dir DIR [--frames N] [--before PATH]
 //   oru_bench --curves --out DIR   (cost curves as CSV, see curves.h)
 
 #include "bench_client.h"
@@ -32,6 +34,7 @@
 #include <vector>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace bench;
@@ -52,6 +55,7 @@ struct Settings {
 
 std::string binDir;
 std::string gatewayBinary;
+std::string beforeBinary;
 std::vector<std::string> gatewayEnv;
 std::string workDir;
 int runCounter = 0;
@@ -69,14 +73,15 @@ struct Gateway {
 
 std::unique_ptr<Gateway> startGateway(const std::string &name, bool errorLevel,
                                       const std::vector<std::string> &wrapper = {},
-                                      const std::vector<std::string> &extraEnv = {})
+                                      const std::vector<std::string> &extraEnv = {},
+                                      const std::string &binary = gatewayBinary)
 {
     auto g = std::make_unique<Gateway>();
     g->target.control = workDir + "/" + name + "-ctl";
     g->target.stream = workDir + "/" + name + "-stream";
     g->target.sdk = true;
     std::vector<std::string> argv = wrapper;
-    for (const std::string &a : {gatewayBinary, g->target.control, g->target.stream, std::string("logs-") + name})
+    for (const std::string &a : {binary, g->target.control, g->target.stream, std::string("logs-") + name})
         argv.push_back(a);
     std::vector<std::string> env{"XDG_DATA_HOME=" + workDir + "/data",
                                  errorLevel ? "ORU_LOG_LEVEL=error" : "ORU_LOG_LEVEL="};
@@ -157,6 +162,28 @@ void add(Row r)
     rows.push_back(std::move(r));
 }
 
+// The "Before and after" table: the same metric for the older build (--before)
+// and this one, with the raw server's figure from the same rounds.
+struct Compared {
+    std::string metric, before, after, raw;
+    double b, a, r; // what the ratios divide
+};
+
+std::vector<Compared> compared;
+
+void compare(Compared c)
+{
+    std::printf("before / after / raw: %-60s %16s %16s %16s\n", c.metric.c_str(), c.before.c_str(), c.after.c_str(),
+                c.raw.c_str());
+    std::fflush(stdout);
+    compared.push_back(std::move(c));
+}
+
+void compare(const std::string &metric, double b, double a, double r, int decimals)
+{
+    compare(Compared{metric, fmt(b, decimals), fmt(a, decimals), fmt(r, decimals), b, a, r});
+}
+
 std::string yesNo(bool b) { return b ? "yes" : "**no**"; }
 
 std::string readFile(const std::string &path)
@@ -209,6 +236,7 @@ std::string runHelper(const std::vector<std::string> &args)
 
 struct Systems {
     std::unique_ptr<Gateway> trace, error, raw;
+    std::unique_ptr<Gateway> before; // --before: the older build, log trace
     Child qtro, grpc;
     std::string qtroName, grpcPath;
     size_t smallAnswer = 0, bigAnswer = 0;
@@ -248,11 +276,14 @@ void roundTrips(Systems &s, const Settings &set)
                                   {true, false, 1000, "64 KiB answer, 1 ms apart"}};
     for (const Case &c : cases) {
         const int n = c.spacing ? set.spacedSamples : set.samples;
-        std::vector<Latency> raw, trace, error, diag, records, qtro, grpc;
+        const auto sdk = [&](const Gateway &g) { return latency(sdkRoundTrip(g.target, c.big, n, c.spacing)); };
+        std::vector<Latency> raw, trace, error, diag, records, qtro, grpc, before;
         for (int round = 0; round < set.rounds; ++round) {
             raw.push_back(latency(rawRoundTrip(s.raw->target, c.big, n, c.spacing)));
-            trace.push_back(latency(sdkRoundTrip(s.trace->target, c.big, n, c.spacing)));
-            error.push_back(latency(sdkRoundTrip(s.error->target, c.big, n, c.spacing)));
+            trace.push_back(sdk(*s.trace));
+            if (s.before)
+                before.push_back(sdk(*s.before));
+            error.push_back(sdk(*s.error));
             diag.push_back(latency(rawRoundTrip(s.error->target, c.big, n, c.spacing)));
             if (c.big)
                 records.push_back(latency(sdkRoundTrip(s.error->target, c.big, n, c.spacing, true)));
@@ -278,6 +309,11 @@ void roundTrips(Systems &s, const Settings &set)
                     yesNo(ours.p50 <= 1.5 * rawM.p50) + " / " + yesNo(beatsBaselines),
                     qtroM.ok ? fmtLatency(qtroM) + " (" + ratio(ours.p50, qtroM.p50) + ")" : "-",
                     grpcM.ok ? fmtLatency(grpcM) + " (" + ratio(ours.p50, grpcM.p50) + ")" : "-"});
+        }
+        if (s.before) {
+            const Latency b = medianLatency(before), a = medianLatency(trace);
+            compare(Compared{"control round trip p50 / p99 µs, " + c.what, fmtLatency(b), fmtLatency(a),
+                             fmtLatency(rawM), b.p50, a.p50, rawM.p50});
         }
         const Latency d = medianLatency(diag);
         add(Row{"  ↳ same, SDK gateway (log error) with the raw client", fmtLatency(d), fmtLatency(rawM),
@@ -311,14 +347,17 @@ void rates(Systems &s, const Settings &set)
             m.rate.push_back(r.perSecond());
             m.cpu.push_back(cpuSecondsBetween(before, cpuSample(pid)) * 1e6 / double(answered));
         };
-        Measure raw, trace, error, diag, qtro, grpc;
+        const auto sdk = [&](Measure &m, const Gateway &g) {
+            measure(m, g.process.pid(), [&] { return sdkRate(g.target, conns, inFlight, set.rateSeconds); });
+        };
+        Measure raw, trace, error, diag, qtro, grpc, before;
         for (int round = 0; round < set.rounds; ++round) {
             measure(raw, s.raw->process.pid(),
                     [&] { return rawRate(s.raw->target, conns, inFlight, set.rateSeconds); });
-            measure(trace, s.trace->process.pid(),
-                    [&] { return sdkRate(s.trace->target, conns, inFlight, set.rateSeconds); });
-            measure(error, s.error->process.pid(),
-                    [&] { return sdkRate(s.error->target, conns, inFlight, set.rateSeconds); });
+            sdk(trace, *s.trace);
+            if (s.before)
+                sdk(before, *s.before);
+            sdk(error, *s.error);
             measure(diag, s.error->process.pid(),
                     [&] { return rawRate(s.error->target, conns, inFlight, set.rateSeconds); });
 #ifdef ORU_BENCH_QTRO
@@ -349,6 +388,11 @@ void rates(Systems &s, const Settings &set)
             add(Row{"CPU ms / 1,000 req, " + what, fmt(ours.medianCpu(), 2), fmt(raw.medianCpu(), 2),
                     ratio(ours.medianCpu(), raw.medianCpu()), "", "", qtro.cpu.empty() ? "-" : fmt(qtro.medianCpu(), 2),
                     grpc.cpu.empty() ? "-" : fmt(grpc.medianCpu(), 2)});
+        }
+        if (s.before) {
+            const std::string what = std::to_string(conns) + (conns == 1 ? " connection" : " connections");
+            compare("req/s, " + what, before.medianRate(), trace.medianRate(), rawRate, 0);
+            compare("CPU ms / 1,000 req, " + what, before.medianCpu(), trace.medianCpu(), raw.medianCpu(), 2);
         }
         add(Row{"  ↳ req/s, SDK gateway (log error) with the raw client", fmt(diag.medianRate()), fmt(rawRate),
                 ratio(diag.medianRate(), rawRate), "", "", "", ""});
@@ -389,12 +433,15 @@ void streams(Systems &s, const Settings &set)
         job.chunk = chunk;
         job.total = chunk == (4 << 10) ? set.smallChunkBytes : set.streamBytes;
         const std::string size = chunk >= (1 << 20) ? "1 MiB" : std::to_string(chunk >> 10) + " KiB";
-        StreamRuns base, lib, thread, diag, grpc;
+        StreamRuns base, lib, thread, diag, grpc, before;
+        const bool withBefore = s.before && chunk < (1 << 20);
         for (int round = 0; round < set.rounds; ++round) {
             const pid_t gateway = s.trace->process.pid();
             base.run(raw(s.raw->target), job, job.total, s.raw->process.pid());
             job.otherThread = false;
             lib.run(sdk(s.trace->target), job, job.total, gateway);
+            if (withBefore)
+                before.run(sdk(s.before->target), job, job.total, s.before->process.pid());
             diag.run(raw(s.trace->target), job, job.total, gateway);
             job.otherThread = true;
             thread.run(sdk(s.trace->target), job, job.total, gateway);
@@ -408,6 +455,11 @@ void streams(Systems &s, const Settings &set)
                     },
                     job, job.total, s.grpc.pid());
             }
+        }
+        if (withBefore) {
+            compare("stream MiB/s, 1 socket, " + size + " chunks", before.value(), lib.value(), base.value(), 0);
+            compare("gateway CPU ms per GiB, 1 socket, " + size + " chunks", before.cpuPerGiB(), lib.cpuPerGiB(),
+                    base.cpuPerGiB(), 0);
         }
         const bool targeted = chunk >= (64 << 10);
         for (const StreamRuns *r : {&lib, &thread}) {
@@ -432,11 +484,19 @@ void streams(Systems &s, const Settings &set)
         job.total = set.fanoutBytes * 4 / readers;
         job.readers = readers;
         const long aggregate = job.total * readers;
-        StreamRuns base, ours, diag;
+        StreamRuns base, ours, diag, before;
+        const bool withBefore = s.before && readers == 16;
         for (int round = 0; round < set.rounds; ++round) {
             base.run(raw(s.raw->target), job, aggregate, s.raw->process.pid());
             ours.run(sdk(s.trace->target), job, aggregate, s.trace->process.pid());
+            if (withBefore)
+                before.run(sdk(s.before->target), job, aggregate, s.before->process.pid());
             diag.run(raw(s.trace->target), job, aggregate, s.trace->process.pid());
+        }
+        if (withBefore) {
+            compare("fan-out MiB/s, 16 sockets, 64 KiB chunks", before.value(), ours.value(), base.value(), 0);
+            compare("gateway CPU ms per GiB delivered, 16 sockets", before.cpuPerGiB(), ours.cpuPerGiB(),
+                    base.cpuPerGiB(), 0);
         }
         add(Row{std::to_string(readers) + " sockets", fmt(ours.value()), fmt(base.value()),
                 ratio(ours.value(), base.value()), ">= 0.5x", yesNo(ours.value() >= 0.5 * base.value()), "-", "-"});
@@ -539,39 +599,43 @@ void stalled(const Systems &s, const Settings &set)
 void memory(const Systems &s)
 {
     section("Memory, gateway RSS");
-    const auto measure = [](Gateway &g, const std::function<void(const std::function<void()> &)> &hold, long *delta) {
+    using Hold = std::function<void(const Target &, const std::function<void()> &)>;
+    // Resident size of a fresh server while `hold` keeps its connections open.
+    const auto measure = [](Gateway &g, const Hold &hold, long *delta) {
         const long before = rssKiB(g.process.pid());
         long during = before;
-        hold([&] { during = rssKiB(g.process.pid()); });
+        hold(g.target, [&] { during = rssKiB(g.process.pid()); });
         *delta = during - before;
         return during;
     };
-    {
-        auto ours = startGateway("mem", false);
-        auto raw = startRaw("raw-mem", s.smallAnswer, s.bigAnswer);
-        const int n = 1000;
+    struct Case {
+        std::string name, total, each, comparedAs;
+        int count;
+        Hold hold;
+    };
+    const std::vector<Case> cases{
+        {"mem", "1,000 idle control connections: RSS MiB", "  bytes per control connection",
+         "bytes per idle control connection", 1000,
+         [](const Target &t, const std::function<void()> &m) { rawHoldControl(t, 1000, m); }},
+        {"mem2", "256 streams x 2 sockets: RSS MiB", "  bytes per stream socket", "bytes per stream socket", 512,
+         [](const Target &t, const std::function<void()> &m) { rawHoldStreams(t, 256, 2, m); }}};
+    for (const Case &c : cases) {
+        auto ours = startGateway(c.name, false);
+        auto raw = startRaw("raw-" + c.name, s.smallAnswer, s.bigAnswer);
         long ourDelta = 0, rawDelta = 0;
-        const long ourRss = measure(
-            *ours, [&](const std::function<void()> &m) { rawHoldControl(ours->target, n, m); }, &ourDelta);
-        const long rawRss = measure(
-            *raw, [&](const std::function<void()> &m) { rawHoldControl(raw->target, n, m); }, &rawDelta);
-        add(Row{"1,000 idle control connections: RSS MiB", fmt(ourRss / 1024.0, 1), fmt(rawRss / 1024.0, 1),
-                ratio(double(ourRss), double(rawRss)), "", "", "-", "-"});
-        add(Row{"  bytes per control connection", fmt(ourDelta * 1024.0 / n), fmt(rawDelta * 1024.0 / n),
-                ratio(double(ourDelta), double(rawDelta)), "", "", "-", "-"});
-    }
-    {
-        auto ours = startGateway("mem2", false);
-        auto raw = startRaw("raw-mem2", s.smallAnswer, s.bigAnswer);
-        long ourDelta = 0, rawDelta = 0;
-        const long ourRss = measure(
-            *ours, [&](const std::function<void()> &m) { rawHoldStreams(ours->target, 256, 2, m); }, &ourDelta);
-        const long rawRss = measure(
-            *raw, [&](const std::function<void()> &m) { rawHoldStreams(raw->target, 256, 2, m); }, &rawDelta);
-        add(Row{"256 streams x 2 sockets: RSS MiB", fmt(ourRss / 1024.0, 1), fmt(rawRss / 1024.0, 1),
-                ratio(double(ourRss), double(rawRss)), "", "", "-", "-"});
-        add(Row{"  bytes per stream socket", fmt(ourDelta * 1024.0 / 512), fmt(rawDelta * 1024.0 / 512),
-                ratio(double(ourDelta), double(rawDelta)), "", "", "-", "-"});
+        const long ourRss = measure(*ours, c.hold, &ourDelta);
+        const long rawRss = measure(*raw, c.hold, &rawDelta);
+        add(Row{c.total, fmt(ourRss / 1024.0, 1), fmt(rawRss / 1024.0, 1), ratio(double(ourRss), double(rawRss)), "",
+                "", "-", "-"});
+        const double each = 1024.0 / c.count;
+        add(Row{c.each, fmt(ourDelta * each), fmt(rawDelta * each), ratio(double(ourDelta), double(rawDelta)), "", "",
+                "-", "-"});
+        if (!beforeBinary.empty()) {
+            auto before = startGateway(c.name + "-before", false, {}, {}, beforeBinary);
+            long beforeDelta = 0;
+            measure(*before, c.hold, &beforeDelta);
+            compare(c.comparedAs, beforeDelta * each, ourDelta * each, rawDelta * each, 0);
+        }
     }
 }
 
@@ -594,6 +658,16 @@ std::string markdown(const std::string &mode, int rounds)
     md << "\n";
     for (const std::string &n : notes)
         md << "- " << n << "\n";
+    if (!compared.empty()) {
+        md << "\n### Before and after\n\nBefore: " << beforeBinary << "; after: " << gatewayBinary
+           << "; both at the default log level, measured in the same rounds. Round trips: p50 / p99, the ratios "
+              "from the p50.\n\n";
+        md << "| metric | before | after | after/before | raw | before/raw | after/raw |\n";
+        md << "|---|---:|---:|---:|---:|---:|---:|\n";
+        for (const Compared &c : compared)
+            md << "| " << c.metric << " | " << c.before << " | " << c.after << " | " << ratio(c.a, c.b) << " | "
+               << c.raw << " | " << ratio(c.b, c.r) << " | " << ratio(c.a, c.r) << " |\n";
+    }
     return md.str();
 }
 
@@ -619,76 +693,170 @@ void quitGateway(Gateway &g)
     close(fd);
 }
 
-int profile(const std::string &tool, const std::string &dir, int requests, bool streams)
+using Start = std::function<std::unique_ptr<Gateway>(const std::vector<std::string> &)>;
+
+Start sdkStart(const std::string &name, bool errorLevel, const std::string &binary,
+               const std::vector<std::string> &env = {})
 {
+    // A name per run: a log file of its own, not one that grows (and may roll over) from run to run.
+    return [=](const std::vector<std::string> &w) {
+        return startGateway(name + "-" + std::to_string(++runCounter), errorLevel, w, env, binary);
+    };
+}
+
+Start rawStart(const std::string &name)
+{
+    return [=](const std::vector<std::string> &w) { return startRaw(name, 64, 64, w); };
+}
+
+// Gateway instructions per unit of work: the difference between two runs
+// under callgrind that differ only in the number of units, so start-up
+// cancels out. `work` ends the gateway; < 0 when a run failed.
+double perUnit(const std::string &dir, const std::string &name, const long counts[2], const Start &start,
+               const std::function<bool(Gateway &, long)> &work)
+{
+    long ir[2] = {0, 0};
+    for (int k = 0; k < 2; ++k) {
+        const std::string out = dir + "/callgrind." + name + "." + std::to_string(counts[k]) + ".out";
+        auto g = start({"/usr/bin/valgrind", "--tool=callgrind", "--quiet", "--callgrind-out-file=" + out});
+        if (!work(*g, counts[k]) || (ir[k] = callgrindTotal(out)) < 0) {
+            std::fprintf(stderr, "oru_bench: callgrind run %s with %ld failed\n", name.c_str(), counts[k]);
+            return -1;
+        }
+    }
+    return double(ir[1] - ir[0]) / double(counts[1] - counts[0]);
+}
+
+std::string fmtIr(double ir) { return ir < 0 ? "failed" : fmt(ir); }
+
+bool roundTripsThenQuit(Gateway &g, long n)
+{
+    const bool ok = long(rawRoundTrip(g.target, false, int(n), 0).size()) == n;
+    quitGateway(g);
+    return ok;
+}
+
+// Per stream frame, each pushed only once every reader has the one before:
+// unpaced, the SDK's batching depends on timing and so does the count. The
+// pacing's own cost (one ack command per frame) is counted apart and taken off.
+int streamProfile(const std::string &dir, long frames)
+{
+    const long counts[2] = {frames / 5, frames};
+    struct Build {
+        std::string name;
+        Start start;
+        double pacing = -1;
+    };
+    // What otherwise changes the count from run to run: glibc's one-off fastbin
+    // consolidation (100k to 200k instructions) at a moment that depends on
+    // timing, malloc's search of bins that depends on the heap's layout (a
+    // tcache that keeps every small block instead), Qt's random hash seed.
+    const std::vector<std::string> env{"GLIBC_TUNABLES=glibc.malloc.mxfast=0:glibc.malloc.tcache_count=65535",
+                                       "QT_HASH_SEED=0"};
+    std::vector<Build> builds{{"after", sdkStart("cg-after", false, gatewayBinary, env)}};
+    if (!beforeBinary.empty())
+        builds.push_back({"before", sdkStart("cg-before", false, beforeBinary, env)});
+    builds.push_back({"raw", rawStart("cg-raw")});
+    const auto paced = [](long chunk, int readers) {
+        return [=](Gateway &g, long n) {
+            return rawPacedStream(g.target, "paced", chunk, readers, n, [&g] { quitGateway(g); });
+        };
+    };
+    for (Build &b : builds)
+        b.pacing = perUnit(dir, b.name + ".pacing", counts, b.start, paced(4 << 10, 0));
+    const std::string beforeName = beforeBinary.empty() ? "before (--before PATH)" : "before";
+    std::printf("Gateway instructions per paced stream frame (callgrind Ir, %ld - %ld frames; the pacing ack "
+                "subtracted; SDK hosts run with %s %s), after: %s%s\n\n",
+                counts[1], counts[0], env[0].c_str(), env[1].c_str(), gatewayBinary.c_str(),
+                beforeBinary.empty() ? "" : ("; before: " + beforeBinary).c_str());
+    std::printf("| frame | after | after per KiB | %s | before per KiB | after/before | raw server | after/raw |\n"
+                "|---|---:|---:|---:|---:|---:|---:|---:|\n",
+                beforeName.c_str());
+    std::fflush(stdout);
+    const auto cell = [](const Build *b, double v) { return !b ? std::string("-") : v < 0 ? "failed" : fmt(v); };
+    bool failed = false;
+    for (const int readers : {1, 16}) {
+        for (const long chunk : {4L << 10, 64L << 10}) {
+            const std::string what = std::to_string(chunk >> 10) + " KiB, " + std::to_string(readers)
+                + (readers == 1 ? " reader" : " readers");
+            std::vector<double> ir;
+            for (const Build &b : builds) {
+                const double total =
+                    perUnit(dir, b.name + "." + std::to_string(chunk >> 10) + "k" + std::to_string(readers), counts,
+                            b.start, paced(chunk, readers));
+                failed = failed || total < 0 || b.pacing < 0;
+                ir.push_back(total < 0 || b.pacing < 0 ? -1 : total - b.pacing);
+            }
+            const Build *before = beforeBinary.empty() ? nullptr : &builds[1];
+            const double after = ir.front(), raw = ir.back(), old = before ? ir[1] : -1;
+            const double kib = double(chunk >> 10);
+            std::printf("| %s | %s | %s | %s | %s | %s | %s | %s |\n", what.c_str(), fmtIr(after).c_str(),
+                        fmtIr(after / kib).c_str(), cell(before, old).c_str(), cell(before, old / kib).c_str(),
+                        before ? ratio(after, old).c_str() : "-", fmtIr(raw).c_str(), ratio(after, raw).c_str());
+            std::fflush(stdout);
+        }
+    }
+    std::printf("| the pacing ack, per frame (taken off above) | %s | | %s | | | %s | |\n",
+                fmtIr(builds.front().pacing).c_str(), beforeBinary.empty() ? "-" : fmtIr(builds[1].pacing).c_str(),
+                fmtIr(builds.back().pacing).c_str());
+    return failed ? 1 : 0;
+}
+
+int profile(const std::string &tool, const std::string &dir, int requests, long frames, bool streams)
+{
+    if (tool == "callgrind-stream")
+        return streamProfile(dir, frames);
     if (tool == "callgrind") {
-        // Instructions per request = the difference between two runs that
-        // differ only in the number of requests, so start-up cancels out.
-        const std::vector<std::string> valgrind{"/usr/bin/valgrind", "--tool=callgrind", "--quiet"};
-        const int counts[2] = {requests / 5, requests};
-        const auto perRequest =
-            [&](const std::string &name,
-                const std::function<std::unique_ptr<Gateway>(const std::vector<std::string> &)> &start) {
-                long ir[2] = {0, 0};
-                for (int k = 0; k < 2; ++k) {
-                    const std::string out = dir + "/callgrind." + name + "." + std::to_string(counts[k]) + ".out";
-                    std::vector<std::string> wrapper = valgrind;
-                    wrapper.push_back("--callgrind-out-file=" + out);
-                    auto g = start(wrapper);
-                    rawRoundTrip(g->target, false, counts[k], 0);
-                    quitGateway(*g);
-                    ir[k] = callgrindTotal(out);
-                }
-                return double(ir[1] - ir[0]) / double(counts[1] - counts[0]);
-            };
+        const long counts[2] = {requests / 5, requests};
         const double trace =
-            perRequest("trace", [](const std::vector<std::string> &w) { return startGateway("cg-trace", false, w); });
+            perUnit(dir, "trace", counts, sdkStart("cg-trace", false, gatewayBinary), roundTripsThenQuit);
         const double error =
-            perRequest("error", [](const std::vector<std::string> &w) { return startGateway("cg-error", true, w); });
-        const double raw =
-            perRequest("raw", [](const std::vector<std::string> &w) { return startRaw("cg-raw", 64, 64, w); });
+            perUnit(dir, "error", counts, sdkStart("cg-error", true, gatewayBinary), roundTripsThenQuit);
+        const double raw = perUnit(dir, "raw", counts, rawStart("cg-raw"), roundTripsThenQuit);
         std::printf("| Gateway instructions (callgrind Ir) | ours, log trace (default) | ours, log error | raw server "
                     "| ours (trace) / raw |\n");
-        std::printf("|---|---:|---:|---:|---:|\n| per small round trip | %.0f | %.0f | %.0f | %.2fx |\n", trace, error,
-                    raw, trace / raw);
+        std::printf("|---|---:|---:|---:|---:|\n| per small round trip | %s | %s | %s | %s |\n", fmtIr(trace).c_str(),
+                    fmtIr(error).c_str(), fmtIr(raw).c_str(), ratio(trace, raw).c_str());
         std::fflush(stdout);
-        // Per stream frame written on the library's thread to one raw reader.
+        if (!beforeBinary.empty()) {
+            const double oldTrace = perUnit(dir, "before-trace", counts,
+                                            sdkStart("cg-before-trace", false, beforeBinary), roundTripsThenQuit);
+            const double oldError = perUnit(dir, "before-error", counts,
+                                            sdkStart("cg-before-error", true, beforeBinary), roundTripsThenQuit);
+            std::printf("| per small round trip, before (%s) | %s | %s | %s | %s |\n", beforeBinary.c_str(),
+                        fmtIr(oldTrace).c_str(), fmtIr(oldError).c_str(), fmtIr(raw).c_str(),
+                        ratio(oldTrace, raw).c_str());
+            std::printf("| after / before | %s | %s | | |\n", ratio(trace, oldTrace).c_str(),
+                        ratio(error, oldError).c_str());
+            std::fflush(stdout);
+        }
+        // Per stream frame written on the library's thread to one raw reader,
+        // unpaced (callgrind-stream counts paced frames, which repeat better).
         for (const long chunk : {4L << 10, 64L << 10}) {
             if (!streams)
                 break;
             // Many frames: the servers' 200 ms listen checks fire more often
             // the longer a run takes, which under valgrind is hundreds of
             // thousands of instructions per second of difference.
-            const long frames[2] = {requests / 5, requests * 2};
-            const auto perFrame =
-                [&](const std::string &name,
-                    const std::function<std::unique_ptr<Gateway>(const std::vector<std::string> &)> &start) {
-                    long ir[2] = {0, 0};
-                    for (int k = 0; k < 2; ++k) {
-                        const std::string out = dir + "/callgrind." + name + ".stream" + std::to_string(chunk >> 10)
-                            + "k." + std::to_string(frames[k]) + ".out";
-                        std::vector<std::string> wrapper = valgrind;
-                        wrapper.push_back("--callgrind-out-file=" + out);
-                        auto g = start(wrapper);
-                        StreamJob job;
-                        job.chunk = chunk;
-                        job.total = chunk * frames[k];
-                        job.device = uniqueDevice("cg");
-                        rawStream(g->target, job);
-                        quitGateway(*g);
-                        ir[k] = callgrindTotal(out);
-                    }
-                    return double(ir[1] - ir[0]) / double(frames[1] - frames[0]);
-                };
+            const long frameCounts[2] = {requests / 5, requests * 2L};
+            const auto unpaced = [chunk](Gateway &g, long n) {
+                StreamJob job;
+                job.chunk = chunk;
+                job.total = chunk * n;
+                job.device = uniqueDevice("cg");
+                const bool ok = rawStream(g.target, job) >= 0;
+                quitGateway(g);
+                return ok;
+            };
+            const std::string name = ".stream" + std::to_string(chunk >> 10) + "k";
             const double ours =
-                perFrame("trace", [](const std::vector<std::string> &w) { return startGateway("cg-trace", false, w); });
-            const double rawFrame =
-                perFrame("raw", [](const std::vector<std::string> &w) { return startRaw("cg-raw", 64, 64, w); });
-            std::printf("| per %ld KiB stream frame, library's thread | %.0f | | %.0f | %.2fx |\n", chunk >> 10, ours,
-                        rawFrame, ours / rawFrame);
+                perUnit(dir, "trace" + name, frameCounts, sdkStart("cg-trace", false, gatewayBinary), unpaced);
+            const double rawFrame = perUnit(dir, "raw" + name, frameCounts, rawStart("cg-raw"), unpaced);
+            std::printf("| per %ld KiB stream frame, library's thread | %s | | %s | %s |\n", chunk >> 10,
+                        fmtIr(ours).c_str(), fmtIr(rawFrame).c_str(), ratio(ours, rawFrame).c_str());
             std::fflush(stdout);
         }
-        return 0;
+        return trace < 0 || error < 0 || raw < 0 ? 1 : 0;
     }
     if (tool == "perf") {
         for (const bool errorLevel : {false, true}) {
@@ -724,6 +892,7 @@ int main(int argc, char **argv)
     Settings set;
     std::string out, profileTool, profileDir, only = "rtt,rate,stream,payload,stall,memory";
     int requests = 5000;
+    long frames = 2000;
     bool curves = false;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
@@ -743,6 +912,10 @@ int main(int argc, char **argv)
             gatewayEnv.push_back(argv[++i]);
         } else if (a == "--gateway" && i + 1 < argc) {
             gatewayBinary = argv[++i];
+        } else if (a == "--before" && i + 1 < argc) {
+            beforeBinary = argv[++i];
+        } else if (a == "--frames" && i + 1 < argc) {
+            frames = std::atol(argv[++i]);
         } else if (a == "--out" && i + 1 < argc) {
             out = argv[++i];
         } else if (a == "--profile" && i + 1 < argc) {
@@ -755,13 +928,18 @@ int main(int argc, char **argv)
             curves = true;
         } else if (a == "--help") {
             std::printf("usage: oru_bench [--quick|--full] [--out FILE] [--only SECTIONS] [--gateway PATH] "
-                        "[--gateway-env NAME=VALUE]\n"
+                        "[--gateway-env NAME=VALUE] [--before PATH]\n"
                         "       oru_bench --curves [--out DIR] [--gateway PATH] [--gateway-env NAME=VALUE]\n"
-                        "       oru_bench --profile callgrind|perf --dir DIR [--requests N]\n");
+                        "       oru_bench --profile callgrind|perf --dir DIR [--requests N] [--before PATH]\n"
+                        "       oru_bench --profile callgrind-stream --dir DIR [--frames N] [--before PATH]\n"
+                        "--before PATH: an older build of oru_bench_gateway, measured beside this one in the same "
+                        "rounds (\"Before and after\" table; with callgrind, its counts too).\n"
+                        "callgrind-stream: gateway instructions per stream frame, each frame pushed once every "
+                        "reader has the one before (N and N/5 frames, default 2000).\n");
             return 0;
         } else if (a != "--quick") {
             const bool takesValue = a == "--only" || a == "--gateway-env" || a == "--gateway" || a == "--out"
-                || a == "--profile" || a == "--dir" || a == "--requests";
+                || a == "--profile" || a == "--dir" || a == "--requests" || a == "--before" || a == "--frames";
             std::fprintf(stderr, "oru_bench: %s '%s' (oru_bench --help lists the options)\n",
                          takesValue ? "missing value after" : "unknown option", a.c_str());
             return 2;
@@ -769,10 +947,21 @@ int main(int argc, char **argv)
     }
     // Values that would otherwise run nothing, or something else, without a word.
     std::string badValue;
-    if (!profileTool.empty() && profileTool != "callgrind" && profileTool != "perf")
-        badValue = "--profile takes callgrind or perf";
+    struct stat file {
+    };
+    if (!profileTool.empty() && profileTool != "callgrind" && profileTool != "callgrind-stream"
+        && profileTool != "perf")
+        badValue = "--profile takes callgrind, callgrind-stream or perf";
     else if (requests < 10)
         badValue = "--requests takes a number of at least 10";
+    else if (frames < 10)
+        badValue = "--frames takes a number of at least 10";
+    else if (!beforeBinary.empty()
+             && (stat(beforeBinary.c_str(), &file) != 0 || !S_ISREG(file.st_mode)
+                 || access(beforeBinary.c_str(), X_OK) != 0))
+        badValue = "--before takes an executable SDK gateway host, not '" + beforeBinary + "'";
+    else if (!beforeBinary.empty() && (curves || profileTool == "perf"))
+        badValue = "--before is for --quick, --full and the callgrind profiles";
     for (size_t from = 0; badValue.empty() && from <= only.size();) {
         const size_t comma = std::min(only.find(',', from), only.size());
         const std::string name = only.substr(from, comma - from);
@@ -812,7 +1001,7 @@ int main(int argc, char **argv)
         return rc;
     }
     if (!profileTool.empty()) {
-        rc = profile(profileTool, profileDir.empty() ? workDir : profileDir, requests,
+        rc = profile(profileTool, profileDir.empty() ? workDir : profileDir, requests, frames,
                      only.find("stream") != std::string::npos);
         std::system(("rm -rf '" + workDir + "'").c_str());
         return rc;
@@ -827,6 +1016,13 @@ int main(int argc, char **argv)
         return 1;
     }
     s.raw = startRaw("raw", s.smallAnswer, s.bigAnswer);
+    if (!beforeBinary.empty()) {
+        s.before = startGateway("before", false, {}, {}, beforeBinary);
+        if (!rawProbe(s.before->target, false)) {
+            std::fprintf(stderr, "the --before gateway does not answer\n");
+            return 1;
+        }
+    }
 #ifdef ORU_BENCH_QTRO
     if (built("oru_bench_qtro_server")) {
         s.qtroName = workDir + "/qtro";
@@ -875,6 +1071,7 @@ int main(int argc, char **argv)
     s.trace.reset();
     s.error.reset();
     s.raw.reset();
+    s.before.reset();
     std::system(("rm -rf '" + workDir + "'").c_str());
     return rc;
 }

@@ -9,7 +9,9 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -67,6 +69,23 @@ long readFrame(int fd, std::string *buffer)
     const uint32_t size = headerPayloadSize(h) == 0xFFFFFFFFu ? 0 : headerPayloadSize(h);
     buffer->resize(size);
     return readAll(fd, &(*buffer)[0], size) ? long(size) : -1;
+}
+
+// Waits until the peer has read all that was written on `fd`: the SDK handles
+// what it reads at once, so this is the point where a request has been served.
+bool waitRead(int fd, double timeoutSeconds)
+{
+    const auto start = Clock::now();
+    for (;;) {
+        int unread = 0;
+        if (ioctl(fd, SIOCOUTQ, &unread) != 0)
+            return false;
+        if (unread == 0)
+            return true;
+        if (secondsSince(start) > timeoutSeconds)
+            return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
 }
 
 void setNonBlocking(int fd) { fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK); }
@@ -290,6 +309,92 @@ double rawStream(const Target &t, const StreamJob &job)
     closeAll();
     close(ep);
     return elapsed;
+}
+
+bool rawPacedStream(const Target &t, const std::string &device, long chunk, int readers, long frames,
+                    const std::function<void()> &atEnd)
+{
+    const double patience = 120; // seconds without progress, under valgrind
+    const int control = connectUnix(t.control);
+    std::vector<int> fds;
+    const auto finish = [&](bool ok) {
+        if (ok)
+            atEnd();
+        for (int fd : fds)
+            close(fd);
+        if (control >= 0)
+            close(control);
+        return ok;
+    };
+    if (control < 0)
+        return finish(false);
+    // Every reader attached before the first frame.
+    const std::string subscribe = frame(kSubscribe, subscribePayload(t, device));
+    for (int i = 0; i < readers; ++i) {
+        const int fd = connectUnix(t.stream);
+        if (fd < 0)
+            return finish(false);
+        fds.push_back(fd);
+        if (!writeAll(fd, subscribe.data(), subscribe.size()) || !waitRead(fd, patience))
+            return finish(false);
+    }
+    const auto command = [&](const std::string &text) {
+        const std::string f = frame(kCommand, commandPayload(t, text));
+        return writeAll(control, f.data(), f.size()) && waitRead(control, patience);
+    };
+    const auto ack = [&](long k) { return command("ack " + device + " 0 " + std::to_string(k * chunk)); };
+    // The host waits for reader 0's acks only, each sent once all readers have the frame.
+    StreamJob job;
+    job.device = device;
+    job.chunk = chunk;
+    job.total = readers > 0 ? chunk * frames : 0;
+    job.window = chunk;
+    if (!command(writeCommand(job)))
+        return finish(false);
+    if (readers == 0) {
+        for (long k = 1; k < frames; ++k) {
+            if (!ack(k))
+                return finish(false);
+        }
+        return finish(true);
+    }
+    const int ep = epoll_create1(EPOLL_CLOEXEC);
+    std::vector<FrameCounter> counters(static_cast<size_t>(readers));
+    std::vector<long> got(size_t(readers), 0);
+    for (int i = 0; i < readers; ++i) {
+        setNonBlocking(fds[size_t(i)]);
+        epoll_event ev{};
+        ev.events = EPOLLIN;
+        ev.data.u32 = uint32_t(i);
+        epoll_ctl(ep, EPOLL_CTL_ADD, fds[size_t(i)], &ev);
+    }
+    std::vector<char> buf(256 * 1024);
+    epoll_event events[64];
+    long everyone = 0;
+    auto progress = Clock::now();
+    bool ok = true;
+    while (ok && everyone < frames) {
+        if (secondsSince(progress) > patience) {
+            ok = false;
+            break;
+        }
+        const int n = epoll_wait(ep, events, 64, 100);
+        for (int e = 0; e < n; ++e) {
+            const size_t i = events[e].data.u32;
+            const ssize_t r = recv(fds[i], buf.data(), buf.size(), MSG_DONTWAIT);
+            if (r > 0)
+                got[i] += counters[i].feed(buf.data(), size_t(r));
+        }
+        const long least = *std::min_element(got.begin(), got.end());
+        if (least > everyone) {
+            everyone = least;
+            progress = Clock::now();
+            if (everyone < frames)
+                ok = ack(everyone);
+        }
+    }
+    close(ep);
+    return finish(ok);
 }
 
 void rawHoldControl(const Target &t, int count, const std::function<void()> &measure)

@@ -2,24 +2,30 @@
 # Builds (Release) and runs the benchmarks.
 #   scripts/bench.sh [--quick]    every metric, short runs (under a minute)
 #   scripts/bench.sh --full       the same with longer runs and more rounds
-#   scripts/bench.sh --callgrind  gateway instructions per round trip (repeatable)
+#   scripts/bench.sh --callgrind  gateway instructions per round trip (repeatable; its
+#                                 stream rows are unpaced, --only rtt leaves them out)
+#   scripts/bench.sh --callgrind-stream  gateway instructions per stream frame, frames paced
+#                                 by the readers so that the count repeats (FRAMES=2000)
 #   scripts/bench.sh --perf       perf profile of the gateway under load
 #   scripts/bench.sh --curves     cost against connections, sockets, chunk size (CSV and PNG)
 # Further arguments go to the driver (e.g. --only rtt,rate or --gateway PATH).
+# --before PATH (an older build's oru_bench_gateway) measures that build too, in
+# the same rounds: a "Before and after" table with --quick/--full, both builds'
+# counts with --callgrind and --callgrind-stream.
 # The table goes to stdout and to $BUILD_DIR/bench-results.md.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 mode=--quick
 case "${1:-}" in
-  --quick|--full|--callgrind|--perf|--curves) mode=$1; shift ;;
+  --quick|--full|--callgrind|--callgrind-stream|--perf|--curves) mode=$1; shift ;;
 esac
 
 # The baselines are optional: without their packages the table just lacks them.
 # The curves compare with the raw sockets only and need just the plotting.
 optional=(libqt5remoteobjects5-dev libqt5remoteobjects5-bin libgrpc++-dev protobuf-compiler-grpc)
 case $mode in
-  --callgrind) optional+=(valgrind) ;;
+  --callgrind|--callgrind-stream) optional+=(valgrind) ;;
   --perf) optional+=(linux-perf) ;;
   --curves) optional=(python3-matplotlib) ;;
 esac
@@ -48,6 +54,12 @@ case $mode in
       { callgrind_annotate --inclusive=yes "$out" | head -80; } > "$dir/top-inclusive.$level.txt" || true
     done
     echo "Annotated profiles: $dir/top-*.txt"
+    ;;
+  --callgrind-stream)
+    dir="$build/profile-stream"
+    rm -rf "$dir" && mkdir -p "$dir"
+    "$driver" --profile callgrind-stream --dir "$dir" --frames "${FRAMES:-2000}" "$@" \
+      | tee "$build/bench-callgrind-stream.md"
     ;;
   --perf)
     dir="$build/profile"
