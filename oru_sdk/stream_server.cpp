@@ -3,6 +3,7 @@
 #include "frame_codec.h"
 #include "resource_limits.h"
 #include "sdk_log.h"
+#include "socket_reader.h"
 #include "write_batch.h"
 
 #include <QLocalServer>
@@ -58,27 +59,34 @@ void StreamServer::writeToStream(StreamId streamId, MessageType type, const QByt
 void StreamServer::adopt(QLocalSocket *socket)
 {
     pendingBlockSizes.insert(socket, 0);
-    connect(socket, &QLocalSocket::readyRead, this, &StreamServer::slotSocketReadyRead);
+    // Read from the descriptor where we can: Qt's two buffered layers would
+    // each keep a 16 KiB block per socket once a request has come through.
+    if (!SocketReader::attach(socket, [this, socket](FrameBuffer *buffer) { readFrom(socket, buffer); }))
+        connect(socket, &QLocalSocket::readyRead, this, &StreamServer::slotSocketReadyRead);
     connect(socket, &QLocalSocket::disconnected, this, &StreamServer::slotSocketDisConnected);
     logInfo(QStringLiteral("new connection to stream server: %1").arg(socket->socketDescriptor()));
 }
 
 void StreamServer::slotSocketReadyRead()
 {
-    auto *socket = qobject_cast<QLocalSocket *>(sender());
-    if (!socket || !pendingBlockSizes.contains(socket))
+    if (auto *socket = qobject_cast<QLocalSocket *>(sender()))
+        readFrom(socket, nullptr);
+}
+
+void StreamServer::readFrom(QLocalSocket *socket, FrameBuffer *buffer)
+{
+    if (!pendingBlockSizes.contains(socket))
         return;
     const SocketRelease::Reading reading(&release, socket);
     const QPointer<QLocalSocket> alive(socket);
     qint64 pending = pendingBlockSizes.value(socket);
     const Limits &limits = Limits::current();
-    const bool fits = readFrames(
-        socket, pending,
-        [&](MessageType type, const QByteArray &payload) {
-            emit signalMessageComing(socket, type, payload);
-            return alive && pendingBlockSizes.contains(socket);
-        },
-        limits.largestFrame());
+    const auto deliver = [&](MessageType type, const QByteArray &payload) {
+        emit signalMessageComing(socket, type, payload);
+        return alive && pendingBlockSizes.contains(socket);
+    };
+    const bool fits = buffer ? readFrames(buffer, pending, deliver, limits.largestFrame())
+                             : readFrames(socket, pending, deliver, limits.largestFrame());
     if (!alive || !pendingBlockSizes.contains(socket))
         return;
     pendingBlockSizes[socket] = pending;

@@ -10,6 +10,8 @@
 
 namespace oru_sdk {
 
+class FrameBuffer;
+
 // The media channel's end: accepts sockets, splits their bytes into frames,
 // groups sockets by stream and writes each frame to every socket of a stream.
 class StreamServer : public ChannelServer
@@ -33,6 +35,9 @@ signals:
 private:
     void adopt(QLocalSocket *socket) override;
     void slotSocketReadyRead();
+    // One pass of the frame reader over `buffer` (bytes read from the
+    // descriptor), or over the socket itself when null.
+    void readFrom(QLocalSocket *socket, FrameBuffer *buffer);
     void slotSocketDisConnected();
 
     QLocalServer *localServer;
