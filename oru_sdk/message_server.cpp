@@ -12,7 +12,6 @@
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QMetaMethod>
-#include <QPointer>
 
 namespace oru_sdk {
 
@@ -60,11 +59,12 @@ void MessageServer::readFrom(QLocalSocket *socket, FrameBuffer *buffer)
     if (name == names.cend() || !pendingLengths.contains(*name))
         return;
     const qintptr socketName = *name;
-    // A host slot may spin a nested event loop in which this socket goes away:
-    // read with a local length and a guarded pointer, never into the maps.
+    // A host slot may spin a nested event loop in which this socket is
+    // forgotten: read with a local length, never into the maps. The socket
+    // itself outlives this handler (SocketRelease), with no QPointer's
+    // shared count allocated for it.
     const SocketRelease::Reading reading(&release, socket);
-    const QPointer<QLocalSocket> alive(socket);
-    const auto known = [&] { return alive && sockets.value(socketName) == socket; };
+    const auto known = [&] { return sockets.value(socketName) == socket; };
     const auto deliver = [&](MessageType type, const QByteArray &payload) {
         switch (type) {
         case MessageType::MainClientHello:

@@ -7,6 +7,7 @@
 #include <QHash>
 #include <QMap>
 #include <QSet>
+#include <QVector>
 
 namespace oru_sdk {
 
@@ -42,12 +43,19 @@ private:
 
     QLocalServer *localServer;
     QMap<StreamId, QSet<QLocalSocket *>> streamSockets;
-    // Keyed by the socket itself: its descriptor is gone after a disconnect.
-    QHash<QLocalSocket *, qint64> pendingBlockSizes;
-    // Every stream a socket joined, in the order it opened them; a socket
-    // that opens a second stream stays in the first one too, and must leave
-    // both when it goes.
-    QHash<QLocalSocket *, QList<StreamId>> memberships;
+    // What is kept per accepted socket, in one hash node: the frame length
+    // already read (0 when none), keyed by the socket itself since its
+    // descriptor is gone after a disconnect, and every stream it joined, in
+    // the order it opened them. A socket that opens a second stream stays in
+    // the first one too, and must leave both when it goes; most open one,
+    // which is kept without a list.
+    struct Peer {
+        qint64 pending = 0;
+        StreamId last = 0; // the stream opened last, if `joined`
+        bool joined = false;
+        QVector<StreamId> earlier;
+    };
+    QHash<QLocalSocket *, Peer> peers;
 };
 
 } // namespace oru_sdk
