@@ -46,8 +46,10 @@ SocketReader::SocketReader(QLocalSocket *socket, QSocketNotifier *qtReader, std:
     , pass(std::move(pass))
 {
     // Off before anyone hears of the closing: the descriptor is closed by
-    // then and may soon name the next connection.
-    connect(socket, &QLocalSocket::stateChanged, this, [this](QLocalSocket::LocalSocketState state) {
+    // then and may soon name the next connection. The socket is the context
+    // (it outlives its child, and already has connection data, which this
+    // object would need on its own only for this).
+    connect(socket, &QLocalSocket::stateChanged, socket, [this](QLocalSocket::LocalSocketState state) {
         if (state != QLocalSocket::ConnectedState) {
             stopped = true;
             setEnabled(false);
