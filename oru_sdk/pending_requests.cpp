@@ -75,10 +75,10 @@ void PendingRequests::forget(const Entry &entry)
 
 void PendingRequests::dropEmpty(QHash<qintptr, QMap<quint64, QString>>::iterator ids)
 {
-    // An empty list goes: an idle connection keeps nothing here (a hash node
-    // and an empty map's data otherwise, about 100 bytes), for the price of
-    // building them again with its next request.
-    if (ids->isEmpty())
+    // Only the departed connections' list goes when empty (its presence is
+    // asked); a live connection keeps its own until it leaves, so that one
+    // request after another does not build and free it each time.
+    if (ids.key() == kGone && ids->isEmpty())
         byConnection.erase(ids);
 }
 
