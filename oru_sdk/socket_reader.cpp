@@ -65,6 +65,7 @@ bool SocketReader::event(QEvent *event)
     return true;
 }
 
+#ifdef ORU_DIRECT_READS
 namespace {
 // Bytes are read into one buffer per thread and only a frame's unread rest is
 // kept per socket: an idle socket then holds no read storage at all. A reader
@@ -80,6 +81,7 @@ SharedBuffer &sharedBuffer()
     return shared;
 }
 } // namespace
+#endif
 
 void SocketReader::readable()
 {
