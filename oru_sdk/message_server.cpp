@@ -12,7 +12,6 @@
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QMetaMethod>
-#include <QPointer>
 
 namespace oru_sdk {
 
@@ -39,12 +38,15 @@ void MessageServer::adopt(QLocalSocket *socket)
     if (sockets.contains(name) && onNameReleased)
         onNameReleased(name);
     sockets[name] = socket;
-    pendingLengths[name] = 0;
-    names.insert(socket, name);
+    peers.insert(socket, Peer{name, 0});
     // Read from the descriptor where we can, else through Qt's readyRead.
     if (!SocketReader::attach(socket, [this, socket](FrameBuffer *buffer) { readFrom(socket, buffer); }))
         connect(socket, &QLocalSocket::readyRead, this, &MessageServer::slotSocketReadyRead);
-    connect(socket, &QLocalSocket::disconnected, this, &MessageServer::slotSocketDisConnected);
+    // By meta-method: a connection by function pointer allocates a slot
+    // object per socket as well.
+    static const QMetaMethod disconnected = QMetaMethod::fromSignal(&QLocalSocket::disconnected);
+    static const QMetaMethod slot = staticMetaObject.method(staticMetaObject.indexOfSlot("slotSocketDisConnected()"));
+    connect(socket, disconnected, this, slot);
     logInfo(QStringLiteral("new connection to message server: %1").arg(name));
 }
 
@@ -56,15 +58,16 @@ void MessageServer::slotSocketReadyRead()
 
 void MessageServer::readFrom(QLocalSocket *socket, FrameBuffer *buffer)
 {
-    const auto name = names.constFind(socket);
-    if (name == names.cend() || !pendingLengths.contains(*name))
+    const auto peer = peers.constFind(socket);
+    if (peer == peers.cend())
         return;
-    const qintptr socketName = *name;
-    // A host slot may spin a nested event loop in which this socket goes away:
-    // read with a local length and a guarded pointer, never into the maps.
+    const qintptr socketName = peer->name;
+    // A host slot may spin a nested event loop in which this socket is
+    // forgotten: read with a local length, never into the maps. The socket
+    // itself outlives this handler (SocketRelease), with no QPointer's
+    // shared count allocated for it.
     const SocketRelease::Reading reading(&release, socket);
-    const QPointer<QLocalSocket> alive(socket);
-    const auto known = [&] { return alive && sockets.value(socketName) == socket; };
+    const auto known = [&] { return sockets.value(socketName) == socket; };
     const auto deliver = [&](MessageType type, const QByteArray &payload) {
         switch (type) {
         case MessageType::MainClientHello:
@@ -86,13 +89,13 @@ void MessageServer::readFrom(QLocalSocket *socket, FrameBuffer *buffer)
         // A forgotten socket is not read any further.
         return known();
     };
-    qint64 pending = pendingLengths.value(socketName);
+    qint64 pending = peer->pending;
     const Limits &limits = Limits::current();
     const bool fits = buffer ? readFrames(buffer, pending, deliver, limits.largestFrame())
                              : readFrames(socket, pending, deliver, limits.largestFrame());
     if (!known())
         return;
-    pendingLengths[socketName] = pending;
+    peers[socket].pending = pending;
     if (!fits)
         limits.refuseFrame(socket, socketName, pending);
 }
@@ -125,15 +128,14 @@ void MessageServer::msgSocketDisconnected(QLocalSocket *s)
         emit DgwSignals::instance().signalMainClientExit();
         logInfo(QStringLiteral("end emit main client exit signal"));
     }
-    const auto name = names.find(s);
-    if (name == names.end())
+    const auto peer = peers.find(s);
+    if (peer == peers.end())
         return; // already forgotten (an exit frame came first)
-    const qintptr socketName = *name;
-    names.erase(name);
+    const qintptr socketName = peer->name;
+    peers.erase(peer);
     // The descriptor may have been reused by a newer connection: only remove our own entry.
     if (sockets.value(socketName) == s) {
         sockets.remove(socketName);
-        pendingLengths.remove(socketName);
         if (onNameReleased)
             onNameReleased(socketName);
     }

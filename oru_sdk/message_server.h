@@ -54,11 +54,16 @@ private:
 
     QLocalServer *server;
     QMap<qintptr, QLocalSocket *> sockets;
-    QMap<qintptr, qint64> pendingLengths;
     QLocalSocket *msgSocket = nullptr;
-    // A socket's name is its descriptor at accept time; after a disconnect the
-    // descriptor reads -1, so the name is kept here to find the entry again.
-    QHash<QLocalSocket *, qintptr> names;
+    // Per accepted socket, in one hash node: its name (the descriptor at
+    // accept time; after a disconnect the descriptor reads -1, so the name is
+    // kept here to find the entry again) and the frame length already read
+    // (0 when none).
+    struct Peer {
+        qintptr name;
+        qint64 pending;
+    };
+    QHash<QLocalSocket *, Peer> peers;
 };
 
 } // namespace oru_sdk

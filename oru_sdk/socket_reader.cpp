@@ -46,8 +46,10 @@ SocketReader::SocketReader(QLocalSocket *socket, QSocketNotifier *qtReader, std:
     , pass(std::move(pass))
 {
     // Off before anyone hears of the closing: the descriptor is closed by
-    // then and may soon name the next connection.
-    connect(socket, &QLocalSocket::stateChanged, this, [this](QLocalSocket::LocalSocketState state) {
+    // then and may soon name the next connection. The socket is the context
+    // (it outlives its child, and already has connection data, which this
+    // object would need on its own only for this).
+    connect(socket, &QLocalSocket::stateChanged, socket, [this](QLocalSocket::LocalSocketState state) {
         if (state != QLocalSocket::ConnectedState) {
             stopped = true;
             setEnabled(false);
@@ -63,6 +65,24 @@ bool SocketReader::event(QEvent *event)
     return true;
 }
 
+#ifdef ORU_DIRECT_READS
+namespace {
+// Bytes are read into one buffer per thread and only a frame's unread rest is
+// kept per socket: an idle socket then holds no read storage at all. A reader
+// takes it while its own buffer is empty and gives it back after its pass;
+// another reader notified in a nested event loop meanwhile reads into its own.
+struct SharedBuffer {
+    FrameBuffer bytes;
+    const void *user = nullptr;
+};
+SharedBuffer &sharedBuffer()
+{
+    static thread_local SharedBuffer shared;
+    return shared;
+}
+} // namespace
+#endif
+
 void SocketReader::readable()
 {
 #ifdef ORU_DIRECT_READS
@@ -70,10 +90,15 @@ void SocketReader::readable()
     const qint64 limit = owner->readBufferSize();
     bool fresh = false;
     bool ended = false;
+    SharedBuffer &shared = sharedBuffer();
+    const bool borrowed = buffer.bytesAvailable() == 0 && (!shared.user || shared.user == this);
+    if (borrowed)
+        shared.user = this;
+    FrameBuffer &into = borrowed ? shared.bytes : buffer;
     while (!stopped) {
         int want = kChunk;
         if (limit > 0) {
-            const qint64 room = limit - buffer.bytesAvailable();
+            const qint64 room = limit - into.bytesAvailable();
             if (room <= 0) {
                 setEnabled(false); // full: nothing more until a pass takes some, as with Qt
                 break;
@@ -81,12 +106,12 @@ void SocketReader::readable()
             want = int(qMin<qint64>(room, kChunk));
         }
         int size = 0;
-        char *at = buffer.room(want, &size);
+        char *at = into.room(want, &size);
         if (limit > 0)
             size = qMin(size, want);
         const ssize_t got = ::recv(int(QSocketNotifier::socket()), at, size_t(size), MSG_DONTWAIT);
         if (got > 0) {
-            buffer.wrote(int(got));
+            into.wrote(int(got));
             fresh = true;
             if (got < size)
                 break; // drained; a level-triggered notifier says if more comes
@@ -99,14 +124,22 @@ void SocketReader::readable()
     }
     if (fresh && !passing) {
         passing = true;
-        pass(&buffer);
+        pass(&into);
         passing = false;
+    }
+    if (borrowed && !passing) {
+        // The rest of a frame stays with this socket.
+        if (const int rest = int(into.bytesAvailable())) {
+            int size = 0;
+            buffer.wrote(int(into.read(buffer.room(rest, &size), rest)));
+        }
+        shared.user = nullptr;
     }
     if (ended) {
         stopped = true;
         setEnabled(false);
         owner->abort();
-    } else if (!stopped && !isEnabled() && limit > 0 && buffer.bytesAvailable() < limit) {
+    } else if (!stopped && !isEnabled() && limit > 0 && (passing ? into : buffer).bytesAvailable() < limit) {
         setEnabled(true);
     }
 #endif

@@ -11,7 +11,8 @@ class QLocalSocket;
 namespace oru_sdk {
 
 // Reads a connected local socket straight from its descriptor: recv into a
-// buffer of our own on each readiness notification, instead of Qt's two
+// buffer of our own (shared by the thread's readers, only a frame's unread
+// rest kept per socket) on each readiness notification, instead of Qt's two
 // buffered layers (QAbstractSocket's and QLocalSocket's) and their readyRead.
 // The QLocalSocket stays the socket's owner (this is its child) and still
 // writes, closes and reports disconnection; its own read notifier is

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QHash>
 #include <QLocalSocket>
 #include <QSet>
+#include <QVector>
 
 namespace oru_sdk {
 
@@ -21,18 +21,15 @@ public:
             : owner(owner)
             , socket(socket)
         {
-            ++owner->depths[socket];
+            owner->reading.append(socket);
         }
         ~Reading()
         {
-            // The entry stays at 0 until the socket is released: no hash
-            // node allocated and freed per read.
-            if (--owner->depths[socket] > 0)
-                return;
-            if (owner->doomed.remove(socket)) {
-                owner->depths.remove(socket);
+            // Handlers nest only through event loops spun inside them, so
+            // they end in the reverse order of their start.
+            owner->reading.removeLast();
+            if (!owner->reading.contains(socket) && owner->doomed.remove(socket))
                 socket->deleteLater();
-            }
         }
         Reading(const Reading &) = delete;
         Reading &operator=(const Reading &) = delete;
@@ -45,18 +42,16 @@ public:
     // deleteLater() now, or when the outermost handler of the socket returns.
     void release(QLocalSocket *socket)
     {
-        const auto it = depths.find(socket);
-        if (it != depths.end() && *it > 0) {
+        if (reading.contains(socket))
             doomed.insert(socket);
-            return;
-        }
-        if (it != depths.end())
-            depths.erase(it);
-        socket->deleteLater();
+        else
+            socket->deleteLater();
     }
 
 private:
-    QHash<QLocalSocket *, int> depths;
+    // The sockets whose handlers are on the stack, innermost last: a few at
+    // most, and nothing kept per socket.
+    QVector<QLocalSocket *> reading;
     QSet<QLocalSocket *> doomed;
 };
 

@@ -3,11 +3,11 @@
 #include "frame_codec.h"
 #include "resource_limits.h"
 #include "sdk_log.h"
+#include "socket_reader.h"
 #include "write_batch.h"
 
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QPointer>
 #include <QVariant>
 
 namespace oru_sdk {
@@ -25,18 +25,22 @@ StreamServer::StreamServer(const QString &serverName, QObject *parent)
 
 StreamId StreamServer::streamOf(QLocalSocket *socket) const
 {
-    const QList<StreamId> joined = memberships.value(socket);
-    return joined.isEmpty() ? 0 : joined.last();
+    const auto peer = peers.constFind(socket);
+    return peer != peers.cend() && peer->joined ? peer->last : 0;
 }
 
 void StreamServer::addStreamSocket(StreamId streamId, QLocalSocket *socket)
 {
     streamSockets[streamId].insert(socket);
     // The stream opened last goes last: control requests act on it.
-    QList<StreamId> &joined = memberships[socket];
-    joined.removeOne(streamId);
-    joined.append(streamId);
-    // Kept for hosts that read it; the library asks memberships.
+    Peer &peer = peers[socket];
+    if (peer.joined && peer.last != streamId) {
+        peer.earlier.removeOne(streamId);
+        peer.earlier.append(peer.last);
+    }
+    peer.last = streamId;
+    peer.joined = true;
+    // Kept for hosts that read it; the library asks its own table.
     socket->setProperty(kStreamIdProperty, QVariant::fromValue<uint>(streamId));
 }
 
@@ -57,31 +61,39 @@ void StreamServer::writeToStream(StreamId streamId, MessageType type, const QByt
 
 void StreamServer::adopt(QLocalSocket *socket)
 {
-    pendingBlockSizes.insert(socket, 0);
-    connect(socket, &QLocalSocket::readyRead, this, &StreamServer::slotSocketReadyRead);
+    peers.insert(socket, Peer());
+    // Read from the descriptor where we can: Qt's two buffered layers would
+    // each keep a 16 KiB block per socket once a request has come through.
+    if (!SocketReader::attach(socket, [this, socket](FrameBuffer *buffer) { readFrom(socket, buffer); }))
+        connect(socket, &QLocalSocket::readyRead, this, &StreamServer::slotSocketReadyRead);
     connect(socket, &QLocalSocket::disconnected, this, &StreamServer::slotSocketDisConnected);
     logInfo(QStringLiteral("new connection to stream server: %1").arg(socket->socketDescriptor()));
 }
 
 void StreamServer::slotSocketReadyRead()
 {
-    auto *socket = qobject_cast<QLocalSocket *>(sender());
-    if (!socket || !pendingBlockSizes.contains(socket))
+    if (auto *socket = qobject_cast<QLocalSocket *>(sender()))
+        readFrom(socket, nullptr);
+}
+
+void StreamServer::readFrom(QLocalSocket *socket, FrameBuffer *buffer)
+{
+    if (!peers.contains(socket))
         return;
+    // The socket outlives this handler (SocketRelease).
     const SocketRelease::Reading reading(&release, socket);
-    const QPointer<QLocalSocket> alive(socket);
-    qint64 pending = pendingBlockSizes.value(socket);
+    qint64 pending = peers.value(socket).pending;
     const Limits &limits = Limits::current();
-    const bool fits = readFrames(
-        socket, pending,
-        [&](MessageType type, const QByteArray &payload) {
-            emit signalMessageComing(socket, type, payload);
-            return alive && pendingBlockSizes.contains(socket);
-        },
-        limits.largestFrame());
-    if (!alive || !pendingBlockSizes.contains(socket))
+    const auto deliver = [&](MessageType type, const QByteArray &payload) {
+        emit signalMessageComing(socket, type, payload);
+        return peers.contains(socket);
+    };
+    const bool fits = buffer ? readFrames(buffer, pending, deliver, limits.largestFrame())
+                             : readFrames(socket, pending, deliver, limits.largestFrame());
+    const auto peer = peers.find(socket);
+    if (peer == peers.end())
         return;
-    pendingBlockSizes[socket] = pending;
+    peer->pending = pending;
     if (!fits)
         limits.refuseFrame(socket, socket->socketDescriptor(), pending);
 }
@@ -93,13 +105,19 @@ void StreamServer::slotSocketDisConnected()
         return;
     // A socket that never joined a stream is left alone, unless the limits
     // say to release it.
-    const QList<StreamId> joined = memberships.take(socket);
-    if (joined.isEmpty()) {
-        if (Limits::current().releaseEarlySockets && pendingBlockSizes.remove(socket))
+    const auto peer = peers.find(socket);
+    if (peer == peers.end())
+        return;
+    if (!peer->joined) {
+        if (Limits::current().releaseEarlySockets) {
+            peers.erase(peer);
             release.release(socket);
+        }
         return;
     }
-    pendingBlockSizes.remove(socket);
+    QVector<StreamId> joined = peer->earlier;
+    joined.append(peer->last);
+    peers.erase(peer);
     release.release(socket);
     // The stream opened last first, as the host expects.
     for (auto it = joined.crbegin(); it != joined.crend(); ++it) {

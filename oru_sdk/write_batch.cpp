@@ -4,6 +4,7 @@
 
 #include <QAbstractEventDispatcher>
 #include <QLocalSocket>
+#include <QTimer>
 
 // One gathered send straight to the descriptor where there is one; the
 // portable path (QLocalSocket::write only) can be forced to test it here.
@@ -33,7 +34,12 @@ WriteBatch::WriteBatch(QObject *parent, Channel channel)
     , limit(channel == Channel::Stream ? Limits::current().streamQueueBytes : Limits::current().controlQueueBytes)
     , policy(channel == Channel::Stream ? Limits::current().streamPolicy : Limits::current().controlPolicy)
     , dispatcher(QAbstractEventDispatcher::instance(thread()))
+    , sweeper(new QTimer(this))
 {
+    constexpr int kSweepMs = 1000;
+    sweeper->setSingleShot(true);
+    sweeper->setInterval(kSweepMs);
+    connect(sweeper, &QTimer::timeout, this, &WriteBatch::sweep);
     // The end of a pass is the start of the next one: the dispatcher says so
     // before it polls, whether or not it will wait, in nested loops too.
     if (dispatcher) {
@@ -56,6 +62,8 @@ void WriteBatch::append(QLocalSocket *socket, const QByteArray &header, const QB
                 drain(socket, *queue);
         });
         connect(socket, &QObject::destroyed, this, [this, socket] { queues.remove(socket); });
+        if (dispatcher && !sweeper->isActive())
+            sweeper->start();
     }
     const qint64 size = header.size() + payload.size();
     if (limit > 0 && !admit(socket, *it, size))
@@ -140,6 +148,22 @@ void WriteBatch::flush()
     }
     sockets.clear();
     spare = std::move(sockets);
+}
+
+void WriteBatch::sweep()
+{
+    for (auto it = queues.begin(); it != queues.end();) {
+        const Queue &queue = *it;
+        // A queue that counts drops or closes its socket still has to say so.
+        if (queue.frames.empty() && !queue.due && !queue.draining && !queue.closing && queue.dropped == 0) {
+            disconnect(it.key(), nullptr, this, nullptr);
+            it = queues.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    if (!queues.isEmpty())
+        sweeper->start();
 }
 
 void WriteBatch::drain(QLocalSocket *socket, Queue &queue)

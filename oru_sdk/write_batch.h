@@ -11,6 +11,7 @@
 #include <deque>
 
 class QAbstractEventDispatcher;
+class QTimer;
 class QLocalSocket;
 
 namespace oru_sdk {
@@ -78,6 +79,10 @@ private:
     void writeFrame(QLocalSocket *socket, Queue &queue);
     // Sends what the kernel takes; true if that was all (128 frames at most).
     static bool sendGathered(int fd, Queue &queue);
+    // Forgets the queues with nothing left to do (an empty deque and the two
+    // connections still cost about 1 KiB per socket), at most once per
+    // kSweepMs: a busy socket builds its queue again once a second at most.
+    void sweep();
 
     const Channel channel;
     const qint64 limit;
@@ -86,6 +91,7 @@ private:
     QHash<QLocalSocket *, Queue> queues;
     QVector<QLocalSocket *> due;
     QVector<QLocalSocket *> spare;
+    QTimer *const sweeper;
 };
 
 } // namespace oru_sdk

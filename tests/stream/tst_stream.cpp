@@ -664,6 +664,37 @@ private slots:
         QVERIFY(receivesAll(&b));
     }
 
+    // Frames that come while the host waits in a local loop inside one socket's
+    // request: another socket's frame, in two pieces, is taken in that loop;
+    // the waiting socket's own only once its handler has returned.
+    void framesArriveWhileHostWaits()
+    {
+        const auto ctrl = [](int v) {
+            return oru_sdk::encodeFrame(MessageType::PlaybackCtrlReq,
+                                        message<pb::PlaybackCtrlReq>([&](auto &m) { m.set_ctrl(v); }));
+        };
+        QSignalSpy ctrls(&DgwSignals::instance(), &DgwSignals::signalPlaybackCtrlReq);
+        const auto values = [&] {
+            QStringList out;
+            for (const QList<QVariant> &args : qAsConst(ctrls))
+                out.append(QString::number(int(args.at(1).value<PlaybackCtrl>())));
+            return out.join(QLatin1Char(','));
+        };
+        Connection waiter, other;
+        QVERIFY(oru_test::connectStreamLogged(&waiter) && oru_test::connectStreamLogged(&other));
+        const auto wait = connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, this, [&] {
+            waiter.sendRaw(ctrl(1));
+            const QByteArray two = ctrl(2);
+            other.sendRaw(two.left(5));
+            other.sendRaw(two.mid(5));
+            QVERIFY(oru_test::waitInLocalLoop(true, [&] { return !ctrls.isEmpty(); }));
+            QCOMPARE(values(), QStringLiteral("2"));
+        });
+        waiter.sendFrame(MessageType::LiveVideoConnReq, liveReq(QStringLiteral("waiting-frames"), 1, 0));
+        QTRY_COMPARE(values(), QStringLiteral("2,1"));
+        disconnect(wait);
+    }
+
     void viewerLeavesWhileHostWaits_data() { oru_test::addBoolRows("eventLoop", "processEvents", "QEventLoop"); }
 
     // The host asks its device before answering and waits in a local loop; the
