@@ -5,6 +5,10 @@
 #include <type_traits>
 #include <utility>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace oru_sdk::wire {
 
 const QString kDateTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz");
@@ -15,15 +19,31 @@ QString text(const std::string &s) { return textUpToZero(s.c_str()); }
 std::string utf8(const QString &s)
 {
     // Most texts are ASCII: those are written straight, without the UTF-8
-    // QByteArray that toStdString() goes through.
+    // QByteArray that toStdString() goes through, sixteen characters a step
+    // where SSE2 is there (a 64 KiB name took eight instructions a character
+    // one by one).
     const int size = s.size();
+    const ushort *in = s.utf16();
     std::string out(size_t(size), '\0');
-    const QChar *in = s.constData();
-    for (int i = 0; i < size; ++i) {
-        const ushort c = in[i].unicode();
-        if (c >= 0x80)
+    char *o = &out[0];
+    int i = 0;
+#ifdef __SSE2__
+    const __m128i high = _mm_set1_epi16(short(0xff80));
+    for (; i + 16 <= size; i += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + i + 8));
+        // Any bit above 0x7f in any character: not ASCII. (The pack below
+        // saturates as signed, so it must never see such a character.)
+        const __m128i above = _mm_and_si128(_mm_or_si128(a, b), high);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(above, _mm_setzero_si128())) != 0xffff)
             return s.toStdString();
-        out[size_t(i)] = char(c);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(o + i), _mm_packus_epi16(a, b));
+    }
+#endif
+    for (; i < size; ++i) {
+        if (in[i] >= 0x80)
+            return s.toStdString();
+        o[i] = char(in[i]);
     }
     return out;
 }

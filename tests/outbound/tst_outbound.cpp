@@ -191,8 +191,8 @@ AlarmInfo alarm(const QString &alarmId)
 }
 
 const DevNetInfo kNet{q("10.0.21.1"), q("255.255.240.0"), q("10.0.0.254"), q("8.8.4.4"), true, 6, -7, 8};
-const DevPlatformInfo kPlatform{true, q("plattform.ü:24"), false, 2404, -2405};
-const DevPlatform_tavInfo kTav{false, true, q("online-ü:28"), true, q("business:28")};
+const DevPlatformInfo kPlatform{true, q("platform-address:24, hall 통 east"), false, 2404, -2405};
+const DevPlatform_tavInfo kTav{false, true, q("online-ü:28"), true, q("business-video:28 rtsp")};
 const DevInfoFromDgw kDgwInfo{q("dgw-ü-42"), q("SN42"),    q("10.4.2.1"), 4000000042u, 3000000042u,  -6,
                               q("V4.2"),     q("serie-ö"), 2900000009u,   -10,         q("code-42"), 12,
                               abilities(42)};
