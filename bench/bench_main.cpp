@@ -729,11 +729,13 @@ double perUnit(const std::string &dir, const std::string &name, const long count
 
 std::string fmtIr(double ir) { return ir < 0 ? "failed" : fmt(ir); }
 
-bool roundTripsThenQuit(Gateway &g, long n)
+std::function<bool(Gateway &, long)> roundTripsThenQuit(bool big)
 {
-    const bool ok = long(rawRoundTrip(g.target, false, int(n), 0).size()) == n;
-    quitGateway(g);
-    return ok;
+    return [big](Gateway &g, long n) {
+        const bool ok = long(rawRoundTrip(g.target, big, int(n), 0).size()) == n;
+        quitGateway(g);
+        return ok;
+    };
 }
 
 // Per stream frame, each pushed only once every reader has the one before:
@@ -802,61 +804,41 @@ int streamProfile(const std::string &dir, long frames)
     return failed ? 1 : 0;
 }
 
-int profile(const std::string &tool, const std::string &dir, int requests, long frames, bool streams)
+int profile(const std::string &tool, const std::string &dir, int requests, long frames)
 {
     if (tool == "callgrind-stream")
         return streamProfile(dir, frames);
     if (tool == "callgrind") {
-        const long counts[2] = {requests / 5, requests};
-        const double trace =
-            perUnit(dir, "trace", counts, sdkStart("cg-trace", false, gatewayBinary), roundTripsThenQuit);
-        const double error =
-            perUnit(dir, "error", counts, sdkStart("cg-error", true, gatewayBinary), roundTripsThenQuit);
-        const double raw = perUnit(dir, "raw", counts, rawStart("cg-raw"), roundTripsThenQuit);
         std::printf("| Gateway instructions (callgrind Ir) | ours, log trace (default) | ours, log error | raw server "
-                    "| ours (trace) / raw |\n");
-        std::printf("|---|---:|---:|---:|---:|\n| per small round trip | %s | %s | %s | %s |\n", fmtIr(trace).c_str(),
-                    fmtIr(error).c_str(), fmtIr(raw).c_str(), ratio(trace, raw).c_str());
-        std::fflush(stdout);
-        if (!beforeBinary.empty()) {
-            const double oldTrace = perUnit(dir, "before-trace", counts,
-                                            sdkStart("cg-before-trace", false, beforeBinary), roundTripsThenQuit);
-            const double oldError = perUnit(dir, "before-error", counts,
-                                            sdkStart("cg-before-error", true, beforeBinary), roundTripsThenQuit);
-            std::printf("| per small round trip, before (%s) | %s | %s | %s | %s |\n", beforeBinary.c_str(),
-                        fmtIr(oldTrace).c_str(), fmtIr(oldError).c_str(), fmtIr(raw).c_str(),
-                        ratio(oldTrace, raw).c_str());
-            std::printf("| after / before | %s | %s | | |\n", ratio(trace, oldTrace).c_str(),
-                        ratio(error, oldError).c_str());
-            std::fflush(stdout);
-        }
-        // Per stream frame written on the library's thread to one raw reader,
-        // unpaced (callgrind-stream counts paced frames, which repeat better).
-        for (const long chunk : {4L << 10, 64L << 10}) {
-            if (!streams)
-                break;
-            // Many frames: the servers' 200 ms listen checks fire more often
-            // the longer a run takes, which under valgrind is hundreds of
-            // thousands of instructions per second of difference.
-            const long frameCounts[2] = {requests / 5, requests * 2L};
-            const auto unpaced = [chunk](Gateway &g, long n) {
-                StreamJob job;
-                job.chunk = chunk;
-                job.total = chunk * n;
-                job.device = uniqueDevice("cg");
-                const bool ok = rawStream(g.target, job) >= 0;
-                quitGateway(g);
-                return ok;
+                    "| ours (trace) / raw |\n|---|---:|---:|---:|---:|\n");
+        bool failed = false;
+        // 64 KiB answers take far longer under valgrind: a tenth as many.
+        for (const bool big : {false, true}) {
+            const long counts[2] = {requests / (big ? 50 : 5), requests / (big ? 10 : 1)};
+            const std::string what = big ? "per 64 KiB round trip" : "per small round trip";
+            const std::string tag = big ? "-64k" : "";
+            const auto count = [&](const std::string &name, bool errorLevel, const std::string &binary) {
+                return perUnit(dir, name + tag, counts, sdkStart("cg-" + name + tag, errorLevel, binary),
+                               roundTripsThenQuit(big));
             };
-            const std::string name = ".stream" + std::to_string(chunk >> 10) + "k";
-            const double ours =
-                perUnit(dir, "trace" + name, frameCounts, sdkStart("cg-trace", false, gatewayBinary), unpaced);
-            const double rawFrame = perUnit(dir, "raw" + name, frameCounts, rawStart("cg-raw"), unpaced);
-            std::printf("| per %ld KiB stream frame, library's thread | %s | | %s | %s |\n", chunk >> 10,
-                        fmtIr(ours).c_str(), fmtIr(rawFrame).c_str(), ratio(ours, rawFrame).c_str());
+            const double trace = count("trace", false, gatewayBinary), error = count("error", true, gatewayBinary);
+            const double raw = perUnit(dir, "raw" + tag, counts, rawStart("cg-raw" + tag), roundTripsThenQuit(big));
+            failed = failed || trace < 0 || error < 0 || raw < 0;
+            std::printf("| %s | %s | %s | %s | %s |\n", what.c_str(), fmtIr(trace).c_str(), fmtIr(error).c_str(),
+                        fmtIr(raw).c_str(), ratio(trace, raw).c_str());
             std::fflush(stdout);
+            if (!beforeBinary.empty()) {
+                const double oldTrace = count("before-trace", false, beforeBinary);
+                const double oldError = count("before-error", true, beforeBinary);
+                std::printf("| %s, before (%s) | %s | %s | %s | %s |\n", what.c_str(), beforeBinary.c_str(),
+                            fmtIr(oldTrace).c_str(), fmtIr(oldError).c_str(), fmtIr(raw).c_str(),
+                            ratio(oldTrace, raw).c_str());
+                std::printf("| after / before | %s | %s | | |\n", ratio(trace, oldTrace).c_str(),
+                            ratio(error, oldError).c_str());
+                std::fflush(stdout);
+            }
         }
-        return trace < 0 || error < 0 || raw < 0 ? 1 : 0;
+        return failed ? 1 : 0;
     }
     if (tool == "perf") {
         for (const bool errorLevel : {false, true}) {
@@ -1001,8 +983,7 @@ int main(int argc, char **argv)
         return rc;
     }
     if (!profileTool.empty()) {
-        rc = profile(profileTool, profileDir.empty() ? workDir : profileDir, requests, frames,
-                     only.find("stream") != std::string::npos);
+        rc = profile(profileTool, profileDir.empty() ? workDir : profileDir, requests, frames);
         std::system(("rm -rf '" + workDir + "'").c_str());
         return rc;
     }

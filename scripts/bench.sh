@@ -2,8 +2,7 @@
 # Builds (Release) and runs the benchmarks.
 #   scripts/bench.sh [--quick]    every metric, short runs (under a minute)
 #   scripts/bench.sh --full       the same with longer runs and more rounds
-#   scripts/bench.sh --callgrind  gateway instructions per round trip (repeatable; its
-#                                 stream rows are unpaced, --only rtt leaves them out)
+#   scripts/bench.sh --callgrind  gateway instructions per small and per 64 KiB round trip
 #   scripts/bench.sh --callgrind-stream  gateway instructions per stream frame, frames paced
 #                                 by the readers so that the count repeats (FRAMES=2000)
 #   scripts/bench.sh --perf       perf profile of the gateway under load
