@@ -1,10 +1,12 @@
 #include "connection.h"
 
 #include "frame_codec.h"
+#include "socket_reader.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QPointer>
 #include <QTimer>
 
 namespace oru_client {
@@ -25,10 +27,21 @@ bool spinUntil(const std::function<bool()> &done, int timeoutMs)
     return true;
 }
 
+struct Connection::Reader {
+    oru_sdk::FrameSplitter splitter;
+    // What Qt's reader has buffered, when the descriptor is not read directly.
+    oru_sdk::FrameBuffer fromQt;
+    QPointer<oru_sdk::SocketReader> direct;
+    // Bytes left in the buffer when it was last looked at.
+    qint64 seen = 0;
+};
+
 Connection::Connection(QObject *parent)
     : QObject(parent)
-    , splitter(std::make_unique<oru_sdk::FrameSplitter>())
+    , reader(std::make_unique<Reader>())
 {
+    // Before Qt's reader has taken any byte of the new connection.
+    connect(&socket, &QLocalSocket::connected, this, &Connection::startReading);
     connect(&socket, &QLocalSocket::readyRead, this, &Connection::readAvailable);
     connect(&socket, &QLocalSocket::disconnected, this, &Connection::disconnected);
 }
@@ -63,13 +76,39 @@ void Connection::sendRaw(const QByteArray &bytes)
     socket.flush();
 }
 
+void Connection::startReading()
+{
+    if (reader->direct)
+        reader->direct->deleteLater(); // the last connection's, long stopped
+    reader = std::make_unique<Reader>();
+    if (directReads)
+        reader->direct = oru_sdk::SocketReader::attach(&socket, [this](oru_sdk::FrameBuffer *bytes) { take(bytes); });
+}
+
 void Connection::readAvailable()
 {
-    const QByteArray bytes = socket.readAll();
-    received += bytes.size();
-    splitter->append(bytes);
+    oru_sdk::FrameBuffer *bytes = &reader->fromQt;
+    for (qint64 available; (available = socket.bytesAvailable()) > 0;) {
+        int room = 0;
+        char *at = bytes->room(int(qMin<qint64>(available, 1 << 20)), &room);
+        const qint64 got = socket.read(at, qMin<qint64>(available, room));
+        if (got <= 0)
+            break;
+        bytes->wrote(int(got));
+    }
+    take(bytes);
+}
+
+void Connection::take(oru_sdk::FrameBuffer *bytes)
+{
     Frame frame;
-    while (splitter->next(&frame.type, &frame.payload)) {
+    for (;;) {
+        // Also what a notification in a slot's nested event loop added.
+        received += bytes->bytesAvailable() - reader->seen;
+        const bool whole = reader->splitter.next(bytes, &frame.type, &frame.payload);
+        reader->seen = bytes->bytesAvailable();
+        if (!whole)
+            return;
         if (keepFrames)
             frames.append(frame);
         emit frameReceived(frame);

@@ -76,27 +76,49 @@ char *FrameBuffer::room(int atLeast, int *size)
     return bytes.data() + end;
 }
 
-bool FrameSplitter::next(MessageType *type, QByteArray *payload)
+void FrameSplitter::append(const QByteArray &bytes)
 {
-    const int available = buffer.size() - offset;
-    if (available < kFrameHeaderSize)
-        return false;
-    const uchar *in = reinterpret_cast<const uchar *>(buffer.constData()) + offset;
-    const quint32 size = qFromBigEndian<quint32>(in + 9);
-    const qint64 payloadSize = size == 0xFFFFFFFFu ? 0 : qint64(size);
-    if (available - kFrameHeaderSize < payloadSize)
-        return false;
-    *type = static_cast<MessageType>(static_cast<qint8>(in[8]));
-    *payload = size == 0xFFFFFFFFu ? QByteArray() : buffer.mid(offset + kFrameHeaderSize, int(payloadSize));
-    offset += kFrameHeaderSize + int(payloadSize);
-    // Compact once the consumed head dominates, keeping appends amortised.
-    if (offset == buffer.size()) {
-        buffer.clear();
-        offset = 0;
-    } else if (offset > (1 << 20) && offset > buffer.size() / 2) {
-        buffer.remove(0, offset);
-        offset = 0;
+    if (bytes.isEmpty())
+        return;
+    int size = 0;
+    std::memcpy(own.room(bytes.size(), &size), bytes.constData(), size_t(bytes.size()));
+    own.wrote(bytes.size());
+}
+
+bool FrameSplitter::next(FrameBuffer *from, MessageType *type, QByteArray *out)
+{
+    // Room is made for this much of an announced payload at once; a larger
+    // one grows as its bytes come, so a wrong count costs no memory.
+    constexpr qint64 kReserveAhead = 16 << 20;
+    // The most one array holds here; a larger payload is never complete.
+    constexpr qint64 kLargest = 1 << 30;
+    if (!inFrame) {
+        if (from->bytesAvailable() < kFrameHeaderSize)
+            return false;
+        uchar header[kFrameHeaderSize];
+        from->read(reinterpret_cast<char *>(header), kFrameHeaderSize);
+        frameType = static_cast<MessageType>(static_cast<qint8>(header[8]));
+        const quint32 size = qFromBigEndian<quint32>(header + 9);
+        missing = size == 0xFFFFFFFFu ? 0 : qint64(size);
+        // An empty payload is not a null one (0xFFFFFFFF).
+        payload = size == 0xFFFFFFFFu ? QByteArray() : QByteArray("");
+        if (missing > 0 && missing <= kLargest)
+            payload.reserve(int(qMin(missing, kReserveAhead)));
+        inFrame = true;
     }
+    const int n = int(qMin(qMin(missing, from->bytesAvailable()), kLargest - payload.size()));
+    if (n > 0) {
+        const int at = payload.size();
+        payload.resize(at + n);
+        from->read(payload.data() + at, n);
+        missing -= n;
+    }
+    if (missing > 0)
+        return false;
+    *type = frameType;
+    *out = std::move(payload);
+    payload = QByteArray();
+    inFrame = false;
     return true;
 }
 

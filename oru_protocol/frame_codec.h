@@ -117,18 +117,27 @@ bool readFrames(Source *source, qint64 &pendingLength, Deliver &&deliver, qint64
 }
 
 // An exact frame splitter for the main client's side, where large frames
-// arrive in pieces: a frame is taken only once all its bytes are there.
+// arrive in pieces: a frame is taken only once all its bytes are there. A
+// payload is gathered in its own array as its bytes come in, so what stays
+// read ahead is never more than one header.
 class FrameSplitter
 {
 public:
-    void append(const QByteArray &bytes) { buffer.append(bytes); }
+    void append(const QByteArray &bytes);
     // Takes the next whole frame; false when none is complete yet.
-    bool next(MessageType *type, QByteArray *payload);
-    qint64 buffered() const { return buffer.size() - offset; }
+    bool next(MessageType *type, QByteArray *payload) { return next(&own, type, payload); }
+    // The same from bytes read ahead elsewhere (a descriptor reader's buffer),
+    // one stream of frames per splitter.
+    bool next(FrameBuffer *from, MessageType *type, QByteArray *payload);
+    // Appended bytes not handed out in a frame yet.
+    qint64 buffered() const { return own.bytesAvailable() + (inFrame ? kFrameHeaderSize + payload.size() : 0); }
 
 private:
-    QByteArray buffer;
-    int offset = 0;
+    FrameBuffer own;
+    bool inFrame = false;
+    MessageType frameType = MessageType(0);
+    QByteArray payload;
+    qint64 missing = 0;
 };
 
 } // namespace oru_sdk
