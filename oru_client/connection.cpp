@@ -32,7 +32,7 @@ struct Connection::Reader {
     // What Qt's reader has buffered, when the descriptor is not read directly.
     oru_sdk::FrameBuffer fromQt;
     QPointer<oru_sdk::SocketReader> direct;
-    // Bytes left in the buffer when it was last looked at.
+    // Bytes written to the buffer when it was last looked at.
     qint64 seen = 0;
 };
 
@@ -104,10 +104,9 @@ void Connection::take(oru_sdk::FrameBuffer *bytes)
     Frame frame;
     for (;;) {
         // Also what a notification in a slot's nested event loop added.
-        received += bytes->bytesAvailable() - reader->seen;
-        const bool whole = reader->splitter.next(bytes, &frame.type, &frame.payload);
-        reader->seen = bytes->bytesAvailable();
-        if (!whole)
+        received += bytes->written() - reader->seen;
+        reader->seen = bytes->written();
+        if (!reader->splitter.next(bytes, &frame.type, &frame.payload))
             return;
         if (keepFrames)
             frames.append(frame);

@@ -58,6 +58,10 @@ QByteArray FrameBuffer::take(qint64 size)
 
 char *FrameBuffer::room(int atLeast, int *size)
 {
+    if (placeLeft > 0) {
+        *size = placeLeft;
+        return placeAt;
+    }
     // Small storage is kept for the next bytes; large storage goes once empty,
     // so that one big frame does not stay in memory.
     constexpr int kKeep = 4096;
@@ -76,50 +80,72 @@ char *FrameBuffer::room(int atLeast, int *size)
     return bytes.data() + end;
 }
 
+void FrameBuffer::wrote(int size)
+{
+    total += size;
+    if (placeLeft > 0) {
+        placeAt += size;
+        placeLeft -= size;
+    } else {
+        end += size;
+    }
+}
+
 void FrameSplitter::append(const QByteArray &bytes)
 {
-    if (bytes.isEmpty())
-        return;
-    int size = 0;
-    std::memcpy(own.room(bytes.size(), &size), bytes.constData(), size_t(bytes.size()));
-    own.wrote(bytes.size());
+    for (int at = 0, size = 0; at < bytes.size(); at += size) {
+        char *to = own.room(bytes.size() - at, &size);
+        size = qMin(size, bytes.size() - at);
+        std::memcpy(to, bytes.constData() + at, size_t(size));
+        own.wrote(size);
+    }
 }
 
 bool FrameSplitter::next(FrameBuffer *from, MessageType *type, QByteArray *out)
 {
-    // Room is made for this much of an announced payload at once; a larger
-    // one grows as its bytes come, so a wrong count costs no memory.
-    constexpr qint64 kReserveAhead = 16 << 20;
-    // The most one array holds here; a larger payload is never complete.
-    constexpr qint64 kLargest = 1 << 30;
-    if (!inFrame) {
-        if (from->bytesAvailable() < kFrameHeaderSize)
-            return false;
-        uchar header[kFrameHeaderSize];
-        from->read(reinterpret_cast<char *>(header), kFrameHeaderSize);
-        frameType = static_cast<MessageType>(static_cast<qint8>(header[8]));
-        const quint32 size = qFromBigEndian<quint32>(header + 9);
-        missing = size == 0xFFFFFFFFu ? 0 : qint64(size);
-        // An empty payload is not a null one (0xFFFFFFFF).
-        payload = size == 0xFFFFFFFFu ? QByteArray() : QByteArray("");
-        if (missing > 0 && missing <= kLargest)
-            payload.reserve(int(qMin(missing, kReserveAhead)));
-        inFrame = true;
-    }
-    const int n = int(qMin(qMin(missing, from->bytesAvailable()), kLargest - payload.size()));
-    if (n > 0) {
-        const int at = payload.size();
-        payload.resize(at + n);
-        from->read(payload.data() + at, n);
-        missing -= n;
-    }
-    if (missing > 0)
+    // A payload's array grows by this much at most at once, so that a wrong
+    // count costs no memory; the largest one held is never complete.
+    constexpr int kStep = 16 << 20;
+    constexpr int kLargest = 1 << 30;
+    have += placed - from->awaitedInPlace();
+    placed = from->awaitedInPlace();
+    if (placed > 0)
         return false;
-    *type = frameType;
-    *out = std::move(payload);
-    payload = QByteArray();
-    inFrame = false;
-    return true;
+    for (;;) {
+        const int size = inFrame ? payload.size() : kFrameHeaderSize;
+        if (have < size) {
+            char *part = inFrame ? payload.data() : reinterpret_cast<char *>(header);
+            have += int(from->read(part + have, size - have));
+            if (have < size) {
+                // Nothing left in the buffer: the rest goes straight into place.
+                placed = size - have;
+                from->placeNext(part + have, placed);
+                return false;
+            }
+        }
+        if (!inFrame) {
+            frameType = static_cast<MessageType>(static_cast<qint8>(header[8]));
+            const quint32 count = qFromBigEndian<quint32>(header + 9);
+            // An empty payload is not a null one (0xFFFFFFFF).
+            payloadSize = count == 0xFFFFFFFFu ? 0 : qint64(count);
+            payload = count == 0xFFFFFFFFu ? QByteArray() : QByteArray("");
+            if (payloadSize > 0)
+                payload.resize(int(qMin<qint64>(payloadSize, kStep)));
+            have = 0;
+            inFrame = true;
+        } else if (payloadSize > size) {
+            if (size >= kLargest)
+                return false;
+            payload.resize(int(qMin<qint64>(payloadSize, qMin<qint64>(kLargest, size + qMax(size, kStep)))));
+        } else {
+            *type = frameType;
+            *out = std::move(payload);
+            payload = QByteArray();
+            have = 0;
+            inFrame = false;
+            return true;
+        }
+    }
 }
 
 } // namespace oru_sdk

@@ -81,6 +81,7 @@ void SocketReader::readable()
             want = int(qMin<qint64>(room, kChunk));
         }
         int size = 0;
+        const bool inPlace = buffer.awaitedInPlace() > 0;
         char *at = buffer.room(want, &size);
         if (limit > 0)
             size = qMin(size, want);
@@ -88,8 +89,10 @@ void SocketReader::readable()
         if (got > 0) {
             buffer.wrote(int(got));
             fresh = true;
-            if (got < size)
-                break; // drained; a level-triggered notifier says if more comes
+            // Drained (a level-triggered notifier says if more comes), or put
+            // where the reader wanted it: the reader looks before we go on.
+            if (got < size || inPlace)
+                break;
         } else if (got < 0 && errno == EINTR) {
             continue;
         } else {
