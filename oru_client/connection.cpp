@@ -13,6 +13,8 @@ namespace oru_client {
 
 bool spinUntil(const std::function<bool()> &done, int timeoutMs)
 {
+    if (done())
+        return true; // no timer to start: a frame taken in a slot is this case
     QElapsedTimer clock;
     clock.start();
     // Every event (a frame arriving, a state change) ends one wait and the
