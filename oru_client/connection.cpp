@@ -36,6 +36,8 @@ struct Connection::Reader {
     QPointer<oru_sdk::SocketReader> direct;
     // Bytes written to the buffer when it was last looked at.
     qint64 seen = 0;
+    // Counts the connections made, so that a pass sees a slot connecting anew.
+    int generation = 0;
 };
 
 Connection::Connection(QObject *parent)
@@ -80,9 +82,15 @@ void Connection::sendRaw(const QByteArray &bytes)
 
 void Connection::startReading()
 {
-    if (reader->direct)
-        reader->direct->deleteLater(); // the last connection's, long stopped
-    reader = std::make_unique<Reader>();
+    if (reader->direct) {
+        // The last connection's, long stopped; out of the socket's children
+        // at once, where it would hide Qt's new read notifier from attach().
+        reader->direct->setParent(nullptr);
+        reader->direct->deleteLater();
+    }
+    auto fresh = std::make_unique<Reader>();
+    fresh->generation = reader->generation + 1;
+    reader = std::move(fresh);
     if (directReads)
         reader->direct = oru_sdk::SocketReader::attach(&socket, [this](oru_sdk::FrameBuffer *bytes) { take(bytes); });
 }
@@ -103,6 +111,7 @@ void Connection::readAvailable()
 
 void Connection::take(oru_sdk::FrameBuffer *bytes)
 {
+    const int generation = reader->generation;
     Frame frame;
     for (;;) {
         // Also what a notification in a slot's nested event loop added.
@@ -113,6 +122,8 @@ void Connection::take(oru_sdk::FrameBuffer *bytes)
         if (keepFrames)
             frames.append(frame);
         emit frameReceived(frame);
+        if (reader->generation != generation)
+            return; // a slot connected anew: the old connection's bytes are gone
     }
 }
 
