@@ -104,7 +104,7 @@ void FrameSplitter::append(const QByteArray &bytes)
 bool FrameSplitter::next(FrameBuffer *from, MessageType *type, QByteArray *out)
 {
     // A payload's array grows by this much at most at once, so that a wrong
-    // count costs no memory; the largest one held is never complete.
+    // count costs no memory; a payload above kLargest is never complete.
     constexpr int kStep = 16 << 20;
     constexpr int kLargest = 1 << 30;
     have += placed - from->awaitedInPlace();

@@ -49,7 +49,11 @@ public:
     // While the buffer is empty, a frame reader can have the next `size`
     // bytes placed straight where it wants them (a payload's own array):
     // room() hands out that space until it is full.
-    void placeNext(char *at, int size) { placeAt = at, placeLeft = size; }
+    void placeNext(char *at, int size)
+    {
+        placeAt = at;
+        placeLeft = size;
+    }
     int awaitedInPlace() const { return placeLeft; }
     // Every byte ever written, in place or not.
     qint64 written() const { return total; }
