@@ -107,6 +107,10 @@ bool FrameSplitter::next(FrameBuffer *from, MessageType *type, QByteArray *out)
     // count costs no memory; a payload above kLargest is never complete.
     constexpr int kStep = 16 << 20;
     constexpr int kLargest = 1 << 30;
+    // A placement costs the reader a notification of its own: worth it for a
+    // large payload, and for the header after one (a stream of large frames).
+    // Small frames are read many at a time and copied out.
+    constexpr int kPlaceFrom = 32 << 10;
     have += placed - from->awaitedInPlace();
     placed = from->awaitedInPlace();
     if (placed > 0)
@@ -117,6 +121,8 @@ bool FrameSplitter::next(FrameBuffer *from, MessageType *type, QByteArray *out)
             char *part = inFrame ? payload.data() : reinterpret_cast<char *>(header);
             have += int(from->read(part + have, size - have));
             if (have < size) {
+                if (!(inFrame ? payloadSize >= kPlaceFrom : afterLarge))
+                    return false;
                 // Nothing left in the buffer: the rest goes straight into place.
                 placed = size - have;
                 from->placeNext(part + have, placed);
@@ -139,6 +145,7 @@ bool FrameSplitter::next(FrameBuffer *from, MessageType *type, QByteArray *out)
             payload.resize(int(qMin<qint64>(payloadSize, qMin<qint64>(kLargest, size + qMax(size, kStep)))));
         } else {
             *type = frameType;
+            afterLarge = payloadSize >= kPlaceFrom;
             *out = std::move(payload);
             payload = QByteArray();
             have = 0;

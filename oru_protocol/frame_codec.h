@@ -133,9 +133,9 @@ bool readFrames(Source *source, qint64 &pendingLength, Deliver &&deliver, qint64
 
 // An exact frame splitter for the main client's side, where large frames
 // arrive in pieces: a frame is taken only once all its bytes are there. Once
-// the buffer it reads from is empty, the rest of a header or payload is
-// placed straight into the splitter's own arrays, so a payload is handed out
-// without a copy of its own.
+// the buffer it reads from is empty, the rest of a large payload (and of the
+// header after one) is placed straight into the splitter's own arrays, so
+// that payload is handed out without a copy of its own.
 class FrameSplitter
 {
 public:
@@ -161,6 +161,7 @@ private:
     qint64 payloadSize = 0;
     int have = 0;   // bytes of the header or payload gathered
     int placed = 0; // bytes of it that a placement still awaits
+    bool afterLarge = false;
 };
 
 } // namespace oru_sdk
