@@ -1,16 +1,20 @@
 #include "connection.h"
 
 #include "frame_codec.h"
+#include "socket_reader.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QPointer>
 #include <QTimer>
 
 namespace oru_client {
 
 bool spinUntil(const std::function<bool()> &done, int timeoutMs)
 {
+    if (done())
+        return true; // no timer to start: a frame taken in a slot is this case
     QElapsedTimer clock;
     clock.start();
     // Every event (a frame arriving, a state change) ends one wait and the
@@ -25,10 +29,23 @@ bool spinUntil(const std::function<bool()> &done, int timeoutMs)
     return true;
 }
 
+struct Connection::Reader {
+    oru_sdk::FrameSplitter splitter;
+    // What Qt's reader has buffered, when the descriptor is not read directly.
+    oru_sdk::FrameBuffer fromQt;
+    QPointer<oru_sdk::SocketReader> direct;
+    // Bytes written to the buffer when it was last looked at.
+    qint64 seen = 0;
+    // Counts the connections made, so that a pass sees a slot connecting anew.
+    int generation = 0;
+};
+
 Connection::Connection(QObject *parent)
     : QObject(parent)
-    , splitter(std::make_unique<oru_sdk::FrameSplitter>())
+    , reader(std::make_unique<Reader>())
 {
+    // Before Qt's reader has taken any byte of the new connection.
+    connect(&socket, &QLocalSocket::connected, this, &Connection::startReading);
     connect(&socket, &QLocalSocket::readyRead, this, &Connection::readAvailable);
     connect(&socket, &QLocalSocket::disconnected, this, &Connection::disconnected);
 }
@@ -63,16 +80,51 @@ void Connection::sendRaw(const QByteArray &bytes)
     socket.flush();
 }
 
+void Connection::startReading()
+{
+    if (reader->direct) {
+        // The last connection's, long stopped; out of the socket's children
+        // at once, where it would hide Qt's new read notifier from attach().
+        reader->direct->setParent(nullptr);
+        reader->direct->deleteLater();
+    }
+    auto fresh = std::make_unique<Reader>();
+    fresh->generation = reader->generation + 1;
+    reader = std::move(fresh);
+    if (directReads)
+        reader->direct = oru_sdk::SocketReader::attach(
+            &socket, [this](oru_sdk::FrameBuffer *bytes) { take(bytes); }, oru_sdk::SocketReader::Buffer::Own);
+}
+
 void Connection::readAvailable()
 {
-    const QByteArray bytes = socket.readAll();
-    received += bytes.size();
-    splitter->append(bytes);
+    oru_sdk::FrameBuffer *bytes = &reader->fromQt;
+    for (qint64 available; (available = socket.bytesAvailable()) > 0;) {
+        int room = 0;
+        char *at = bytes->room(int(qMin<qint64>(available, 1 << 20)), &room);
+        const qint64 got = socket.read(at, qMin<qint64>(available, room));
+        if (got <= 0)
+            break;
+        bytes->wrote(int(got));
+    }
+    take(bytes);
+}
+
+void Connection::take(oru_sdk::FrameBuffer *bytes)
+{
+    const int generation = reader->generation;
     Frame frame;
-    while (splitter->next(&frame.type, &frame.payload)) {
+    for (;;) {
+        // Also what a notification in a slot's nested event loop added.
+        received += bytes->written() - reader->seen;
+        reader->seen = bytes->written();
+        if (!reader->splitter.next(bytes, &frame.type, &frame.payload))
+            return;
         if (keepFrames)
             frames.append(frame);
         emit frameReceived(frame);
+        if (reader->generation != generation)
+            return; // a slot connected anew: the old connection's bytes are gone
     }
 }
 

@@ -58,6 +58,10 @@ QByteArray FrameBuffer::take(qint64 size)
 
 char *FrameBuffer::room(int atLeast, int *size)
 {
+    if (placeLeft > 0) {
+        *size = placeLeft;
+        return placeAt;
+    }
     // Small storage is kept for the next bytes; large storage goes once empty,
     // so that one big frame does not stay in memory.
     constexpr int kKeep = 4096;
@@ -76,28 +80,79 @@ char *FrameBuffer::room(int atLeast, int *size)
     return bytes.data() + end;
 }
 
-bool FrameSplitter::next(MessageType *type, QByteArray *payload)
+void FrameBuffer::wrote(int size)
 {
-    const int available = buffer.size() - offset;
-    if (available < kFrameHeaderSize)
-        return false;
-    const uchar *in = reinterpret_cast<const uchar *>(buffer.constData()) + offset;
-    const quint32 size = qFromBigEndian<quint32>(in + 9);
-    const qint64 payloadSize = size == 0xFFFFFFFFu ? 0 : qint64(size);
-    if (available - kFrameHeaderSize < payloadSize)
-        return false;
-    *type = static_cast<MessageType>(static_cast<qint8>(in[8]));
-    *payload = size == 0xFFFFFFFFu ? QByteArray() : buffer.mid(offset + kFrameHeaderSize, int(payloadSize));
-    offset += kFrameHeaderSize + int(payloadSize);
-    // Compact once the consumed head dominates, keeping appends amortised.
-    if (offset == buffer.size()) {
-        buffer.clear();
-        offset = 0;
-    } else if (offset > (1 << 20) && offset > buffer.size() / 2) {
-        buffer.remove(0, offset);
-        offset = 0;
+    total += size;
+    if (placeLeft > 0) {
+        placeAt += size;
+        placeLeft -= size;
+    } else {
+        end += size;
     }
-    return true;
+}
+
+void FrameSplitter::append(const QByteArray &bytes)
+{
+    for (int at = 0, size = 0; at < bytes.size(); at += size) {
+        char *to = own.room(bytes.size() - at, &size);
+        size = qMin(size, bytes.size() - at);
+        std::memcpy(to, bytes.constData() + at, size_t(size));
+        own.wrote(size);
+    }
+}
+
+bool FrameSplitter::next(FrameBuffer *from, MessageType *type, QByteArray *out)
+{
+    // A payload's array grows by this much at most at once, so that a wrong
+    // count costs no memory; a payload above kLargest is never complete.
+    constexpr int kStep = 16 << 20;
+    constexpr int kLargest = 1 << 30;
+    // A placement costs the reader a notification of its own: worth it for a
+    // large payload, and for the header after one (a stream of large frames).
+    // Small frames are read many at a time and copied out.
+    constexpr int kPlaceFrom = 32 << 10;
+    have += placed - from->awaitedInPlace();
+    placed = from->awaitedInPlace();
+    if (placed > 0)
+        return false;
+    for (;;) {
+        const int size = inFrame ? payload.size() : kFrameHeaderSize;
+        if (have < size) {
+            char *part = inFrame ? payload.data() : reinterpret_cast<char *>(header);
+            have += int(from->read(part + have, size - have));
+            if (have < size) {
+                if (!(inFrame ? payloadSize >= kPlaceFrom : afterLarge))
+                    return false;
+                // Nothing left in the buffer: the rest goes straight into place.
+                placed = size - have;
+                from->placeNext(part + have, placed);
+                return false;
+            }
+        }
+        if (!inFrame) {
+            frameType = static_cast<MessageType>(static_cast<qint8>(header[8]));
+            const quint32 count = qFromBigEndian<quint32>(header + 9);
+            // An empty payload is not a null one (0xFFFFFFFF).
+            payloadSize = count == 0xFFFFFFFFu ? 0 : qint64(count);
+            payload = count == 0xFFFFFFFFu ? QByteArray() : QByteArray("");
+            if (payloadSize > 0)
+                payload.resize(int(qMin<qint64>(payloadSize, kStep)));
+            have = 0;
+            inFrame = true;
+        } else if (payloadSize > size) {
+            if (size >= kLargest)
+                return false;
+            payload.resize(int(qMin<qint64>(payloadSize, qMin<qint64>(kLargest, size + qMax(size, kStep)))));
+        } else {
+            *type = frameType;
+            afterLarge = payloadSize >= kPlaceFrom;
+            *out = std::move(payload);
+            payload = QByteArray();
+            have = 0;
+            inFrame = false;
+            return true;
+        }
+    }
 }
 
 } // namespace oru_sdk

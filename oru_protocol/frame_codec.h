@@ -41,15 +41,30 @@ public:
     qint64 read(char *out, qint64 size);
     // `size` bytes (at most what is there) as an array of their own.
     QByteArray take(qint64 size);
-    // Room for at least `atLeast` more bytes at the end; `wrote` then counts
-    // what was put there.
+    // Room for at least `atLeast` more bytes at the end (or all that a
+    // placement still awaits, see below); `wrote` then counts what was put
+    // there.
     char *room(int atLeast, int *size);
-    void wrote(int size) { end += size; }
+    void wrote(int size);
+    // While the buffer is empty, a frame reader can have the next `size`
+    // bytes placed straight where it wants them (a payload's own array):
+    // room() hands out that space until it is full.
+    void placeNext(char *at, int size)
+    {
+        placeAt = at;
+        placeLeft = size;
+    }
+    int awaitedInPlace() const { return placeLeft; }
+    // Every byte ever written, in place or not.
+    qint64 written() const { return total; }
 
 private:
     QByteArray bytes;
     int offset = 0;
     int end = 0;
+    char *placeAt = nullptr;
+    int placeLeft = 0;
+    qint64 total = 0;
 };
 
 namespace frame_source {
@@ -117,18 +132,36 @@ bool readFrames(Source *source, qint64 &pendingLength, Deliver &&deliver, qint64
 }
 
 // An exact frame splitter for the main client's side, where large frames
-// arrive in pieces: a frame is taken only once all its bytes are there.
+// arrive in pieces: a frame is taken only once all its bytes are there. Once
+// the buffer it reads from is empty, the rest of a large payload (and of the
+// header after one) is placed straight into the splitter's own arrays, so
+// that payload is handed out without a copy of its own.
 class FrameSplitter
 {
 public:
-    void append(const QByteArray &bytes) { buffer.append(bytes); }
+    FrameSplitter() = default;
+    FrameSplitter(const FrameSplitter &) = delete; // placements point into it
+    FrameSplitter &operator=(const FrameSplitter &) = delete;
+
+    void append(const QByteArray &bytes);
     // Takes the next whole frame; false when none is complete yet.
-    bool next(MessageType *type, QByteArray *payload);
-    qint64 buffered() const { return buffer.size() - offset; }
+    bool next(MessageType *type, QByteArray *payload) { return next(&own, type, payload); }
+    // The same from bytes read ahead elsewhere (a descriptor reader's buffer),
+    // one stream of frames per splitter.
+    bool next(FrameBuffer *from, MessageType *type, QByteArray *payload);
+    // Appended bytes not handed out in a frame yet.
+    qint64 buffered() const { return own.bytesAvailable() + (inFrame ? kFrameHeaderSize : 0) + have; }
 
 private:
-    QByteArray buffer;
-    int offset = 0;
+    FrameBuffer own;
+    uchar header[kFrameHeaderSize] = {};
+    bool inFrame = false; // the header is in, the payload is being gathered
+    MessageType frameType = MessageType(0);
+    QByteArray payload;
+    qint64 payloadSize = 0;
+    int have = 0;   // bytes of the header or payload gathered
+    int placed = 0; // bytes of it that a placement still awaits
+    bool afterLarge = false;
 };
 
 } // namespace oru_sdk

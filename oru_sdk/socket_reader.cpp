@@ -12,7 +12,7 @@
 
 namespace oru_sdk {
 
-SocketReader *SocketReader::attach(QLocalSocket *socket, std::function<void(FrameBuffer *)> pass)
+SocketReader *SocketReader::attach(QLocalSocket *socket, std::function<void(FrameBuffer *)> pass, Buffer buffer)
 {
 #ifdef ORU_DIRECT_READS
     const qintptr fd = socket->socketDescriptor();
@@ -32,18 +32,21 @@ SocketReader *SocketReader::attach(QLocalSocket *socket, std::function<void(Fram
     // Off before ours exists: a dispatcher keeps one notifier per descriptor
     // and type (Qt's own Unix dispatcher warns about a second).
     qtReader->setEnabled(false);
-    return new SocketReader(socket, qtReader, std::move(pass));
+    return new SocketReader(socket, qtReader, std::move(pass), buffer == Buffer::Shared);
 #else
     Q_UNUSED(socket)
     Q_UNUSED(pass)
+    Q_UNUSED(buffer)
     return nullptr;
 #endif
 }
 
-SocketReader::SocketReader(QLocalSocket *socket, QSocketNotifier *qtReader, std::function<void(FrameBuffer *)> pass)
+SocketReader::SocketReader(QLocalSocket *socket, QSocketNotifier *qtReader, std::function<void(FrameBuffer *)> pass,
+                           bool share)
     : QSocketNotifier(qtReader->socket(), QSocketNotifier::Read, socket)
     , owner(socket)
     , pass(std::move(pass))
+    , share(share)
 {
     // Off before anyone hears of the closing: the descriptor is closed by
     // then and may soon name the next connection. The socket is the context
@@ -91,7 +94,7 @@ void SocketReader::readable()
     bool fresh = false;
     bool ended = false;
     SharedBuffer &shared = sharedBuffer();
-    const bool borrowed = buffer.bytesAvailable() == 0 && (!shared.user || shared.user == this);
+    const bool borrowed = share && buffer.bytesAvailable() == 0 && (!shared.user || shared.user == this);
     if (borrowed)
         shared.user = this;
     FrameBuffer &into = borrowed ? shared.bytes : buffer;
@@ -106,6 +109,7 @@ void SocketReader::readable()
             want = int(qMin<qint64>(room, kChunk));
         }
         int size = 0;
+        const bool inPlace = into.awaitedInPlace() > 0;
         char *at = into.room(want, &size);
         if (limit > 0)
             size = qMin(size, want);
@@ -113,8 +117,10 @@ void SocketReader::readable()
         if (got > 0) {
             into.wrote(int(got));
             fresh = true;
-            if (got < size)
-                break; // drained; a level-triggered notifier says if more comes
+            // Drained (a level-triggered notifier says if more comes), or put
+            // where the reader wanted it: the reader looks before we go on.
+            if (got < size || inPlace)
+                break;
         } else if (got < 0 && errno == EINTR) {
             continue;
         } else {

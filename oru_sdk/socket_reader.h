@@ -28,19 +28,24 @@ class SocketReader : public QSocketNotifier
 public:
     // A reader for `socket`, or null where Qt's reader cannot be switched off
     // (no descriptor, data already read by Qt, another platform): the caller
-    // then reads on readyRead.
-    static SocketReader *attach(QLocalSocket *socket, std::function<void(FrameBuffer *)> pass);
+    // then reads on readyRead. `Own` gives the socket a buffer of its own
+    // for good, for a pass that keeps state in it (a count of the bytes
+    // written, payloads placed in the buffer's space).
+    enum class Buffer { Shared, Own };
+    static SocketReader *attach(QLocalSocket *socket, std::function<void(FrameBuffer *)> pass,
+                                Buffer buffer = Buffer::Shared);
 
 protected:
     bool event(QEvent *event) override;
 
 private:
-    SocketReader(QLocalSocket *socket, QSocketNotifier *qtReader, std::function<void(FrameBuffer *)> pass);
+    SocketReader(QLocalSocket *socket, QSocketNotifier *qtReader, std::function<void(FrameBuffer *)> pass, bool share);
     void readable();
 
     QLocalSocket *const owner;
     const std::function<void(FrameBuffer *)> pass;
     FrameBuffer buffer;
+    const bool share;
     bool passing = false;
     bool stopped = false;
 };

@@ -1,5 +1,7 @@
+#include "connection.h"
 #include "frame_codec.h"
 
+#include <QLocalServer>
 #include <QtTest>
 
 using oru_sdk::MessageType;
@@ -113,24 +115,67 @@ private slots:
         QCOMPARE(length, pending);
     }
 
+    void splitterTakesWholeFramesOnly_data()
+    {
+        QTest::addColumn<int>("reader"); // 0: bytes appended, 1: a connection's descriptor, 2: Qt's reader
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("cut");
+        QTest::newRow("appended") << 0 << (3 << 20) << 65536 + 7;
+        QTest::newRow("descriptor") << 1 << (3 << 20) << 65536 + 7;
+        QTest::newRow("descriptor, every byte") << 1 << (40 << 10) << 1;
+        QTest::newRow("Qt's reader, every byte") << 2 << (40 << 10) << 1;
+    }
+
+    // However the stream is cut, frames come whole, an empty payload stays
+    // apart from a null one, and a frame cut off by the peer's leaving is
+    // never handed out.
     void splitterTakesWholeFramesOnly()
     {
-        const QByteArray big(3 << 20, 'q');
-        const QByteArray stream = frame(102, big) + frame(102, QByteArray()) + frame(103, "e");
+        QFETCH(int, reader);
+        QFETCH(int, size);
+        QFETCH(int, cut);
+        const QByteArray big(size, 'q');
+        const QByteArray stream = frame(102, big) + frame(102, QByteArray()) + frame(103, "") + frame(103, "e")
+            + frame(104, "cut off").left(15);
         oru_sdk::FrameSplitter splitter;
+        QLocalServer server;
+        oru_client::Connection connection;
+        QLocalSocket *peer = nullptr;
+        if (reader > 0) {
+            QVERIFY(server.listen(QStringLiteral("oru-tst-frame-%1").arg(QCoreApplication::applicationPid())));
+            connection.setDirectReads(reader == 1);
+            QVERIFY(connection.connectToServer(server.serverName()) && server.waitForNewConnection(3000));
+            peer = server.nextPendingConnection();
+        }
         Frames got;
-        for (int at = 0; at < stream.size(); at += 65536 + 7) {
-            splitter.append(stream.mid(at, 65536 + 7));
+        for (int at = 0; at < stream.size(); at += cut) {
+            const QByteArray piece = stream.mid(at, cut);
+            if (peer) {
+                peer->write(piece);
+                peer->flush();
+                // Each piece is read by itself.
+                QVERIFY(oru_client::spinUntil([&] { return connection.bytesReceived() == at + piece.size(); }, 3000));
+                continue;
+            }
+            splitter.append(piece);
             MessageType type;
             QByteArray payload;
             while (splitter.next(&type, &payload))
                 got.append({int(type), payload});
         }
-        QCOMPARE(got.size(), 3);
+        if (peer) {
+            peer->disconnectFromServer();
+            QVERIFY(connection.waitForDisconnected());
+            for (const oru_client::Frame &f : connection.collectFrames(0))
+                got.append({int(f.type), f.payload});
+        } else {
+            QCOMPARE(splitter.buffered(), qint64(15));
+        }
+        QCOMPARE(got.size(), 4);
         QVERIFY(got[0].second == big);
         QVERIFY(got[1].second.isNull());
-        QCOMPARE(got[2], (QPair<int, QByteArray>{103, "e"}));
-        QCOMPARE(splitter.buffered(), qint64(0));
+        QVERIFY(!got[2].second.isNull() && got[2].second.isEmpty());
+        QCOMPARE(got[3], (QPair<int, QByteArray>{103, "e"}));
     }
 };
 

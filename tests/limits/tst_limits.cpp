@@ -134,6 +134,7 @@ private slots:
     {
         ORU_REQUIRE_OWN_PROCESS();
         Connection reader, stalled;
+        stalled.setDirectReads(false); // stalled through Qt's buffer
         QVERIFY(oru_test::connectControlLogged(&reader) && oru_test::connectControlLogged(&stalled));
         oru_test::LogCursor cursor;
         stalled.localSocket()->setReadBufferSize(1);

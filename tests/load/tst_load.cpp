@@ -622,14 +622,20 @@ private slots:
             ++served;
             get_presets_res({c.requestId, 0, QString()}, {PresetInfo{7, c.requestId}});
         });
-        connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host, [&] { ++served; });
+        connect(&DgwSignals::instance(), &DgwSignals::signalLiveVideoConnReq, &host, [&](StreamId id) {
+            ++served;
+            write_stream_data(id, "x");
+        });
+        // Answered both ways: under UBSan the first type check of the client's
+        // reader opens a pipe, which must not come while descriptors are out.
         const auto serves = [&](Connection *c) {
             const int before = served;
+            const qint64 got = c->bytesReceived();
             if (stream)
                 c->sendFrame(MessageType::LiveVideoConnReq, liveRequest());
             else
                 c->sendRaw(request(0, QStringLiteral("r%1").arg(before)));
-            return spin([&] { return served > before; }, 5000);
+            return spin([&] { return served > before && c->bytesReceived() > got; }, 5000);
         };
 
         rlimit limit{};

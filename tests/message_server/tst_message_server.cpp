@@ -171,6 +171,7 @@ private slots:
     {
         ORU_REQUIRE_OWN_PROCESS();
         Connection main;
+        main.setDirectReads(false); // waited on below through the socket
         QVERIFY(oru_test::connectControl(&main));
         QObject host; // its connections go with it
         connect(&DgwSignals::instance(), &DgwSignals::signalGetDevNetReq, &host, [](const QString &id) {

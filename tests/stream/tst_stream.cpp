@@ -305,6 +305,7 @@ private slots:
         QFETCH(QByteArray, data);
         QFETCH(QByteArray, frame);
         Connection c;
+        c.setDirectReads(false); // read below through the socket
         QVERIFY(oru_test::connectStreamLogged(&c));
         const StreamId id = open(&c, MessageType::LiveVideoConnReq, liveReq(QStringLiteral("raw"), 1, 1));
         // Raw bytes: the connection's splitter does not see them.
@@ -622,6 +623,7 @@ private slots:
         QFETCH(bool, stall);
         QFETCH(QList<int>, sizes);
         Connection a, b;
+        b.setDirectReads(!stall); // stalled through Qt's buffer
         const StreamId id = openShared(&a, &b, QLatin1String(QTest::currentDataTag()));
         QVERIFY(id != 0);
         std::optional<QSignalBlocker> stalled;
@@ -770,6 +772,7 @@ private slots:
         QSignalSpy gone(&DgwSignals::instance(), &DgwSignals::signalDisconnectStream);
         oru_test::LogCursor cursor;
         Connection fast, stalled;
+        stalled.setDirectReads(false); // stalled through Qt's buffer
         const StreamId id = openShared(&fast, &stalled, QStringLiteral("limit"));
         QVERIFY(id != 0);
         std::optional<QSignalBlocker> blocked;

@@ -1236,8 +1236,11 @@ StreamClient &Context::stream()
 
 void Context::flush()
 {
-    if (client && client->isConnected())
-        client->connection().localSocket()->waitForBytesWritten(timeoutMs);
+    // On the event loop: the connection reads its socket itself.
+    if (client && client->isConnected()) {
+        QLocalSocket *socket = client->connection().localSocket();
+        oru_client::spinUntil([&] { return socket->bytesToWrite() == 0 || !client->isConnected(); }, timeoutMs);
+    }
 }
 
 void Context::check(const PendingCall *call) const

@@ -12,7 +12,7 @@
 #include <memory>
 
 namespace oru_sdk {
-class FrameSplitter;
+class FrameBuffer;
 }
 
 namespace oru_client {
@@ -62,6 +62,18 @@ public:
     // it off so that a stream does not pile up in memory.
     void setKeepFrames(bool keep) { keepFrames = keep; }
 
+    // Whether the connections made from now on read the socket's descriptor
+    // themselves (the default where the platform allows it) instead of
+    // through QLocalSocket's buffers and readyRead. Turn it off before
+    // connectToServer() to read or stall the socket through localSocket().
+    void setDirectReads(bool direct) { directReads = direct; }
+
+    // The socket under the connection: for writing, flushing, its state and
+    // errors, and a readBufferSize() set before connecting, which bounds the
+    // bytes read ahead either way. Reading it (read, readAll, waitForReadyRead,
+    // its readyRead), changing its readBufferSize() while connected, or
+    // blocking its signals to stop the frames need setDirectReads(false):
+    // direct reads pass Qt's read buffer by.
     QLocalSocket *localSocket() { return &socket; }
 
 signals:
@@ -71,13 +83,17 @@ signals:
     void disconnected();
 
 private:
+    struct Reader;
+    void startReading();
     void readAvailable();
+    void take(oru_sdk::FrameBuffer *bytes);
 
     QLocalSocket socket;
-    std::unique_ptr<oru_sdk::FrameSplitter> splitter;
+    std::unique_ptr<Reader> reader;
     QList<Frame> frames;
     qint64 received = 0;
     bool keepFrames = true;
+    bool directReads = true;
 };
 
 } // namespace oru_client
