@@ -50,15 +50,18 @@ SocketReader::SocketReader(QLocalSocket *socket, QSocketNotifier *qtReader, std:
 {
     // Off before anyone hears of the closing: the descriptor is closed by
     // then and may soon name the next connection. The socket is the context
-    // (it outlives its child, and already has connection data, which this
-    // object would need on its own only for this).
-    connect(socket, &QLocalSocket::stateChanged, socket, [this](QLocalSocket::LocalSocketState state) {
+    // (it already has connection data, which this object would need on its
+    // own only for this); a reader dropped before its socket (the client's,
+    // on reconnecting) cuts the connection itself.
+    stateWatch = connect(socket, &QLocalSocket::stateChanged, socket, [this](QLocalSocket::LocalSocketState state) {
         if (state != QLocalSocket::ConnectedState) {
             stopped = true;
             setEnabled(false);
         }
     });
 }
+
+SocketReader::~SocketReader() { disconnect(stateWatch); }
 
 bool SocketReader::event(QEvent *event)
 {

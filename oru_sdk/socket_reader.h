@@ -35,6 +35,8 @@ public:
     static SocketReader *attach(QLocalSocket *socket, std::function<void(FrameBuffer *)> pass,
                                 Buffer buffer = Buffer::Shared);
 
+    ~SocketReader() override;
+
 protected:
     bool event(QEvent *event) override;
 
@@ -46,6 +48,7 @@ private:
     const std::function<void(FrameBuffer *)> pass;
     FrameBuffer buffer;
     const bool share;
+    QMetaObject::Connection stateWatch;
     bool passing = false;
     bool stopped = false;
 };

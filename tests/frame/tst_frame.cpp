@@ -177,6 +177,34 @@ private slots:
         QVERIFY(!got[2].second.isNull() && got[2].second.isEmpty());
         QCOMPARE(got[3], (QPair<int, QByteArray>{103, "e"}));
     }
+
+    // A slot that connects anew in the middle of a read: the old connection's
+    // remaining frames are gone, the new connection's arrive whole.
+    void reconnectFromAFrameSlot()
+    {
+        QLocalServer server;
+        QVERIFY(server.listen(QStringLiteral("oru-tst-frame-re-%1").arg(QCoreApplication::applicationPid())));
+        oru_client::Connection connection;
+        connection.setKeepFrames(false);
+        Frames got;
+        connect(&connection, &oru_client::Connection::frameReceived, [&](const oru_client::Frame &f) {
+            got.append({int(f.type), f.payload});
+            if (got.size() == 1) {
+                connection.disconnectFromServer();
+                QVERIFY(connection.connectToServer(server.serverName()));
+            }
+        });
+        QVERIFY(connection.connectToServer(server.serverName()) && server.waitForNewConnection(3000));
+        QLocalSocket *first = server.nextPendingConnection();
+        first->write(frame(102, "a") + frame(102, QByteArray(70000, 'b')));
+        first->flush();
+        QTRY_VERIFY(server.hasPendingConnections());
+        QLocalSocket *second = server.nextPendingConnection();
+        second->write(frame(103, QByteArray(70000, 'c')));
+        QTRY_COMPARE(got.size(), 2);
+        QCOMPARE(got[0], (QPair<int, QByteArray>{102, "a"}));
+        QVERIFY(got[1] == (QPair<int, QByteArray>{103, QByteArray(70000, 'c')}));
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_Frame)
